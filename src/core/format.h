@@ -27,7 +27,9 @@ public:
     FormatArg(const std::string& s) : kind_(Kind::string), s_(s) {}
 
     Kind kind() const { return kind_; }
-    std::int64_t integer() const { return kind_ == Kind::real ? static_cast<std::int64_t>(d_) : i_; }
+    std::int64_t integer() const {
+        return kind_ == Kind::real ? static_cast<std::int64_t>(d_) : i_;
+    }
     double real() const { return kind_ == Kind::real ? d_ : static_cast<double>(i_); }
     std::string_view string() const { return s_; }
 
