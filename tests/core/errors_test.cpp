@@ -57,7 +57,9 @@ TEST(ErrorText, EveryCodeHasReadableText) {
     for (int code = 0; code < error_count; ++code) {
         const std::string text = error_text(code);
         EXPECT_FALSE(text.empty()) << code;
-        if (code != 135 && code != 140) EXPECT_TRUE(distinct.insert(text).second) << code;
+        if (code != 135 && code != 140) {
+            EXPECT_TRUE(distinct.insert(text).second) << code;
+        }
     }
     EXPECT_STREQ(error_text(135), "Unexplainable Error");
     EXPECT_STREQ(error_text(140), "Unexplainable Error");
