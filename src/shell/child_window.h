@@ -18,7 +18,9 @@ public:
     // their owner.
     virtual QWidget* owner_window() const { return nullptr; }
     // Asks whether the window may close now (a save question, a busy check).
-    // False keeps the program open.
+    // False keeps it, and the program, open. The window's own closeEvent asks
+    // it too, so that closing it alone, "Close All" and closing the program
+    // all put the same question.
     [[nodiscard]] virtual bool may_close() = 0;
 };
 

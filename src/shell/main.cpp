@@ -54,10 +54,7 @@ int main(int argc, char* argv[]) {
         return 0;
     }
 
-    QObject::connect(&instance_server, &InstanceServer::open_requested, &frame,
-                     [](const QString& handed_over) { open_command_line(handed_over); });
-    QObject::connect(&instance_server, &InstanceServer::raise_requested, &frame,
-                     &MainFrame::come_to_front);
+    frame.serve_hand_overs(&instance_server);
 
     const bool maximised = false;  // comes from the saved state once it is kept
     if (maximised)

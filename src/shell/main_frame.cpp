@@ -5,6 +5,7 @@
 #include "shell/command_dispatch.h"
 #include "shell/command_table.h"
 #include "shell/file_open_queue.h"
+#include "shell/single_instance.h"
 #include "shell/splash_panel.h"
 
 #include <QAction>
@@ -110,6 +111,12 @@ void MainFrame::come_to_front() {
     show();
     raise();
     activateWindow();
+}
+
+void MainFrame::serve_hand_overs(InstanceServer* server) {
+    connect(server, &InstanceServer::open_requested, this,
+            [](const QString& line) { open_command_line(line); });
+    connect(server, &InstanceServer::raise_requested, this, &MainFrame::come_to_front);
 }
 
 void MainFrame::closeEvent(QCloseEvent* event) {

@@ -4,6 +4,7 @@
 
 #include <QMainWindow>
 
+class InstanceServer;
 class QAction;
 class QMdiArea;
 class QMenu;
@@ -26,6 +27,8 @@ public:
 
     // Brings the frame to the front, as a second start asks.
     void come_to_front();
+    // Opens what later starts hand over through `server` and comes to the front.
+    void serve_hand_overs(InstanceServer* server);
 
 protected:
     void closeEvent(QCloseEvent* event) override;

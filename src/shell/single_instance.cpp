@@ -34,11 +34,12 @@ InstanceServer::InstanceServer(QObject* parent) : QObject(parent), server_(new Q
 InstanceServer::~InstanceServer() = default;
 
 bool InstanceServer::listen(const QString& name) {
+    // Listening with access options replaces whatever socket file has the name,
+    // so a live instance must be looked for first.
+    if (instance_answers(name)) return false;
     if (server_->listen(name)) return true;
     if (server_->serverError() != QAbstractSocket::AddressInUseError) return false;
-    // The name is taken: by a live instance, or by the socket of one that ended
-    // without removing it.
-    if (instance_answers(name)) return false;
+    // A socket left behind by an instance that ended without removing it.
     QLocalServer::removeServer(name);
     return server_->listen(name);
 }
