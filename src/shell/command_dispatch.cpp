@@ -20,10 +20,9 @@ std::map<int, std::function<void()>>& end_routines() {
 }
 
 void about_box() {
-    message_box(
-        app_state.main_window, QStringLiteral("About Orvane Pro"), box_ok,
-        QStringLiteral("%1\n\nVersion %2")
-            .arg(QString::fromLatin1(frame_title).trimmed(), QString::fromLatin1(product_version)));
+    message_box(app_state.main_window, QStringLiteral("About Orvane Pro"), box_ok,
+                QStringLiteral("%1 64\nVersion %2")
+                    .arg(QString::fromLatin1(product_name), QString::fromLatin1(product_version)));
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "shell/startup.h"
 
 #include <QApplication>
+#include <QScreen>
 
 int main(int argc, char* argv[]) {
     QApplication application(argc, argv);
@@ -56,6 +57,10 @@ int main(int argc, char* argv[]) {
 
     frame.serve_hand_overs(&instance_server);
 
+    // Until the saved state keeps the frame's place, it takes most of the screen.
+    const QRect screen = frame.screen()->availableGeometry();
+    frame.resize(screen.width() * 4 / 5, screen.height() * 4 / 5);
+    frame.move(screen.center() - frame.rect().center());
     const bool maximised = false;  // comes from the saved state once it is kept
     if (maximised)
         frame.showMaximized();

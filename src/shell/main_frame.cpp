@@ -67,7 +67,8 @@ void MainFrame::build_menus() {
         menu->setObjectName(QString::fromLatin1(menu_title(id)).remove(QLatin1Char('&')));
         menu_of[id] = menu;
     }
-    QMenu* mask = menu_of[MenuId::tools]->addMenu(QString::fromLatin1(menu_title(MenuId::mask)));
+    // The mask tool's submenu follows the tools.
+    auto* mask = new QMenu(QString::fromLatin1(menu_title(MenuId::mask)), menu_of[MenuId::tools]);
     mask->setObjectName(QStringLiteral("Mask"));
     menu_of[MenuId::mask] = mask;
 
@@ -84,6 +85,9 @@ void MainFrame::build_menus() {
         connect(action, &QAction::triggered, this,
                 [this, number] { command_dispatch(this, number); });
     }
+    menu_of[MenuId::tools]->addSeparator();
+    menu_of[MenuId::tools]->addMenu(mask);
+
     recent_files_anchor_ = menu_of[MenuId::file]->addSeparator();
     recent_files_anchor_->setObjectName(QStringLiteral("recent_files_insertion_point"));
     recent_files_anchor_->setVisible(false);

@@ -287,6 +287,7 @@ void TestDispatch::menus_show_every_command() {
 
     compare_menu(menus[3], tools_menu);
     compare_menu(submenu(menus[3], QStringLiteral("Mask")), mask_menu);
+    QVERIFY(menus[3]->actions().last()->menu() == submenu(menus[3], QStringLiteral("Mask")));
     compare_menu(menus[4], window_menu);
     compare_menu(menus[5], help_menu);
 
