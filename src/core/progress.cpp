@@ -25,13 +25,21 @@ void progress_begin(const char* title, std::int64_t first, std::int64_t last, bo
     current_display->begin(title, first, last, can_cancel);
 }
 
-int progress_step(std::int64_t value) { return current_display->step(value); }
+int progress_step(std::int64_t value) {
+    return current_display->step(value);
+}
 
-void progress_end() { current_display->end(); }
+void progress_end() {
+    current_display->end();
+}
 
-void wait_cursor_begin() { current_display->wait_cursor(true); }
+void wait_cursor_begin() {
+    current_display->wait_cursor(true);
+}
 
-void wait_cursor_end() { current_display->wait_cursor(false); }
+void wait_cursor_end() {
+    current_display->wait_cursor(false);
+}
 
 ProgressScope::ProgressScope(const char* title, std::int64_t pixels, std::int64_t first,
                              std::int64_t last, bool can_cancel)
@@ -49,4 +57,6 @@ ProgressScope::~ProgressScope() {
         wait_cursor_end();
 }
 
-int ProgressScope::step(std::int64_t value) const { return shown_ ? progress_step(value) : 0; }
+int ProgressScope::step(std::int64_t value) const {
+    return shown_ ? progress_step(value) : 0;
+}
