@@ -273,7 +273,7 @@ Preferences& preferences() {
     return values;
 }
 
-State& app_state() {
+State& saved_state() {
     static State values;
     return values;
 }
@@ -336,7 +336,7 @@ void state_load(QSettings& store) {
     s.browsefolder = read_list(store, "browsefolder", saved_list_max);
     s.workflow = read_list(store, "workflow", saved_list_max);
     store.endGroup();
-    app_state() = std::move(s);
+    saved_state() = std::move(s);
 }
 
 void state_save() {
@@ -345,7 +345,7 @@ void state_save() {
 
 void state_save(QSettings& store) {
     if (background) return;
-    State s = app_state();
+    State s = saved_state();
     s.version = state_version_current;
     store.beginGroup(QString::fromUtf8(state_group));
     write_group<State>(store, state_rows, s);

@@ -143,7 +143,7 @@ struct State {
 
 // The process-wide values.
 Preferences& preferences();
-State& app_state();
+State& saved_state();
 
 // The background process reads the store but never writes it, and ignores
 // `stickysettings`, which stays off. Set before loading.

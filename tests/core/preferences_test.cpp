@@ -22,12 +22,12 @@ protected:
     void SetUp() override {
         ASSERT_TRUE(dir_.isValid());
         saved_preferences_ = preferences();
-        saved_state_ = app_state();
+        saved_state_ = saved_state();
     }
     void TearDown() override {
         preferences_set_background(false);
         preferences() = saved_preferences_;
-        app_state() = saved_state_;
+        saved_state() = saved_state_;
         debug_log_set_file({});
     }
 
@@ -279,9 +279,9 @@ TEST(Colour, UnitConversionRoundsAndHoldsRange) {
 using StateTest = StoreTest;
 
 TEST_F(StateTest, DefaultsOnAnEmptyStore) {
-    app_state().printdpi = 1;
+    saved_state().printdpi = 1;
     load_state(path("store.ini"));
-    const State& s = app_state();
+    const State& s = saved_state();
     EXPECT_EQ(s.version, 0);
     EXPECT_TRUE(s.openfile.empty());
     EXPECT_TRUE(s.browsefolder.empty());
@@ -317,7 +317,7 @@ TEST_F(StateTest, RoundTripAndValueForms) {
     s.xformtborientation[1] = 1;
     s.comments_copyright = "(c) Me, 2024";
     s.numwflservers = 2;
-    app_state() = s;
+    saved_state() = s;
     save_state(path("store.ini"));
 
     EXPECT_EQ(raw("State", "version"), "6010");
@@ -328,18 +328,18 @@ TEST_F(StateTest, RoundTripAndValueForms) {
     EXPECT_EQ(raw("State", "album"), "5 1000 2312 2330 0 210.5000 11.0000");
     EXPECT_EQ(raw("State", "xformtoolbar"), "1 5 9 12");
 
-    app_state() = State{};
+    saved_state() = State{};
     load_state(path("store.ini"));
     State expected = s;
     expected.version = state_version_current;
     expected.cropcustom[1] = 0.6667;  // four decimals in the store
-    EXPECT_EQ(app_state(), expected);
+    EXPECT_EQ(saved_state(), expected);
 }
 
 TEST_F(StateTest, RecentFilesAreNumberedAndStaleKeysGo) {
-    app_state().openfile = {"/1", "/2", "/3", "/4", "/5"};
+    saved_state().openfile = {"/1", "/2", "/3", "/4", "/5"};
     save_state(path("store.ini"));
-    app_state().openfile = {"/6", "/7"};
+    saved_state().openfile = {"/6", "/7"};
     save_state(path("store.ini"));
     QSettings s = store();
     s.beginGroup("State");
@@ -357,10 +357,10 @@ TEST_F(StateTest, RecentFilesAreCutToTheMenuLength) {
         "openfile4=\"\\\"/after a gap\\\"\"\n");
     preferences().nfilemenu = 9;
     load_state(path("store.ini"));
-    EXPECT_EQ(app_state().openfile, (Strings{"/a", "/b", "/c"}));
+    EXPECT_EQ(saved_state().openfile, (Strings{"/a", "/b", "/c"}));
     preferences().nfilemenu = 2;
     load_state(path("store.ini"));
-    EXPECT_EQ(app_state().openfile, (Strings{"/a", "/b"}));
+    EXPECT_EQ(saved_state().openfile, (Strings{"/a", "/b"}));
 }
 
 TEST(RecentFiles, NewestFirstMovedToTopAndLimited) {
