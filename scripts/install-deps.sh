@@ -9,7 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   zlib1g-dev libtiff-dev
   # test-only: libtiff's tools as the reference, and TIFF/PNG samples made by other programs
-  libtiff-tools golang-golang-x-image-dev
+  libtiff-tools golang-golang-x-image-dev netpbm
   xvfb xauth
 )
 
