@@ -8,7 +8,8 @@ packages=(
   qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   zlib1g-dev libtiff-dev
-  # test-only: libtiff's tools as the reference, and TIFF/PNG samples made by other programs
+  # test-only: libtiff's tools as the reference, TIFF/PNG samples made by other programs,
+  # and netpbm to read the PNG twins
   libtiff-tools golang-golang-x-image-dev netpbm
   xvfb xauth
 )
