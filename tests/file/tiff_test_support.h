@@ -381,4 +381,149 @@ inline int read_own(const std::string& path, Image* image) {
     return err;
 }
 
+// A TIFF put together entry by entry, for files no ordinary writer makes:
+// header, then the data blocks, then IFD0 (entries in the order given), then
+// the values that do not fit in their entries.
+class HandMade {
+public:
+    explicit HandMade(bool big_endian = false) : big_(big_endian) {}
+
+    // Appends a block of data (a strip) and returns its offset.
+    std::uint32_t data(const std::vector<std::uint8_t>& bytes) {
+        const std::uint32_t at = 8 + static_cast<std::uint32_t>(data_.size());
+        data_.insert(data_.end(), bytes.begin(), bytes.end());
+        return at;
+    }
+    // An entry of SHORT, LONG, BYTE or RATIONAL values (a rational takes two).
+    HandMade& tag(int tag, int type, std::vector<std::uint32_t> values) {
+        const std::uint32_t count = type == 5 ? static_cast<std::uint32_t>(values.size() / 2)
+                                              : static_cast<std::uint32_t>(values.size());
+        entries_.push_back({tag, type, count, std::move(values)});
+        return *this;
+    }
+    // Replaces the entries of `tag` (or drops them with no values).
+    HandMade& set(int tag, int type, std::vector<std::uint32_t> values) {
+        drop(tag);
+        if (!values.empty()) this->tag(tag, type, std::move(values));
+        return *this;
+    }
+    HandMade& drop(int tag) {
+        std::erase_if(entries_, [tag](const Entry& e) { return e.tag == tag; });
+        return *this;
+    }
+    void version(unsigned v) { version_ = v; }
+
+    std::vector<std::uint8_t> build() const {
+        std::vector<std::uint8_t> out;
+        auto u16 = [&](unsigned v) {
+            if (big_) {
+                out.push_back(static_cast<std::uint8_t>(v >> 8));
+                out.push_back(static_cast<std::uint8_t>(v));
+            } else {
+                out.push_back(static_cast<std::uint8_t>(v));
+                out.push_back(static_cast<std::uint8_t>(v >> 8));
+            }
+        };
+        auto u32 = [&](std::uint32_t v) {
+            if (big_) {
+                u16(v >> 16);
+                u16(v & 0xFFFF);
+            } else {
+                u16(v & 0xFFFF);
+                u16(v >> 16);
+            }
+        };
+        out.push_back(big_ ? 'M' : 'I');
+        out.push_back(big_ ? 'M' : 'I');
+        u16(version_);
+        const std::uint32_t ifd = 8 + static_cast<std::uint32_t>(data_.size());
+        u32(ifd);
+        out.insert(out.end(), data_.begin(), data_.end());
+        std::uint32_t value_at = ifd + 2 + 12 * static_cast<std::uint32_t>(entries_.size()) + 4;
+        std::vector<std::uint8_t> values;
+        u16(static_cast<unsigned>(entries_.size()));
+        for (const Entry& e : entries_) {
+            u16(static_cast<unsigned>(e.tag));
+            u16(static_cast<unsigned>(e.type));
+            u32(e.count);
+            const std::size_t before = out.size();
+            for (std::uint32_t v : e.values) {
+                if (e.type == 3 || e.type == 8)
+                    u16(v);
+                else if (e.type == 1 || e.type == 2 || e.type == 7)
+                    out.push_back(static_cast<std::uint8_t>(v));
+                else
+                    u32(v);
+            }
+            std::vector<std::uint8_t> bytes(out.begin() + static_cast<std::ptrdiff_t>(before),
+                                            out.end());
+            out.resize(before);
+            if (bytes.size() <= 4) {
+                bytes.resize(4, 0);
+                out.insert(out.end(), bytes.begin(), bytes.end());
+            } else {
+                u32(value_at);
+                values.insert(values.end(), bytes.begin(), bytes.end());
+                value_at += static_cast<std::uint32_t>(bytes.size());
+            }
+        }
+        u32(0);
+        out.insert(out.end(), values.begin(), values.end());
+        return out;
+    }
+
+private:
+    struct Entry {
+        int tag;
+        int type;
+        std::uint32_t count;
+        std::vector<std::uint32_t> values;
+    };
+    bool big_;
+    unsigned version_ = 42;
+    std::vector<std::uint8_t> data_;
+    std::vector<Entry> entries_;
+};
+
+// A plain 8-bit gray file of `strips` uncompressed strips, its pixels
+// (x * 7 + y * 3) & 0xFF.
+inline HandMade gray_file(int width, int height, int rows_per_strip, bool big = false) {
+    HandMade t(big);
+    std::vector<std::uint32_t> offsets;
+    std::vector<std::uint32_t> counts;
+    for (int first = 0; first < height; first += rows_per_strip) {
+        std::vector<std::uint8_t> strip;
+        for (int y = first; y < std::min(height, first + rows_per_strip); ++y)
+            for (int x = 0; x < width; ++x)
+                strip.push_back(static_cast<std::uint8_t>(x * 7 + y * 3));
+        offsets.push_back(t.data(strip));
+        counts.push_back(static_cast<std::uint32_t>(strip.size()));
+    }
+    t.tag(256, 4, {static_cast<std::uint32_t>(width)})
+        .tag(257, 4, {static_cast<std::uint32_t>(height)})
+        .tag(258, 3, {8})
+        .tag(259, 3, {1})
+        .tag(262, 3, {1})
+        .tag(273, 4, offsets)
+        .tag(277, 3, {1})
+        .tag(278, 4, {static_cast<std::uint32_t>(rows_per_strip)})
+        .tag(279, 4, counts);
+    return t;
+}
+
+inline std::uint32_t gray_file_pixel(int x, int y) {
+    return static_cast<std::uint32_t>((x * 7 + y * 3) & 0xFF);
+}
+
+// Reads bytes with the own reader through a temporary file.
+inline int read_own_bytes(const std::vector<std::uint8_t>& bytes, Image* image) {
+    FILE* f = std::tmpfile();
+    if (!f) return -1;
+    std::fwrite(bytes.data(), 1, bytes.size(), f);
+    std::rewind(f);
+    const int err = TiffReadAt(f, 0, image, false);
+    std::fclose(f);
+    return err;
+}
+
 }  // namespace tiff_test
