@@ -1,0 +1,1040 @@
+#include "core/image.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <numbers>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/errors.h"
+#include "core/progress.h"
+#include "core/tables.h"
+
+namespace {
+
+// A progress display that records what it is asked and answers 11 from a
+// chosen step on.
+class RecordingDisplay final : public ProgressDisplay {
+public:
+    explicit RecordingDisplay(int cancel_at_step = -1) : cancel_at_step_(cancel_at_step) {
+        old_ = progress_set_display(this);
+    }
+    ~RecordingDisplay() override { progress_set_display(old_); }
+
+    void begin(const char* t, std::int64_t f, std::int64_t l, bool c) override {
+        ++begins;
+        title = t;
+        first = f;
+        last = l;
+        can_cancel = c;
+    }
+    int step(std::int64_t value) override {
+        steps.push_back(value);
+        const bool cancel =
+            cancel_at_step_ >= 0 && static_cast<int>(steps.size()) > cancel_at_step_;
+        return cancel ? 11 : 0;
+    }
+    void end() override { ++ends; }
+    void wait_cursor(bool on) override { (on ? cursor_on : cursor_off)++; }
+
+    int begins = 0;
+    int ends = 0;
+    int cursor_on = 0;
+    int cursor_off = 0;
+    std::string title;
+    std::int64_t first = -1;
+    std::int64_t last = -1;
+    bool can_cancel = false;
+    std::vector<std::int64_t> steps;
+
+private:
+    int cancel_at_step_;
+    ProgressDisplay* old_;
+};
+
+// Fills every byte of every line, padding included, with seeded noise.
+void fill_random(Image* image, unsigned seed) {
+    std::mt19937 rng(seed);
+    for (int y = 0; y < image->height; ++y)
+        for (int i = 0; i < image->row_bytes; ++i)
+            image->rows[y][i] = static_cast<std::uint8_t>(rng() & 0xff);
+}
+
+void fill(Image* image, std::uint8_t value) {
+    for (int y = 0; y < image->height; ++y)
+        std::memset(image->rows[y], value, image->row_bytes);
+}
+
+int read16(const std::uint8_t* line, int index) {
+    return line[2 * index] | (line[2 * index + 1] << 8);
+}
+
+void write16(std::uint8_t* line, int index, int value) {
+    line[2 * index] = static_cast<std::uint8_t>(value & 0xff);
+    line[2 * index + 1] = static_cast<std::uint8_t>(value >> 8);
+}
+
+int bit_of(const std::uint8_t* line, int x) {
+    return (line[x / 8] >> (7 - x % 8)) & 1;
+}
+
+// --- Allocation --------------------------------------------------------------
+
+TEST(ImageAlloc, RowBytesFollowTheTypeTable) {
+    struct Case {
+        int type, width, row_bytes, line_bytes;
+    };
+    const Case cases[] = {
+        {1, 1, 4, 1}, {1, 9, 4, 2},   {1, 33, 8, 5},  {2, 3, 4, 3},       {2, 8, 8, 8},
+        {3, 1, 4, 3}, {3, 5, 16, 15}, {4, 77, 4, 3},  {5, 1, 1028, 1028}, {6, 3, 8, 6},
+        {7, 1, 8, 6}, {7, 2, 12, 12}, {8, 5, 12, 10}, {9, 3, 12, 12},     {10, 3, 24, 24},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE("type " + std::to_string(c.type) + " width " + std::to_string(c.width));
+        ImageHolder image;
+        ASSERT_EQ(image_alloc(image.get(), c.type, c.width, 2, 72.0), 0);
+        EXPECT_EQ(image->row_bytes, c.row_bytes);
+        EXPECT_EQ(image_line_bytes(image.get()), c.line_bytes);
+        EXPECT_EQ(image_data_bytes(image.get()), 2 * c.line_bytes);
+        EXPECT_EQ(image->resolution, 72.0);
+        // Every line is writable over its whole padded width.
+        std::memset(image->rows[0], 1, image->row_bytes);
+        std::memset(image->rows[1], 2, image->row_bytes);
+    }
+}
+
+TEST(ImageAlloc, RecordsWithoutMemory) {
+    for (const int type : {0, 11, -3}) {
+        ImageHolder image;
+        EXPECT_EQ(image_alloc(image.get(), type, 10, 10, 100.0), 0);
+        EXPECT_EQ(image->type, type);
+        EXPECT_EQ(image->width, 10);
+        EXPECT_EQ(image->height, 10);
+        EXPECT_EQ(image->rows, nullptr);
+        EXPECT_EQ(image->row_bytes, 0);
+        EXPECT_EQ(image_line_bytes(image.get()), 0);
+    }
+    ImageHolder zero_width;
+    EXPECT_EQ(image_alloc(zero_width.get(), 2, 0, 10, 100.0), 0);
+    EXPECT_EQ(zero_width->rows, nullptr);
+    EXPECT_EQ(zero_width->height, 10);
+    ImageHolder zero_height;
+    EXPECT_EQ(image_alloc(zero_height.get(), 3, 10, 0, 100.0), 0);
+    EXPECT_EQ(zero_height->rows, nullptr);
+    EXPECT_EQ(zero_height->chunks, nullptr);
+}
+
+TEST(ImageAlloc, LargestLineIsFourMebibytes) {
+    ImageHolder image;
+    ASSERT_EQ(image_alloc(image.get(), 2, 4194304, 3, 100.0), 0);
+    EXPECT_EQ(image->row_bytes, 4194304);
+    EXPECT_EQ(image->rows_per_chunk, 1);
+    EXPECT_EQ(image->chunk_count, 3);
+    for (int y = 0; y < 3; ++y) {
+        EXPECT_EQ(image->rows[y], image->chunks[y]);
+        image->rows[y][0] = 1;
+        image->rows[y][4194303] = 2;
+    }
+
+    EXPECT_EQ(image_alloc(image.get(), 2, 4194305, 3, 100.0), err_too_wide);
+    EXPECT_EQ(image->type, 0);
+    EXPECT_EQ(image->rows, nullptr);
+    EXPECT_EQ(image->chunks, nullptr);
+
+    // Unpadded types reach the limit at exactly four bytes a pixel less.
+    ImageHolder four;
+    EXPECT_EQ(image_alloc(four.get(), 9, 1048576, 1, 100.0), 0);
+    EXPECT_EQ(image_alloc(four.get(), 10, 524289, 1, 100.0), err_too_wide);
+    // A width whose byte count would not fit 32 bits is refused the same way.
+    EXPECT_EQ(image_alloc(four.get(), 10, 2000000000, 1, 100.0), err_too_wide);
+}
+
+TEST(ImageAlloc, ChunkLayoutOfAMultiBlockImage) {
+    ImageHolder image;
+    // 3000-byte lines: 1398 lines a block, three blocks, the last one partial.
+    ASSERT_EQ(image_alloc(image.get(), 3, 1000, 3000, 100.0), 0);
+    ASSERT_EQ(image->row_bytes, 3000);
+    EXPECT_EQ(image->rows_per_chunk, 4194304 / 3000);
+    EXPECT_EQ(image->chunk_count, 3);
+    for (int y = 0; y < image->height; ++y) {
+        const int block = y / 1398;
+        ASSERT_EQ(image->rows[y], image->chunks[block] + (y % 1398) * 3000) << y;
+    }
+    // Lines do not overlap: tag each one whole, then read every tag back.
+    for (int y = 0; y < image->height; ++y)
+        std::memset(image->rows[y], y % 251, 3000);
+    for (int y = 0; y < image->height; ++y) {
+        ASSERT_EQ(image->rows[y][0], y % 251);
+        ASSERT_EQ(image->rows[y][2999], y % 251);
+    }
+}
+
+TEST(ImageAlloc, SameShapeKeepsLinesAndChangesResolution) {
+    ImageHolder image;
+    ASSERT_EQ(image_alloc(image.get(), 6, 17, 9, 100.0), 0);
+    fill_random(image.get(), 1);
+    std::vector<std::uint8_t> before;
+    for (int y = 0; y < 9; ++y)
+        before.insert(before.end(), image->rows[y], image->rows[y] + image->row_bytes);
+    std::uint8_t** rows = image->rows;
+
+    ASSERT_EQ(image_alloc(image.get(), 6, 17, 9, 300.0), 0);
+    EXPECT_EQ(image->resolution, 300.0);
+    EXPECT_EQ(image->rows, rows);
+    std::vector<std::uint8_t> after;
+    for (int y = 0; y < 9; ++y)
+        after.insert(after.end(), image->rows[y], image->rows[y] + image->row_bytes);
+    EXPECT_EQ(before, after);
+
+    // Another shape really reallocates.
+    ASSERT_EQ(image_alloc(image.get(), 6, 17, 10, 300.0), 0);
+    EXPECT_EQ(image->height, 10);
+}
+
+TEST(ImageAlloc, SingleLineTypesKeepTheHeightAsked) {
+    ImageHolder histogram;
+    ASSERT_EQ(image_alloc(histogram.get(), 5, 1, 20, 100.0), 0);
+    EXPECT_EQ(histogram->height, 20);
+    EXPECT_EQ(histogram->row_bytes, 1028);
+    EXPECT_EQ(histogram->chunk_count, 1);
+    for (int y = 0; y < 20; ++y)
+        EXPECT_EQ(histogram->rows[y], histogram->rows[0]);
+
+    ImageHolder colour;
+    ASSERT_EQ(image_alloc(colour.get(), 4, 1, 5, 100.0), 0);
+    EXPECT_EQ(colour->height, 5);
+    EXPECT_EQ(colour->row_bytes, 4);
+    EXPECT_EQ(colour->chunk_count, 1);
+    EXPECT_EQ(colour->rows[4], colour->rows[0]);
+
+    // Whole-image operations over `height` lines stay within the one line.
+    ImageHolder copy;
+    ASSERT_EQ(image_copy_quiet(histogram.get(), copy.get()), 0);
+    image_shift_up(histogram.get(), 3);
+    image_shift_down(histogram.get(), 3);
+}
+
+TEST(ImageAlloc, FreeIsSafeTwiceAndOnAFreshRecord) {
+    Image image;
+    image_init(&image);
+    image_free(&image);
+    ASSERT_EQ(image_alloc_mosaic(&image, 8, 6, 4, 100), 0);
+    image.fill_colour_set = 1;
+    image_free(&image);
+    image_free(&image);
+    const Image zero{};
+    EXPECT_EQ(std::memcmp(&image, &zero, sizeof(Image)), 0);
+}
+
+TEST(ImageAlloc, MosaicBlock) {
+    EXPECT_EQ(sizeof(MosaicInfo), 152u);
+    EXPECT_EQ(offsetof(MosaicInfo, camera_multipliers), 6 * 4u);
+    EXPECT_EQ(offsetof(MosaicInfo, camera_to_srgb), 18 * 4u);
+    EXPECT_EQ(offsetof(MosaicInfo, capture_time), 30 * 4u);
+    EXPECT_EQ(offsetof(MosaicInfo, left_offset), 33 * 4u);
+    EXPECT_EQ(offsetof(MosaicInfo, pixel_aspect), 37 * 4u);
+
+    ImageHolder image;
+    ASSERT_EQ(image_alloc_mosaic(image.get(), 8, 6, 4, 100), 0);
+    ASSERT_NE(image->mosaic_info, nullptr);
+    EXPECT_EQ(image->mosaic_info->filters, 0u);
+    image->mosaic_info->filters = 0x94949494u;
+    MosaicInfo* block = image->mosaic_info;
+    // The same shape keeps the block and its contents.
+    ASSERT_EQ(image_alloc_mosaic(image.get(), 8, 6, 4, 100), 0);
+    EXPECT_EQ(image->mosaic_info, block);
+    EXPECT_EQ(image->mosaic_info->filters, 0x94949494u);
+    // A new shape through the plain allocation drops it.
+    ASSERT_EQ(image_alloc(image.get(), 8, 8, 4, 100.0), 0);
+    EXPECT_EQ(image->mosaic_info, nullptr);
+}
+
+TEST(ImageAlloc, AllocLikeCarriesFillColourButNotItsFlag) {
+    ImageHolder source;
+    ASSERT_EQ(image_alloc_mosaic(source.get(), 7, 5, 3, 100), 0);
+    source->resolution = 240.5;
+    source->fill_colour[0] = 10;
+    source->fill_colour[1] = 20;
+    source->fill_colour[2] = 30;
+    source->fill_colour_set = 1;
+    source->mosaic_info->flip = 5;
+    source->mosaic_info->pixel_aspect = 1.5f;
+
+    ImageHolder dest;
+    ASSERT_EQ(image_alloc_like(source.get(), dest.get()), 0);
+    EXPECT_EQ(dest->type, 7);
+    EXPECT_EQ(dest->width, 5);
+    EXPECT_EQ(dest->height, 3);
+    EXPECT_EQ(dest->resolution, 240.5);
+    EXPECT_EQ(dest->fill_colour[0], 10);
+    EXPECT_EQ(dest->fill_colour[1], 20);
+    EXPECT_EQ(dest->fill_colour[2], 30);
+    EXPECT_EQ(dest->fill_colour_set, 0);
+    ASSERT_NE(dest->mosaic_info, nullptr);
+    EXPECT_NE(dest->mosaic_info, source->mosaic_info);
+    EXPECT_EQ(std::memcmp(dest->mosaic_info, source->mosaic_info, sizeof(MosaicInfo)), 0);
+
+    // A destination of the same shape keeps its own flag.
+    ImageHolder flagged;
+    ASSERT_EQ(image_alloc(flagged.get(), 7, 5, 3, 100.0), 0);
+    flagged->fill_colour_set = 1;
+    source->fill_colour_set = 0;
+    ASSERT_EQ(image_alloc_like(source.get(), flagged.get()), 0);
+    EXPECT_EQ(flagged->fill_colour_set, 1);
+
+    // A copy of an image without a block has none, even into a record that had one.
+    ImageHolder plain;
+    ASSERT_EQ(image_alloc(plain.get(), 7, 5, 3, 100.0), 0);
+    ASSERT_EQ(image_alloc_like(plain.get(), dest.get()), 0);
+    EXPECT_EQ(dest->mosaic_info, nullptr);
+}
+
+// --- Copy and move -----------------------------------------------------------
+
+void expect_same_lines(const Image* a, const Image* b) {
+    ASSERT_EQ(a->type, b->type);
+    ASSERT_EQ(a->height, b->height);
+    ASSERT_EQ(a->row_bytes, b->row_bytes);
+    for (int y = 0; y < a->height; ++y) {
+        ASSERT_NE(a->rows[y], b->rows[y]);
+        ASSERT_EQ(std::memcmp(a->rows[y], b->rows[y], a->row_bytes), 0) << "line " << y;
+    }
+}
+
+TEST(ImageCopy, QuietCopyHasEveryLine) {
+    for (const int type : {1, 2, 3, 6, 7, 8, 9, 10}) {
+        SCOPED_TRACE(type);
+        ImageHolder source;
+        ASSERT_EQ(image_alloc(source.get(), type, 13, 7, 150.0), 0);
+        fill_random(source.get(), static_cast<unsigned>(type));
+        ImageHolder dest;
+        RecordingDisplay display;
+        ASSERT_EQ(image_copy_quiet(source.get(), dest.get()), 0);
+        expect_same_lines(source.get(), dest.get());
+        EXPECT_EQ(dest->resolution, 150.0);
+        EXPECT_EQ(display.begins + display.cursor_on, 0);
+    }
+}
+
+TEST(ImageCopy, WithProgressShowsPanelFromThreshold) {
+    ImageHolder small;
+    ASSERT_EQ(image_alloc(small.get(), 2, 387, 387, 100.0), 0);  // 149769 pixels
+    fill_random(small.get(), 3);
+    {
+        RecordingDisplay display(0);  // would cancel, but a wait cursor cannot
+        ImageHolder dest;
+        ASSERT_EQ(image_copy_with_progress(small.get(), dest.get()), 0);
+        expect_same_lines(small.get(), dest.get());
+        EXPECT_EQ(display.begins, 0);
+        EXPECT_EQ(display.cursor_on, 1);
+        EXPECT_EQ(display.cursor_off, 1);
+    }
+
+    ImageHolder large;
+    ASSERT_EQ(image_alloc(large.get(), 2, 500, 300, 100.0), 0);  // 150000 pixels
+    fill_random(large.get(), 4);
+    RecordingDisplay display;
+    ImageHolder dest;
+    ASSERT_EQ(image_copy_with_progress(large.get(), dest.get()), 0);
+    expect_same_lines(large.get(), dest.get());
+    EXPECT_EQ(display.begins, 1);
+    EXPECT_EQ(display.ends, 1);
+    EXPECT_EQ(display.title, "Copy");
+    EXPECT_TRUE(display.can_cancel);
+    EXPECT_EQ(display.first, 0);
+    EXPECT_EQ(display.last, 299);
+    EXPECT_EQ(display.cursor_on, 0);
+}
+
+TEST(ImageCopy, CancelReleasesDestination) {
+    ImageHolder source;
+    ASSERT_EQ(image_alloc(source.get(), 3, 400, 400, 100.0), 0);
+    fill_random(source.get(), 5);
+    RecordingDisplay display(10);
+    ImageHolder dest;
+    EXPECT_EQ(image_copy_with_progress(source.get(), dest.get()), err_aborted);
+    EXPECT_EQ(dest->type, 0);
+    EXPECT_EQ(dest->rows, nullptr);
+    EXPECT_EQ(dest->chunks, nullptr);
+    EXPECT_EQ(display.steps.size(), 11u);
+    EXPECT_EQ(display.ends, 1);
+}
+
+TEST(ImageCopy, MoveHandsOverTheRecord) {
+    ImageHolder source;
+    ASSERT_EQ(image_alloc(source.get(), 2, 4, 4, 100.0), 0);
+    std::uint8_t** rows = source->rows;
+    ImageHolder dest;
+    ASSERT_EQ(image_alloc(dest.get(), 3, 9, 9, 100.0), 0);
+    image_move(source.get(), dest.get());
+    EXPECT_EQ(dest->rows, rows);
+    EXPECT_EQ(dest->type, 2);
+    EXPECT_EQ(source->rows, nullptr);
+    EXPECT_EQ(source->type, 0);
+    image_move(dest.get(), dest.get());
+    EXPECT_EQ(dest->rows, rows);
+
+    ImageHolder moved(std::move(dest));
+    EXPECT_EQ(moved->rows, rows);
+}
+
+// --- Classification and 16-to-8 conversions ----------------------------------
+
+TEST(ImageClass, ColourAndSixteenBit) {
+    for (int type = 0; type <= 10; ++type) {
+        Image image;
+        image_init(&image);
+        image.type = type;
+        EXPECT_EQ(image_is_colour(&image), type == 3 || type == 7) << type;
+        EXPECT_EQ(image_is_16bit(&image), type == 6 || type == 7 || type == 8 || type == 10)
+            << type;
+    }
+}
+
+TEST(ImageConvert, InPlaceGoesThroughTheTable) {
+    struct Case {
+        int from, to, samples;
+    };
+    for (const Case c : {Case{6, 2, 1}, Case{7, 3, 3}, Case{10, 9, 4}}) {
+        SCOPED_TRACE(c.from);
+        ImageHolder source;
+        ASSERT_EQ(image_alloc(source.get(), c.from, 11, 5, 250.0), 0);
+        fill_random(source.get(), 7);
+        ImageHolder image;
+        ASSERT_EQ(image_copy_quiet(source.get(), image.get()), 0);
+        ASSERT_EQ(image_to_8bit_in_place(image.get()), 0);
+        ASSERT_EQ(image->type, c.to);
+        EXPECT_EQ(image->resolution, 250.0);
+        for (int y = 0; y < 5; ++y)
+            for (int i = 0; i < 11 * c.samples; ++i)
+                ASSERT_EQ(image->rows[y][i], to8[read16(source->rows[y], i)]);
+    }
+    ImageHolder gray;
+    ASSERT_EQ(image_alloc(gray.get(), 2, 3, 3, 100.0), 0);
+    std::uint8_t** rows = gray->rows;
+    EXPECT_EQ(image_to_8bit_in_place(gray.get()), 0);
+    EXPECT_EQ(gray->type, 2);
+    EXPECT_EQ(gray->rows, rows);
+}
+
+TEST(ImageConvert, EightToSixteenAndBackIsLossless) {
+    // Every 8-bit value, widened by to16, comes back through both converters.
+    ImageHolder colour;
+    ASSERT_EQ(image_alloc(colour.get(), 7, 256, 2, 100.0), 0);
+    ImageHolder gray;
+    ASSERT_EQ(image_alloc(gray.get(), 6, 256, 2, 100.0), 0);
+    for (int y = 0; y < 2; ++y) {
+        for (int x = 0; x < 256; ++x) {
+            for (int c = 0; c < 3; ++c)
+                write16(colour->rows[y], 3 * x + c, to16[(x + 85 * c) % 256]);
+            write16(gray->rows[y], x, to16[x]);
+        }
+    }
+    ImageHolder colour8;
+    ASSERT_EQ(image_to_colour8_from16(colour.get(), colour8.get(), false), 0);
+    ImageHolder gray8;
+    ASSERT_EQ(image_to_gray8_from16(gray.get(), gray8.get(), false), 0);
+    ASSERT_EQ(colour8->type, 3);
+    ASSERT_EQ(gray8->type, 2);
+    for (int y = 0; y < 2; ++y) {
+        for (int x = 0; x < 256; ++x) {
+            for (int c = 0; c < 3; ++c)
+                ASSERT_EQ(colour8->rows[y][3 * x + c], (x + 85 * c) % 256);
+            ASSERT_EQ(gray8->rows[y][x], x);
+        }
+    }
+    ImageHolder wrong;
+    EXPECT_EQ(image_to_gray8_from16(colour.get(), wrong.get(), false), err_illegal_type);
+    EXPECT_EQ(image_to_colour8_from16(gray.get(), wrong.get(), false), err_illegal_type);
+}
+
+TEST(ImageConvert, ProgressAndCancel) {
+    ImageHolder source;
+    ASSERT_EQ(image_alloc(source.get(), 6, 400, 400, 100.0), 0);
+    fill_random(source.get(), 8);
+    {
+        RecordingDisplay display(3);
+        ImageHolder dest;
+        EXPECT_EQ(image_to_gray8_from16(source.get(), dest.get(), true), err_aborted);
+        EXPECT_EQ(display.title, "Convert to 8-bit");
+        EXPECT_TRUE(display.can_cancel);
+        EXPECT_EQ(display.last, 399);
+        EXPECT_EQ(display.ends, 1);
+        // Left allocated for the caller, with the lines before the cancel written.
+        EXPECT_EQ(dest->type, 2);
+        ASSERT_NE(dest->rows, nullptr);
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < 400; ++x)
+                ASSERT_EQ(dest->rows[y][x], to8[read16(source->rows[y], x)]);
+    }
+    {
+        RecordingDisplay display(0);
+        ImageHolder dest;
+        EXPECT_EQ(image_to_gray8_from16(source.get(), dest.get(), false), 0);
+        EXPECT_EQ(display.begins + display.cursor_on, 0);
+    }
+}
+
+// --- Crop, pixel addresses, bits ---------------------------------------------
+
+TEST(ImageCrop, CornersInAnyOrderAndClamped) {
+    struct Corners {
+        int x1, y1, x2, y2, left, bottom, width, height;
+    };
+    const Corners corners[] = {
+        {2, 3, 6, 5, 2, 3, 5, 3},     {6, 5, 2, 3, 2, 3, 5, 3},    {6, 3, 2, 5, 2, 3, 5, 3},
+        {-5, 100, 4, -3, 0, 0, 5, 8}, {20, 7, 20, 7, 10, 7, 1, 1}, {0, 0, 10, 7, 0, 0, 11, 8},
+    };
+    for (const int type : {2, 3, 6, 7}) {
+        ImageHolder source;
+        ASSERT_EQ(image_alloc(source.get(), type, 11, 8, 90.0), 0);
+        fill_random(source.get(), static_cast<unsigned>(type));
+        const int bpp = type == 2 ? 1 : type == 3 ? 3 : type == 6 ? 2 : 6;
+        for (const Corners& c : corners) {
+            SCOPED_TRACE(testing::Message() << "type " << type << " corner " << c.x1 << "," << c.y1
+                                            << " " << c.x2 << "," << c.y2);
+            ImageHolder dest;
+            ASSERT_EQ(image_crop(source.get(), c.x1, c.y1, c.x2, c.y2, dest.get()), 0);
+            ASSERT_EQ(dest->type, type);
+            ASSERT_EQ(dest->width, c.width);
+            ASSERT_EQ(dest->height, c.height);
+            EXPECT_EQ(dest->resolution, 90.0);
+            for (int y = 0; y < c.height; ++y)
+                for (int i = 0; i < c.width * bpp; ++i)
+                    ASSERT_EQ(dest->rows[y][i], source->rows[c.bottom + y][c.left * bpp + i]);
+        }
+    }
+}
+
+TEST(ImageCrop, BinaryBitByBit) {
+    ImageHolder source;
+    ASSERT_EQ(image_alloc(source.get(), 1, 21, 4, 100.0), 0);
+    fill_random(source.get(), 9);
+    ImageHolder dest;
+    ASSERT_EQ(image_crop(source.get(), 17, 3, 3, 1, dest.get()), 0);
+    ASSERT_EQ(dest->width, 15);
+    ASSERT_EQ(dest->height, 3);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 15; ++x)
+            ASSERT_EQ(bit_of(dest->rows[y], x), bit_of(source->rows[1 + y], 3 + x))
+                << x << "," << y;
+}
+
+TEST(ImageCrop, OtherTypesAreAllocatedOnly) {
+    ImageHolder source;
+    ASSERT_EQ(image_alloc(source.get(), 9, 6, 6, 100.0), 0);
+    ImageHolder dest;
+    EXPECT_EQ(image_crop(source.get(), 1, 1, 3, 4, dest.get()), 0);
+    EXPECT_EQ(dest->type, 9);
+    EXPECT_EQ(dest->width, 3);
+    EXPECT_EQ(dest->height, 4);
+    EXPECT_NE(dest->rows, nullptr);
+}
+
+TEST(ImagePixel, PointerSteps) {
+    const int steps[] = {0, 0, 1, 3, 0, 0, 2, 6, 2, 4, 8};
+    for (int type = 1; type <= 10; ++type) {
+        SCOPED_TRACE(type);
+        ImageHolder image;
+        ASSERT_EQ(image_alloc(image.get(), type, 5, 4, 100.0), 0);
+        if (steps[type] == 0) {
+            EXPECT_EQ(image_pixel_pointer(image.get(), 0, 0), nullptr);
+            continue;
+        }
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 5; ++x)
+                EXPECT_EQ(image_pixel_pointer(image.get(), x, y), image->rows[y] + x * steps[type]);
+        EXPECT_EQ(image_pixel_pointer(image.get(), -1, 0), nullptr);
+        EXPECT_EQ(image_pixel_pointer(image.get(), 5, 0), nullptr);
+        EXPECT_EQ(image_pixel_pointer(image.get(), 0, -1), nullptr);
+        EXPECT_EQ(image_pixel_pointer(image.get(), 0, 4), nullptr);
+    }
+}
+
+TEST(ImagePixel, BitsMostSignificantFirst) {
+    std::uint8_t line[3] = {0, 0xff, 0};
+    image_bit_set(line, 0);
+    image_bit_set(line, 7);
+    image_bit_clear(line, 9);
+    image_bit_set(line, 20);
+    EXPECT_EQ(line[0], 0x81);
+    EXPECT_EQ(line[1], 0xbf);
+    EXPECT_EQ(line[2], 0x08);
+    for (int x = 0; x < 24; ++x)
+        EXPECT_EQ(image_bit_get(line, x), bit_of(line, x) == 1) << x;
+}
+
+// --- Shifts --------------------------------------------------------------------
+
+// Pixel value of any of types 1, 2, 3 as a comparable number.
+long pixel_value(const Image* image, int x, int y) {
+    const std::uint8_t* line = image->rows[y];
+    if (image->type == 1) return bit_of(line, x);
+    if (image->type == 2) return line[x];
+    return line[3 * x] | (line[3 * x + 1] << 8) | (line[3 * x + 2] << 16);
+}
+
+TEST(ImageShift, LeftAndRightLeaveUncoveredPixels) {
+    for (const int type : {1, 2, 3}) {
+        ImageHolder original;
+        ASSERT_EQ(image_alloc(original.get(), type, 19, 3, 100.0), 0);
+        fill_random(original.get(), 10 + static_cast<unsigned>(type));
+        const int w = 19;
+        for (const int n : {1, 3, 9}) {
+            SCOPED_TRACE(testing::Message() << "type " << type << " n " << n);
+            ImageHolder left;
+            ASSERT_EQ(image_copy_quiet(original.get(), left.get()), 0);
+            ImageHolder right;
+            ASSERT_EQ(image_copy_quiet(original.get(), right.get()), 0);
+            RecordingDisplay display;
+            image_shift_left(left.get(), n);
+            image_shift_right(right.get(), n);
+            EXPECT_EQ(display.cursor_on, 2);
+            EXPECT_EQ(display.cursor_off, 2);
+            for (int y = 0; y < 3; ++y) {
+                for (int x = 0; x < w; ++x) {
+                    const long want_left = pixel_value(original.get(), x < w - n ? x + n : x, y);
+                    const long want_right = pixel_value(original.get(), x >= n ? x - n : x, y);
+                    ASSERT_EQ(pixel_value(left.get(), x, y), want_left) << x << "," << y;
+                    ASSERT_EQ(pixel_value(right.get(), x, y), want_right) << x << "," << y;
+                }
+            }
+        }
+    }
+}
+
+TEST(ImageShift, OtherTypesAndZeroStayPut) {
+    ImageHolder original;
+    ASSERT_EQ(image_alloc(original.get(), 6, 8, 3, 100.0), 0);
+    fill_random(original.get(), 20);
+    ImageHolder image;
+    ASSERT_EQ(image_copy_quiet(original.get(), image.get()), 0);
+    image_shift_left(image.get(), 2);
+    image_shift_right(image.get(), 2);
+    image_shift_up(image.get(), 0);
+    image_shift_down(image.get(), 0);
+    ImageHolder gray;
+    ASSERT_EQ(image_alloc(gray.get(), 2, 8, 3, 100.0), 0);
+    fill_random(gray.get(), 21);
+    ImageHolder gray_copy;
+    ASSERT_EQ(image_copy_quiet(gray.get(), gray_copy.get()), 0);
+    image_shift_left(gray.get(), 0);
+    image_shift_right(gray.get(), 0);
+    for (int y = 0; y < 3; ++y) {
+        EXPECT_EQ(std::memcmp(image->rows[y], original->rows[y], image->row_bytes), 0);
+        EXPECT_EQ(std::memcmp(gray->rows[y], gray_copy->rows[y], gray->row_bytes), 0);
+    }
+}
+
+TEST(ImageShift, UpAndDownByLines) {
+    ImageHolder original;
+    ASSERT_EQ(image_alloc(original.get(), 7, 5, 10, 100.0), 0);
+    fill_random(original.get(), 22);
+    const int h = 10;
+    const int n = 3;
+    ImageHolder up;
+    ASSERT_EQ(image_copy_quiet(original.get(), up.get()), 0);
+    ImageHolder down;
+    ASSERT_EQ(image_copy_quiet(original.get(), down.get()), 0);
+    image_shift_up(up.get(), n);
+    image_shift_down(down.get(), n);
+    const int bytes = original->row_bytes;
+    for (int y = 0; y < h; ++y) {
+        const int from_up = y >= n ? y - n : y;
+        const int from_down = y < h - n ? y + n : y;
+        EXPECT_EQ(std::memcmp(up->rows[y], original->rows[from_up], bytes), 0) << y;
+        EXPECT_EQ(std::memcmp(down->rows[y], original->rows[from_down], bytes), 0) << y;
+    }
+}
+
+// --- Sampling ------------------------------------------------------------------
+
+// A 6 by 5 gray picture with distinct neighbours.
+class GraySampling : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(image_alloc(gray8.get(), 2, w, h, 100.0), 0);
+        ASSERT_EQ(image_alloc(gray16.get(), 6, w, h, 100.0), 0);
+        for (int y = 0; y < h; ++y) {
+            for (int x = 0; x < w; ++x) {
+                gray8->rows[y][x] = static_cast<std::uint8_t>((x * 37 + y * 71 + 11) % 256);
+                write16(gray16->rows[y], x, (x * 9001 + y * 17003 + 123) % 65536);
+            }
+        }
+    }
+    int p8(int x, int y) const { return gray8->rows[y][x]; }
+    int p16(int x, int y) const { return read16(gray16->rows[y], x); }
+
+    static constexpr int w = 6;
+    static constexpr int h = 5;
+    ImageHolder gray8;
+    ImageHolder gray16;
+};
+
+// The fraction of a coordinate, on the 8-bit scale, by a route of its own.
+int fraction(double v) {
+    return static_cast<int>(std::floor((v - std::floor(v)) * 256.0));
+}
+
+TEST_F(GraySampling, CornersAndLastPixelAreUnblended) {
+    const std::pair<int, int> corners[] = {{0, 0}, {w - 1, 0}, {0, h - 1}, {w - 1, h - 1}};
+    for (const auto& [x, y] : corners) {
+        EXPECT_EQ(image_sample_gray8(gray8.get(), x, y, 0), p8(x, y));
+        EXPECT_EQ(image_sample_gray16(gray16.get(), x, y, 0), p16(x, y));
+    }
+}
+
+TEST_F(GraySampling, InsideIsBilinear) {
+    std::mt19937 rng(30);
+    std::uniform_real_distribution<double> ux(0.0, w - 1.0);
+    std::uniform_real_distribution<double> uy(0.0, h - 1.0);
+    for (int k = 0; k < 500; ++k) {
+        const double x = ux(rng);
+        const double y = uy(rng);
+        const int ix = static_cast<int>(std::floor(x));
+        const int iy = static_cast<int>(std::floor(y));
+        const int fx = fraction(x);
+        const int fy = fraction(y);
+        const int want8 = lerp8(lerp8(p8(ix, iy), p8(ix + 1, iy), fx),
+                                lerp8(p8(ix, iy + 1), p8(ix + 1, iy + 1), fx), fy);
+        const int want16 = lerp16(lerp16(p16(ix, iy), p16(ix + 1, iy), fx),
+                                  lerp16(p16(ix, iy + 1), p16(ix + 1, iy + 1), fx), fy);
+        ASSERT_EQ(image_sample_gray8(gray8.get(), x, y, 0), want8) << x << "," << y;
+        ASSERT_EQ(image_sample_gray16(gray16.get(), x, y, 0), want16) << x << "," << y;
+        // A bilinear value stays within its four neighbours (real-valued check).
+        const double exact = (1 - fx / 255.0) * (1 - fy / 255.0) * p8(ix, iy) +
+                             fx / 255.0 * (1 - fy / 255.0) * p8(ix + 1, iy) +
+                             (1 - fx / 255.0) * fy / 255.0 * p8(ix, iy + 1) +
+                             fx / 255.0 * fy / 255.0 * p8(ix + 1, iy + 1);
+        ASSERT_NEAR(want8, exact, 1.5);
+    }
+}
+
+TEST_F(GraySampling, LastColumnAndLineBlendOnlyAlongThem) {
+    // On the last column only y blends; on the last line only x.
+    EXPECT_EQ(image_sample_gray8(gray8.get(), w - 1, 2.5, 0),
+              lerp8(p8(w - 1, 2), p8(w - 1, 3), 128));
+    EXPECT_EQ(image_sample_gray8(gray8.get(), 1.25, h - 1, 0),
+              lerp8(p8(1, h - 1), p8(2, h - 1), 64));
+    EXPECT_EQ(image_sample_gray16(gray16.get(), w - 1, 0.75, 0),
+              lerp16(p16(w - 1, 0), p16(w - 1, 1), 192));
+}
+
+TEST_F(GraySampling, RingFadesToOutsideAndFringeIsOutside) {
+    const int out = 250;
+    // Half a pixel off the left edge: halfway between outside and the edge.
+    EXPECT_EQ(image_sample_gray8(gray8.get(), -0.5, 2, out), lerp8(out, p8(0, 2), 128));
+    // Half a pixel beyond the right edge.
+    EXPECT_EQ(image_sample_gray8(gray8.get(), w - 0.5, 1, out), lerp8(p8(w - 1, 1), out, 128));
+    // Below the bottom line, and beyond a corner where three neighbours are outside.
+    EXPECT_EQ(image_sample_gray8(gray8.get(), 3, -0.25, out), lerp8(out, p8(3, 0), 192));
+    EXPECT_EQ(image_sample_gray8(gray8.get(), w - 0.5, h - 0.5, out),
+              lerp8(lerp8(p8(w - 1, h - 1), out, 128), out, 128));
+    // At the ring's outer edge it is all outside; just inside it all picture.
+    EXPECT_EQ(image_sample_gray8(gray8.get(), -1, 2, out), out);
+    EXPECT_EQ(image_sample_gray8(gray8.get(), -0.001, 2, out), p8(0, 2));
+    EXPECT_EQ(image_sample_gray16(gray16.get(), -0.5, 2, 60000), lerp16(60000, p16(0, 2), 128));
+    // The fringe.
+    const std::pair<double, double> fringe[] = {
+        {-1.01, 2.0}, {w + 0.01, 2.0}, {2.0, -1.5}, {2.0, h + 0.5}, {-3.0, -3.0}};
+    for (const auto& [x, y] : fringe) {
+        EXPECT_EQ(image_sample_gray8(gray8.get(), x, y, out), out);
+        EXPECT_EQ(image_sample_gray16(gray16.get(), x, y, 40000), 40000);
+    }
+    EXPECT_EQ(image_sample_gray8(gray8.get(), std::nan(""), 1.0, out), out);
+}
+
+TEST(ImageSample, NarrowPicturesStayInBounds) {
+    ImageHolder column;
+    ASSERT_EQ(image_alloc(column.get(), 2, 1, 3, 100.0), 0);
+    column->rows[0][0] = 10;
+    column->rows[1][0] = 110;
+    column->rows[2][0] = 210;
+    EXPECT_EQ(image_sample_gray8(column.get(), 0, 0.5, 0), lerp8(10, 110, 128));
+    EXPECT_EQ(image_sample_gray8(column.get(), 0, 2, 0), 210);
+    ImageHolder line;
+    ASSERT_EQ(image_alloc(line.get(), 6, 2, 1, 100.0), 0);
+    write16(line->rows[0], 0, 1000);
+    write16(line->rows[0], 1, 3000);
+    EXPECT_EQ(image_sample_gray16(line.get(), 0.5, 0, 0), lerp16(1000, 3000, 128));
+}
+
+TEST(ImageSample, ColourSamplersReadBlueGreenRed) {
+    ImageHolder colour8;
+    ASSERT_EQ(image_alloc(colour8.get(), 3, 2, 2, 100.0), 0);
+    ImageHolder colour16;
+    ASSERT_EQ(image_alloc(colour16.get(), 7, 2, 2, 100.0), 0);
+    for (int y = 0; y < 2; ++y) {
+        for (int x = 0; x < 2; ++x) {
+            for (int c = 0; c < 3; ++c) {
+                colour8->rows[y][3 * x + c] = static_cast<std::uint8_t>(40 * c + 100 * x + 7 * y);
+                write16(colour16->rows[y], 3 * x + c, 10000 * c + 20000 * x + 999 * y);
+            }
+        }
+    }
+    int r = -1, g = -1, b = -1;
+    image_sample_rgb8(colour8.get(), 1, 1, &r, &g, &b, 0, 0, 0);
+    EXPECT_EQ(b, 107);
+    EXPECT_EQ(g, 147);
+    EXPECT_EQ(r, 187);
+    image_sample_rgb8(colour8.get(), 0.5, 0, &r, &g, &b, 0, 0, 0);
+    EXPECT_EQ(r, lerp8(80, 180, 128));
+    image_sample_rgb8(colour8.get(), -2, 0, &r, &g, &b, 1, 2, 3);
+    EXPECT_EQ(r, 1);
+    EXPECT_EQ(g, 2);
+    EXPECT_EQ(b, 3);
+    image_sample_rgb16(colour16.get(), 0, 0.25, &r, &g, &b, 0, 0, 0);
+    EXPECT_EQ(b, lerp16(0, 999, 64));
+    EXPECT_EQ(r, lerp16(20000, 20999, 64));
+    image_sample_rgb16(colour16.get(), -0.5, 0, &r, &g, &b, 50000, 0, 0);
+    EXPECT_EQ(r, lerp16(50000, 20000, 128));
+    EXPECT_EQ(g, lerp16(0, 10000, 128));
+}
+
+TEST(ImageSample, BinaryNearestPixel) {
+    ImageHolder image;
+    ASSERT_EQ(image_alloc(image.get(), 1, 5, 2, 100.0), 0);
+    image->rows[0][0] = 0x28;  // pixels 2 and 4 set
+    image->rows[1][0] = 0x80;  // pixel 0 set
+    EXPECT_EQ(image_sample_binary(image.get(), 2.0, 0, 7), 255);
+    EXPECT_EQ(image_sample_binary(image.get(), 2.49, 0.4, 7), 255);
+    EXPECT_EQ(image_sample_binary(image.get(), 2.5, 0, 7), 0);  // halves round up to 3
+    EXPECT_EQ(image_sample_binary(image.get(), 3.5, 0, 7), 255);
+    EXPECT_EQ(image_sample_binary(image.get(), 0.2, 0.5, 7), 255);  // line 1
+    EXPECT_EQ(image_sample_binary(image.get(), 4.2, 0, 7), 7);
+    EXPECT_EQ(image_sample_binary(image.get(), 1, -0.1, 7), 7);
+}
+
+TEST(ImageSample, DispatcherByType) {
+    int r = -1, g = -1, b = -1;
+    const int lum = luminance8(200, 100, 50);
+
+    ImageHolder gray;
+    ASSERT_EQ(image_alloc(gray.get(), 2, 3, 3, 100.0), 0);
+    fill(gray.get(), 90);
+    image_sample_rgb(gray.get(), 1, 1, &r, &g, &b, 200, 100, 50);
+    EXPECT_EQ(r, 90);
+    EXPECT_EQ(g, 90);
+    EXPECT_EQ(b, 90);
+    image_sample_rgb(gray.get(), -0.5, 1, &r, &g, &b, 200, 100, 50);
+    EXPECT_EQ(g, lerp8(lum, 90, 128));
+
+    ImageHolder binary;
+    ASSERT_EQ(image_alloc(binary.get(), 1, 3, 3, 100.0), 0);
+    fill(binary.get(), 0xff);
+    image_sample_rgb(binary.get(), 1, 1, &r, &g, &b, 200, 100, 50);
+    EXPECT_EQ(b, 255);
+    image_sample_rgb(binary.get(), 9, 1, &r, &g, &b, 200, 100, 50);
+    EXPECT_EQ(r, lum);
+
+    ImageHolder gray16;
+    ASSERT_EQ(image_alloc(gray16.get(), 6, 3, 3, 100.0), 0);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 3; ++x)
+            write16(gray16->rows[y], x, 30000 + 1000 * x);
+    image_sample_rgb(gray16.get(), 2, 1, &r, &g, &b, 200, 100, 50);
+    EXPECT_EQ(r, to8[32000]);
+    EXPECT_EQ(b, to8[32000]);
+    // Outside, the 8-bit luminance stands as a 16-bit value: nearly black.
+    image_sample_rgb(gray16.get(), 10, 1, &r, &g, &b, 200, 100, 50);
+    EXPECT_EQ(g, to8[lum]);
+    EXPECT_EQ(g, 0);
+
+    ImageHolder colour;
+    ASSERT_EQ(image_alloc(colour.get(), 3, 3, 3, 100.0), 0);
+    fill(colour.get(), 0);
+    colour->rows[1][3] = 11;
+    colour->rows[1][4] = 22;
+    colour->rows[1][5] = 33;
+    image_sample_rgb(colour.get(), 1, 1, &r, &g, &b, 200, 100, 50);
+    EXPECT_EQ(b, 11);
+    EXPECT_EQ(g, 22);
+    EXPECT_EQ(r, 33);
+
+    // Type 7 is read by the 8-bit colour sampler: pixel x is the three bytes
+    // at 3x of the 16-bit line, and each result passes the 16-to-8 table.
+    ImageHolder colour16;
+    ASSERT_EQ(image_alloc(colour16.get(), 7, 3, 3, 100.0), 0);
+    fill_random(colour16.get(), 40);
+    const std::uint8_t* bytes = colour16->rows[2] + 3;
+    image_sample_rgb(colour16.get(), 1, 2, &r, &g, &b, 200, 100, 50);
+    EXPECT_EQ(b, to8[bytes[0]]);
+    EXPECT_EQ(g, to8[bytes[1]]);
+    EXPECT_EQ(r, to8[bytes[2]]);
+    image_sample_rgb(colour16.get(), -5, 2, &r, &g, &b, 255, 100, 50);
+    EXPECT_EQ(r, to8[255]);
+
+    ImageHolder mosaic;
+    ASSERT_EQ(image_alloc(mosaic.get(), 8, 3, 3, 100.0), 0);
+    r = g = b = -7;
+    image_sample_rgb(mosaic.get(), 1, 1, &r, &g, &b, 200, 100, 50);
+    EXPECT_EQ(r, -7);
+    EXPECT_EQ(g, -7);
+    EXPECT_EQ(b, -7);
+}
+
+// --- Area, dimming, discs --------------------------------------------------------
+
+TEST(ImageArea, SumOfValuesOver255) {
+    ImageHolder mask;
+    ASSERT_EQ(image_alloc(mask.get(), 2, 600, 300, 100.0), 0);
+    fill_random(mask.get(), 50);
+    double want = 0;
+    for (int y = 0; y < 300; ++y)
+        for (int x = 0; x < 600; ++x)
+            want += mask->rows[y][x] / 255.0;
+    RecordingDisplay display(0);  // a cancel has no effect
+    EXPECT_NEAR(image_mask_area(mask.get()), want, 1e-6);
+    EXPECT_EQ(display.title, "Area");
+    EXPECT_FALSE(display.can_cancel);
+    EXPECT_EQ(display.steps.size(), 300u);
+
+    ImageHolder small;
+    ASSERT_EQ(image_alloc(small.get(), 2, 3, 2, 100.0), 0);
+    fill(small.get(), 255);
+    RecordingDisplay small_display;
+    EXPECT_DOUBLE_EQ(image_mask_area(small.get()), 6.0);
+    EXPECT_EQ(small_display.begins, 0);
+    EXPECT_EQ(small_display.cursor_on, 1);
+
+    ImageHolder colour;
+    ASSERT_EQ(image_alloc(colour.get(), 3, 3, 2, 100.0), 0);
+    fill(colour.get(), 255);
+    EXPECT_EQ(image_mask_area(colour.get()), 0.0);
+}
+
+TEST(ImageDim, HalfPlus127) {
+    for (const int type : {2, 3}) {
+        ImageHolder source;
+        ASSERT_EQ(image_alloc(source.get(), type, 256, 2, 120.0), 0);
+        for (int y = 0; y < 2; ++y)
+            for (int i = 0; i < image_line_bytes(source.get()); ++i)
+                source->rows[y][i] = static_cast<std::uint8_t>((i * 7 + y) % 256);
+        ImageHolder dest;
+        ASSERT_EQ(image_dimmed_copy(source.get(), dest.get()), 0);
+        EXPECT_EQ(dest->resolution, 120.0);
+        for (int y = 0; y < 2; ++y) {
+            for (int i = 0; i < image_line_bytes(source.get()); ++i) {
+                const int v = source->rows[y][i];
+                ASSERT_EQ(dest->rows[y][i], (v >> 1) + 127);
+            }
+        }
+    }
+    ImageHolder sixteen;
+    ASSERT_EQ(image_alloc(sixteen.get(), 6, 4, 4, 100.0), 0);
+    ImageHolder dest;
+    EXPECT_EQ(image_dimmed_copy(sixteen.get(), dest.get()), 0);
+    EXPECT_EQ(dest->type, 6);
+    EXPECT_NE(dest->rows, nullptr);
+}
+
+// The disc's expected value at one pixel, worked out separately: full colour
+// well inside, the old value well outside, the 25-point coverage on the edge.
+int disc_expected(int px, int py, double cx, double cy, double r, int colour, int old) {
+    const double dx = px - cx;
+    const double dy = py - cy;
+    const double d = std::sqrt(dx * dx + dy * dy) - r;
+    if (d < -1.414214) return colour;
+    if (d > 1.414214) return old;
+    int n = 0;
+    for (double sy = py - 0.5; sy <= py + 0.5 + 1e-9; sy += 0.25) {
+        for (double sx = px - 0.5; sx <= px + 0.5 + 1e-9; sx += 0.25) {
+            const double ex = sx - cx;
+            const double ey = sy - cy;
+            if (std::sqrt(ex * ex + ey * ey) <= r) ++n;
+        }
+    }
+    return (n * colour + (25 - n) * old) / 25;
+}
+
+TEST(ImageDisc, GrayCoverageMatchesSubPointCount) {
+    ImageHolder image;
+    ASSERT_EQ(image_alloc(image.get(), 2, 60, 50, 100.0), 0);
+    fill(image.get(), 7);
+    const double cx = 30.3;
+    const double cy = 20.7;
+    const double r = 10.6;
+    const std::uint8_t colour[3] = {10, 200, 30};  // gray takes the greatest
+    image_draw_disc(image.get(), cx, cy, r, colour);
+    EXPECT_EQ(image->rows[21][30], 200);
+    EXPECT_EQ(image->rows[45][55], 7);
+    int edge_pixels = 0;
+    for (int y = 0; y < 50; ++y) {
+        for (int x = 0; x < 60; ++x) {
+            const int want = disc_expected(x, y, cx, cy, r, 200, 7);
+            ASSERT_EQ(image->rows[y][x], want) << x << "," << y;
+            if (want != 200 && want != 7) ++edge_pixels;
+        }
+    }
+    EXPECT_GT(edge_pixels, 40);
+}
+
+TEST(ImageDisc, ColourAndSixteenBitTargets) {
+    const std::uint8_t colour[3] = {250, 100, 20};
+    ImageHolder colour8;
+    ASSERT_EQ(image_alloc(colour8.get(), 3, 20, 20, 100.0), 0);
+    fill(colour8.get(), 0);
+    image_draw_disc(colour8.get(), 10, 10, 5, colour);
+    EXPECT_EQ(colour8->rows[10][30], 20);
+    EXPECT_EQ(colour8->rows[10][31], 100);
+    EXPECT_EQ(colour8->rows[10][32], 250);
+    EXPECT_EQ(colour8->rows[10][15 * 3 + 2], disc_expected(15, 10, 10, 10, 5, 250, 0));
+    EXPECT_EQ(colour8->rows[10][15 * 3 + 0], disc_expected(15, 10, 10, 10, 5, 20, 0));
+
+    ImageHolder colour16;
+    ASSERT_EQ(image_alloc(colour16.get(), 7, 20, 20, 100.0), 0);
+    fill(colour16.get(), 0);
+    image_draw_disc(colour16.get(), 10, 10, 5, colour);
+    EXPECT_EQ(read16(colour16->rows[9], 3 * 11 + 0), to16[20]);
+    EXPECT_EQ(read16(colour16->rows[9], 3 * 11 + 2), to16[250]);
+    EXPECT_EQ(read16(colour16->rows[10], 3 * 15 + 2),
+              disc_expected(15, 10, 10, 10, 5, to16[250], 0));
+    EXPECT_EQ(read16(colour16->rows[0], 0), 0);
+
+    ImageHolder gray16;
+    ASSERT_EQ(image_alloc(gray16.get(), 6, 20, 20, 100.0), 0);
+    fill(gray16.get(), 0x11);
+    image_draw_disc(gray16.get(), 10, 10, 5, colour);
+    EXPECT_EQ(read16(gray16->rows[10], 10), to16[250]);
+    for (int y = 0; y < 20; ++y)
+        for (int x = 0; x < 20; ++x)
+            ASSERT_EQ(read16(gray16->rows[y], x),
+                      disc_expected(x, y, 10, 10, 5, to16[250], 0x1111));
+}
+
+TEST(ImageDisc, AreaOfALargeDisc) {
+    ImageHolder image;
+    ASSERT_EQ(image_alloc(image.get(), 2, 300, 300, 100.0), 0);
+    fill(image.get(), 0);
+    const std::uint8_t white[3] = {255, 255, 255};
+    const double r = 100;
+    image_draw_disc(image.get(), 150.5, 149.25, r, white);
+    const double area = image_mask_area(image.get());
+    EXPECT_NEAR(area, std::numbers::pi * r * r, 0.002 * std::numbers::pi * r * r);
+}
+
+TEST(ImageDisc, MissesAndRefusedTypesDrawNothing) {
+    const std::uint8_t white[3] = {255, 255, 255};
+    ImageHolder image;
+    ASSERT_EQ(image_alloc(image.get(), 2, 10, 10, 100.0), 0);
+    fill(image.get(), 3);
+    image_draw_disc(image.get(), -100, 5, 20, white);
+    image_draw_disc(image.get(), 5, 1e12, 20, white);
+    image_draw_disc(image.get(), std::nan(""), 5, 20, white);
+    for (int y = 0; y < 10; ++y)
+        for (int x = 0; x < 10; ++x)
+            ASSERT_EQ(image->rows[y][x], 3);
+
+    ImageHolder binary;
+    ASSERT_EQ(image_alloc(binary.get(), 1, 10, 10, 100.0), 0);
+    fill(binary.get(), 0);
+    image_draw_disc(binary.get(), 5, 5, 3, white);
+    EXPECT_EQ(binary->rows[5][0], 0);
+}
+
+}  // namespace
