@@ -187,6 +187,21 @@ TEST(TiffFuzz, CorruptedFilesGiveErrorCodesNeverCrashes) {
     EXPECT_LT(skipped, read / 10);
 }
 
+TEST(TiffFuzz, EveryTruncationIsAnError) {
+    // Our files end with their last strip, so any cut loses data.
+    for (int compression : {0, 2}) {
+        const Bytes whole = written_by_us(7, compression, true);
+        for (std::size_t size = 1; size < whole.size(); ++size) {
+            Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+            std::FILE* f = fmemopen(cut.data(), cut.size(), "rb");
+            ImageHolder image;
+            const int err = TiffReadAt(f, 0, image.get(), false);
+            std::fclose(f);
+            ASSERT_EQ(err, 56) << size;
+        }
+    }
+}
+
 TEST(TiffFuzz, RandomLzwStreams) {
     std::mt19937 rng(77);
     std::vector<std::uint8_t> out(4096);
