@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 
 #include <zlib.h>
 
@@ -256,11 +257,123 @@ void settle_byte_counts(Layout* l) {
     }
 }
 
-// Turns file lines, top line first, into Image lines.
+std::uint16_t load16(const std::uint8_t* p, bool swap) {
+    std::uint16_t v;
+    std::memcpy(&v, p, 2);
+    return swap ? static_cast<std::uint16_t>(v << 8 | v >> 8) : v;
+}
+
+void store16(std::uint8_t* p, std::uint16_t v) {
+    std::memcpy(p, &v, 2);
+}
+
+// Colour pixels of `samples` samples into blue, green, red, undoing horizontal
+// differencing on the way when `Sum` is set: each sample is then the sum, with
+// wrap-around, of the differences up to it in its channel.
+template <bool Wide, bool Swap, bool Sum>
+void colour_line(const std::uint8_t* in, std::uint8_t* out, int width, int samples) {
+    using Sample = std::conditional_t<Wide, std::uint16_t, std::uint8_t>;
+    const int step = Wide ? 2 * samples : samples;
+    Sample r = 0;
+    Sample g = 0;
+    Sample b = 0;
+    for (int i = 0; i < width; ++i, in += step) {
+        Sample nr;
+        Sample ng;
+        Sample nb;
+        if constexpr (Wide) {
+            nr = load16(in, Swap);
+            ng = load16(in + 2, Swap);
+            nb = load16(in + 4, Swap);
+        } else {
+            nr = in[0];
+            ng = in[1];
+            nb = in[2];
+        }
+        if constexpr (Sum) {
+            r = static_cast<Sample>(r + nr);
+            g = static_cast<Sample>(g + ng);
+            b = static_cast<Sample>(b + nb);
+        } else {
+            r = nr;
+            g = ng;
+            b = nb;
+        }
+        if constexpr (Wide) {
+            store16(out, b);
+            store16(out + 2, g);
+            store16(out + 4, r);
+            out += 6;
+        } else {
+            out[0] = b;
+            out[1] = g;
+            out[2] = r;
+            out += 3;
+        }
+    }
+}
+
+template <bool Wide, bool Swap, bool Sum>
+void gray_line(const std::uint8_t* in, std::uint8_t* out, int width) {
+    if constexpr (!Sum && !Swap) {
+        std::memcpy(out, in, static_cast<std::size_t>(width) * (Wide ? 2 : 1));
+    } else if constexpr (Wide) {
+        std::uint16_t v = 0;
+        for (int i = 0; i < width; ++i) {
+            const std::uint16_t n = load16(in + 2 * i, Swap);
+            v = Sum ? static_cast<std::uint16_t>(v + n) : n;
+            store16(out + 2 * i, v);
+        }
+    } else {
+        std::uint8_t v = 0;
+        for (int i = 0; i < width; ++i) {
+            v = static_cast<std::uint8_t>(v + in[i]);
+            out[i] = v;
+        }
+    }
+}
+
+using LineRoutine = void (*)(const std::uint8_t* in, std::uint8_t* out, int width, int samples);
+
+template <bool Wide, bool Colour, bool Swap, bool Sum>
+void line_routine(const std::uint8_t* in, std::uint8_t* out, int width, int samples) {
+    if constexpr (Colour)
+        colour_line<Wide, Swap, Sum>(in, out, width, samples);
+    else
+        gray_line<Wide, Swap, Sum>(in, out, width);
+}
+
+template <bool Wide, bool Colour>
+LineRoutine pick_routine(bool swap, bool sum) {
+    if (swap)
+        return sum ? line_routine<Wide, Colour, true, true>
+                   : line_routine<Wide, Colour, true, false>;
+    return sum ? line_routine<Wide, Colour, false, true> : line_routine<Wide, Colour, false, false>;
+}
+
+// Turns file lines, top line first, into Image lines: inversion first, then
+// the samples into the Image's order, then the differencing undone.
 class LineConverter {
 public:
-    LineConverter(const Layout& l, bool big_endian, Image* image)
-        : l_(l), big_endian_(big_endian), image_(image) {}
+    LineConverter(const Layout& l, bool big_endian, Image* image) : l_(l), image_(image) {
+        const bool sum = l.predictor == 2;
+        switch (l.type) {
+            case image_type_gray8:
+                if (l.bits != 4) routine_ = pick_routine<false, false>(false, sum);
+                break;
+            case image_type_colour8:
+                routine_ = pick_routine<false, true>(false, sum);
+                break;
+            case image_type_gray16:
+                routine_ = pick_routine<true, false>(big_endian, sum);
+                break;
+            case image_type_colour16:
+                routine_ = pick_routine<true, true>(big_endian, sum);
+                break;
+            default:
+                break;
+        }
+    }
 
     // `line` is the file's line `y` counted from the top; it is changed in place
     // when inverted.
@@ -271,93 +384,28 @@ public:
             for (std::int64_t i = 0; i < l_.line_size; ++i)
                 line[i] = static_cast<std::uint8_t>(~line[i]);
         }
-        switch (l_.type) {
-            case image_type_binary:
-                std::memcpy(out, line, static_cast<std::size_t>(w + 7) / 8);
-                break;
-            case image_type_gray8:
-                if (l_.bits == 4) {
-                    // Odd pixels take the high nibble: the reverse of the standard's
-                    // order, kept for the files this has always read.
-                    for (int i = 0; i < w; ++i) {
-                        const std::uint8_t b = line[i / 2];
-                        out[i] = static_cast<std::uint8_t>(((i & 1) ? b >> 4 : b & 15) * 17);
-                    }
-                } else {
-                    std::memcpy(out, line, static_cast<std::size_t>(w));
-                }
-                break;
-            case image_type_colour8: {
-                const int s = l_.samples;
-                const std::uint8_t* in = line;
-                for (int i = 0; i < w; ++i, in += s, out += 3) {
-                    out[0] = in[2];
-                    out[1] = in[1];
-                    out[2] = in[0];
-                }
-                break;
+        if (routine_) {
+            routine_(line, out, w, l_.samples);
+        } else if (l_.type == image_type_binary) {
+            std::memcpy(out, line, static_cast<std::size_t>(w + 7) / 8);
+        } else {
+            // 4-bit gray. Odd pixels take the high nibble: the reverse of the
+            // standard's order, kept for the files this has always read.
+            for (int i = 0; i < w; ++i) {
+                const std::uint8_t b = line[i / 2];
+                out[i] = static_cast<std::uint8_t>(((i & 1) ? b >> 4 : b & 15) * 17);
             }
-            case image_type_gray16:
-                if (big_endian_) {
-                    for (int i = 0; i < w; ++i) {
-                        out[2 * i] = line[2 * i + 1];
-                        out[2 * i + 1] = line[2 * i];
-                    }
-                } else {
-                    std::memcpy(out, line, static_cast<std::size_t>(w) * 2);
-                }
-                break;
-            default: {
-                const int step = 2 * l_.samples;
-                const std::uint8_t* in = line;
-                const int lo = big_endian_ ? 1 : 0;
-                const int hi = 1 - lo;
-                for (int i = 0; i < w; ++i, in += step, out += 6) {
-                    out[0] = in[4 + lo];
-                    out[1] = in[4 + hi];
-                    out[2] = in[2 + lo];
-                    out[3] = in[2 + hi];
-                    out[4] = in[lo];
-                    out[5] = in[hi];
-                }
-                break;
+            if (l_.predictor == 2) {
+                for (int i = 1; i < w; ++i)
+                    out[i] = static_cast<std::uint8_t>(out[i] + out[i - 1]);
             }
         }
-        if (l_.predictor == 2) undo_differencing(image_->rows[image_->height - 1 - y]);
     }
 
 private:
-    void undo_differencing(std::uint8_t* out) const {
-        const int w = l_.width;
-        switch (l_.type) {
-            case image_type_gray8:
-                for (int i = 1; i < w; ++i)
-                    out[i] = static_cast<std::uint8_t>(out[i] + out[i - 1]);
-                break;
-            case image_type_colour8:
-                for (int i = 3; i < 3 * w; ++i)
-                    out[i] = static_cast<std::uint8_t>(out[i] + out[i - 3]);
-                break;
-            case image_type_gray16: {
-                auto* p = reinterpret_cast<std::uint16_t*>(out);
-                for (int i = 1; i < w; ++i)
-                    p[i] = static_cast<std::uint16_t>(p[i] + p[i - 1]);
-                break;
-            }
-            case image_type_colour16: {
-                auto* p = reinterpret_cast<std::uint16_t*>(out);
-                for (int i = 3; i < 3 * w; ++i)
-                    p[i] = static_cast<std::uint16_t>(p[i] + p[i - 3]);
-                break;
-            }
-            default:
-                break;
-        }
-    }
-
     const Layout& l_;
-    bool big_endian_;
     Image* image_;
+    LineRoutine routine_ = nullptr;
 };
 
 int inflate_strip(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out,
