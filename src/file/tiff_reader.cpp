@@ -725,14 +725,16 @@ int find_entry_position(const TiffSource& source, std::uint32_t ifd, int tag,
 
 int TiffSetOrientation(const char* file_name, int rotation, bool* done) {
     *done = false;
+    FilePtr file{std::fopen(file_name, "r+b")};
+    if (!file) return err_write;
     if (rotation == 0) {
         *done = true;
         return 0;
     }
-    FilePtr file;
     TiffSource source;
     std::uint32_t ifd0 = 0;
-    if (int err = open_stream(file_name, "r+b", &file, &source, &ifd0)) return err;
+    if (int err = tiff_source_file(&source, file.get(), 0)) return err;
+    if (int err = tiff_read_header(&source, &ifd0)) return err;
     std::uint64_t position = 0;
     int old = 0;
     if (int err = find_entry_position(source, ifd0, 274, &position, &old)) return err;

@@ -70,8 +70,8 @@ TEST(TiffFallback, FilesTheReaderRefusesStillOpen) {
     ASSERT_TRUE(tiff_test::write_with_libtiff(source, rgb));
     struct Case {
         const char* tiffcp_options;
-        int own_error;
-        bool exact;  // lossless: the pixels are the source's
+        int own_error;  // 0: any
+        bool exact;     // lossless: the pixels are the source's
     };
     for (const Case& c :
          {Case{"-t -w 16 -l 16 -c zip", 155, true},                              // tiles
@@ -84,7 +84,11 @@ TEST(TiffFallback, FilesTheReaderRefusesStillOpen) {
             std::string("tiffcp ") + c.tiffcp_options + " " + source + " " + path, &status);
         ASSERT_EQ(status, 0) << out;
         ImageHolder image;
-        EXPECT_EQ(tiff_test::read_own(path, image.get()), c.own_error);
+        const int own = tiff_test::read_own(path, image.get());
+        EXPECT_NE(own, 0);
+        if (c.own_error != 0) {
+            EXPECT_EQ(own, c.own_error);
+        }
         ASSERT_EQ(TiffRead(path.c_str(), image.get(), false), 0);
         ASSERT_EQ(image->type, image_type_colour8);
         const Pixels expected = c.exact ? rgb : rgba_with_libtiff(path);

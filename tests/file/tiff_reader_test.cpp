@@ -557,7 +557,8 @@ TEST(TiffReader, SetOrientationRewritesInPlace) {
     EXPECT_TRUE(done);
     ASSERT_EQ(TiffProbeOrientation(dir.file("plain.tif").c_str(), &code), 0);
     EXPECT_EQ(code, 2);
-    EXPECT_EQ(TiffSetOrientation(dir.file("missing.tif").c_str(), 2, &done), 56);
+    EXPECT_EQ(TiffSetOrientation(dir.file("missing.tif").c_str(), 2, &done), 57);
+    EXPECT_FALSE(done);
 }
 
 }  // namespace
