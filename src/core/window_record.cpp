@@ -41,7 +41,6 @@ void clear_record(WindowRecord* r, int slot) {
     r->file_name.clear();
     r->derived_from.clear();
     r->file_type = 0;
-    if (r->window && r->window->record_slot == slot) r->window->record_slot = -1;
     r->window = nullptr;
     r->mask_window = nullptr;
     r->overlay_strength = 0;
@@ -131,7 +130,9 @@ int window_record_take(int* slot, WindowRecord** record) {
 
 void window_record_release(int slot) {
     if (slot < 0 || slot >= window_record_count || !records_ready) return;
-    clear_record(&records[slot], slot);
+    WindowRecord* r = &records[slot];
+    if (r->window && r->window->record_slot == slot) r->window->record_slot = -1;
+    clear_record(r, slot);
 }
 
 WindowRecord* window_record_at(int slot) {

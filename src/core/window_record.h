@@ -72,7 +72,7 @@ struct WindowRecord {
 };
 
 // Allocates the table with every record free and numbered. Safe to repeat:
-// it releases what the records hold first.
+// it releases what the records hold first, without touching their windows.
 void window_record_table_init();
 // Takes the next free record, searching circularly from a moving start, and
 // clears it. 13 ("Too many images") when none is free.

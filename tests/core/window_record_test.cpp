@@ -128,6 +128,8 @@ TEST_F(WindowRecords, TitlesFollowNameDerivationAndZoom) {
     preview.window_kind = window_kind_preview;
     window_record_bind(r, &preview);
     EXPECT_EQ(window_title_base(*r, false), "Preview");
+    window_record_release(slot);
+    EXPECT_EQ(preview.record_slot, -1);
 }
 
 TEST(ViewGeometry, ScrollPositionToPictureRectangle) {
