@@ -10,9 +10,9 @@
 
 #include "core/errors.h"
 #include "core/image.h"
+#include "core/preferences.h"
 #include "core/progress.h"
 #include "file/rotation.h"
-#include "file/tiff_reader.h"
 
 namespace {
 
@@ -299,7 +299,7 @@ int tiff_fallback_read(const char* file_name, Image* image, bool progress) {
     double dpi = 0.0;
     if (TIFFGetField(tif.get(), TIFFTAG_XRESOLUTION, &x_resolution) && x_resolution > 0.0f)
         dpi = x_resolution * (unit == RESUNIT_CENTIMETER ? 2.540005 : 1.0);
-    if (dpi <= 0.0) dpi = tiff_default_resolution();
+    if (dpi <= 0.0) dpi = preferences().defaultres;
 
     std::unique_ptr<ProgressScope> scope;
     if (progress) {

@@ -10,6 +10,7 @@
 
 #include "core/errors.h"
 #include "core/image.h"
+#include "core/preferences.h"
 #include "core/progress.h"
 #include "file/rotation.h"
 #include "file/tiff_fallback.h"
@@ -40,8 +41,6 @@ constexpr int err_tags = 155;
 
 // Uncompressed strips are read at most this many bytes at a time.
 constexpr std::uint64_t read_chunk_bytes = 0x400000;
-
-double default_resolution = 200.0;
 
 struct FileCloser {
     void operator()(std::FILE* f) const { std::fclose(f); }
@@ -484,7 +483,7 @@ int read_ifd_image(const TiffSource& source, std::uint32_t ifd, Image* image, bo
     if (int err = parse_tags(source, entries, &l)) return err;
     if (int err = check_layout(&l)) return err;
     settle_byte_counts(&l);
-    const double dpi = l.resolution > 0.0 ? l.resolution : default_resolution;
+    const double dpi = l.resolution > 0.0 ? l.resolution : preferences().defaultres;
     if (int err = image_alloc(image, l.type, l.width, l.height, dpi * l.unit_factor)) return err;
     if (int err = read_strips(source, l, image, progress)) return err;
     if (l.orientation >= 2) return image_rotate(image, rotation_from_tiff(l.orientation));
@@ -525,14 +524,6 @@ int first_subifd(const TiffSource& source, const std::vector<TiffEntry>& entries
 }
 
 }  // namespace
-
-void TiffSetDefaultResolution(double dpi) {
-    default_resolution = dpi;
-}
-
-double tiff_default_resolution() {
-    return default_resolution;
-}
 
 int TiffReadAt(std::FILE* file, std::int64_t base, Image* image, bool progress) {
     TiffSource source;

@@ -59,7 +59,3 @@ struct TiffSummary {
 // Errors: 56 reading, 57 writing.
 [[nodiscard]] int TiffSetOrientation(const char* file_name, int rotation, bool* done);
 
-// Resolution given to images whose file has no XResolution; the preference of
-// new images' resolution, 200 until the preferences set it.
-void TiffSetDefaultResolution(double dpi);
-double tiff_default_resolution();

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/image.h"
+#include "core/preferences.h"
 #include "core/progress.h"
 #include "file/tiff_test_support.h"
 #include "file/tiff_writer.h"
@@ -243,11 +244,12 @@ TEST(TiffReader, Resolution) {
     HandMade t = tiff_test::gray_file(4, 4, 4);
     ImageHolder image;
     ASSERT_EQ(read_hand_made(t, image.get()), 0);
-    EXPECT_DOUBLE_EQ(image->resolution, tiff_default_resolution());
-    TiffSetDefaultResolution(123.0);
+    EXPECT_DOUBLE_EQ(image->resolution, preferences().defaultres);
+    const double saved = preferences().defaultres;
+    preferences().defaultres = 123.0;
     ASSERT_EQ(read_hand_made(t, image.get()), 0);
     EXPECT_DOUBLE_EQ(image->resolution, 123.0);
-    TiffSetDefaultResolution(200.0);
+    preferences().defaultres = saved;
     t.tag(282, 5, {600, 2});
     ASSERT_EQ(read_hand_made(t, image.get()), 0);
     EXPECT_DOUBLE_EQ(image->resolution, 300.0);
