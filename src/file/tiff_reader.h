@@ -58,4 +58,3 @@ struct TiffSummary {
 // when IFD0 has no orientation tag; then the pixels must be turned instead.
 // Errors: 56 reading, 57 writing.
 [[nodiscard]] int TiffSetOrientation(const char* file_name, int rotation, bool* done);
-

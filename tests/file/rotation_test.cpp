@@ -16,14 +16,6 @@ ImageHolder rotated(const Pixels& p, int code) {
     return image;
 }
 
-TEST(Rotation, TiffOrientationsRoundTrip) {
-    for (int orientation = 1; orientation <= 8; ++orientation)
-        EXPECT_EQ(tiff_from_rotation(rotation_from_tiff(orientation)), orientation);
-    EXPECT_EQ(rotation_from_tiff(0), 0);
-    EXPECT_EQ(rotation_from_tiff(9), 0);
-    EXPECT_EQ(tiff_from_rotation(8), 1);
-}
-
 TEST(Rotation, TurningTwiceEqualsTheComposedCode) {
     // The composition table against the turns themselves, for every pair, on
     // a non-square picture of each depth.
