@@ -309,9 +309,11 @@ std::vector<std::uint8_t> longs(const std::vector<std::uint32_t>& values) {
     return b;
 }
 
-int write_file(std::FILE* file, const Image* image, std::span<const TiffField> fields,
-               std::size_t profile_size, const std::uint8_t* profile, int mask_bits,
-               int compression, bool thumbnail, bool progress) {
+}  // namespace
+
+int TiffWrite(std::FILE* file, const Image* image, std::span<const TiffField> fields,
+              std::size_t profile_size, const std::uint8_t* profile, int mask_bits, int compression,
+              bool thumbnail, bool progress) {
     if (!writable_type(image->type) || image->width <= 0 || image->height <= 0 || !image->rows)
         return err_type;
     if (compression < tiff_compression_none || compression > tiff_compression_lzw)
@@ -370,17 +372,17 @@ int write_file(std::FILE* file, const Image* image, std::span<const TiffField> f
         add_image_tags(&thumb_ifd, reduced.get(), compression, true, 1,
                        static_cast<std::uint32_t>(reduced->height));
     }
+    // The IPTC block and the EXIF and GPS IFDs, which come from the comment
+    // list, will stand between IFD0 and the thumbnail's IFD.
     std::vector<std::uint8_t> ifd0_bytes = ifd0.build(ifd0_at);
+    std::vector<std::uint8_t> thumb_ifd_bytes;
     if (thumbnail) {
         put32(ifd0_bytes.data() + (ifd0.position_of(330) - ifd0_at), thumb_ifd_at);
-    }
-    std::vector<std::uint8_t> thumb_bytes_ifd;
-    if (thumbnail) {
         const std::uint32_t thumb_strip_at =
             thumb_ifd_at + static_cast<std::uint32_t>(thumb_ifd.size());
-        thumb_bytes_ifd = thumb_ifd.build(thumb_ifd_at);
-        put32(thumb_bytes_ifd.data() + (thumb_ifd.position_of(273) - thumb_ifd_at), thumb_strip_at);
-        put32(thumb_bytes_ifd.data() + (thumb_ifd.position_of(279) - thumb_ifd_at),
+        thumb_ifd_bytes = thumb_ifd.build(thumb_ifd_at);
+        put32(thumb_ifd_bytes.data() + (thumb_ifd.position_of(273) - thumb_ifd_at), thumb_strip_at);
+        put32(thumb_ifd_bytes.data() + (thumb_ifd.position_of(279) - thumb_ifd_at),
               static_cast<std::uint32_t>(thumb_strip.size()));
     }
 
@@ -388,7 +390,7 @@ int write_file(std::FILE* file, const Image* image, std::span<const TiffField> f
     put16(header + 2, 42);
     put32(header + 4, ifd0_at);
     if (!out.write(header, sizeof header) || !out.write(ifd0_bytes.data(), ifd0_bytes.size()) ||
-        !out.write(thumb_bytes_ifd.data(), thumb_bytes_ifd.size()) ||
+        !out.write(thumb_ifd_bytes.data(), thumb_ifd_bytes.size()) ||
         !out.write(thumb_strip.data(), thumb_strip.size()))
         return err_write;
 
@@ -417,15 +419,6 @@ int write_file(std::FILE* file, const Image* image, std::span<const TiffField> f
         !out.patch(ifd0.position_of(279), longs(counts)) || !out.finish())
         return err_write;
     return 0;
-}
-
-}  // namespace
-
-int TiffWrite(std::FILE* file, const Image* image, std::span<const TiffField> fields,
-              std::size_t profile_size, const std::uint8_t* profile, int mask_bits, int compression,
-              bool thumbnail, bool progress) {
-    return write_file(file, image, fields, profile_size, profile, mask_bits, compression, thumbnail,
-                      progress);
 }
 
 int tiff_reduce_for_thumbnail(const Image* image, Image* thumbnail) {
