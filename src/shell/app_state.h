@@ -57,6 +57,10 @@ class ShellSignals : public QObject {
     Q_OBJECT
 signals:
     void tool_changed(int code);
+    // The recent files list or its length changed: the File menu rebuilds its entries.
+    void recent_files_changed();
+    // The preferences were accepted: whatever shows them takes the new values.
+    void preferences_changed();
 };
 
 ShellSignals& shell_signals();

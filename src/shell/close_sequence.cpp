@@ -1,5 +1,7 @@
 #include "shell/close_sequence.h"
 
+#include "core/preferences.h"
+
 #include "shell/app_state.h"
 #include "shell/child_window.h"
 #include "shell/message_box.h"
@@ -89,6 +91,9 @@ bool frame_close_sequence() {
     if (app_state.clipboard_image_ours) {
         if (!ask("Retain image on clipboard?")) QApplication::clipboard()->clear();
     }
-    // The browser's view and the program's state are saved here once they exist.
+    // The browser's view is saved here once there is a browser. The program
+    // state (and the preferences with it) is written at the end of every normal run.
+    state_save();
+    preferences_save();
     return true;
 }

@@ -2,7 +2,10 @@
 
 #include "shell/app_state.h"
 #include "shell/command_table.h"
+#include "shell/file_open_queue.h"
 #include "shell/message_box.h"
+#include "shell/preferences_panel.h"
+#include "shell/recent_files.h"
 #include "shell/splash_panel.h"
 #include "shell/window_arrange.h"
 
@@ -29,7 +32,11 @@ void about_box() {
 
 bool command_available(int number) {
     const CommandEntry* entry = command_find(number);
-    return entry != nullptr && entry->built;
+    if (entry == nullptr || !entry->built) return false;
+    // A recent file entry works while the list has a file at its place.
+    if (number >= recent_file_first && number <= recent_file_last)
+        return number - recent_file_first < recent_files_shown();
+    return true;
 }
 
 CommandResult command_dispatch(QWidget* window, int command) {
@@ -37,12 +44,20 @@ CommandResult command_dispatch(QWidget* window, int command) {
     const int number = command & 0xFFFF;
     const CommandEntry* entry = command_find(number);
     if (entry == nullptr) return CommandResult::unknown;
-    if (!entry->built) return CommandResult::disabled;
+    if (!command_available(number)) return CommandResult::disabled;
 
     // Any command is activity enough to take the splash away.
     splash_close();
     QMdiArea* area = app_state.mdi_area;
+    if (number >= recent_file_first && number <= recent_file_last) {
+        // Opening it moves it to the top, which rebuilds the entries.
+        open_or_queue(recent_file_path(number - recent_file_first));
+        return CommandResult::done;
+    }
     switch (number) {
+        case 1010:
+            preferences_panel_run(app_state.main_window);
+            return CommandResult::done;
         case 1013:
             if (app_state.main_window != nullptr) app_state.main_window->close();
             return CommandResult::done;

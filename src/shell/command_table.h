@@ -53,12 +53,14 @@ inline constexpr CommandEntry command_table[] = {
     {1014, "&Print...", "Ctrl+P", MenuId::file, 0, false, true},
     {1016, "Print Setup...", "", MenuId::file, 0, false},
     {1018, "Slide S&how...", "", MenuId::file, 0, false, true},
-    {1010, "Preferences", "", MenuId::file, 0, false, true},
+    {1010, "Preferences", "", MenuId::file, 0, true, true},
     {1019, "Associations...", "", MenuId::file, 0, false},
     {1021, "Color &Management...", "", MenuId::file, 0, false},
     {1022, "Printer Curves...", "", MenuId::file, 0, false},
     {1023, "Raw Settings...", "", MenuId::file, 0, false},
     {1013, "E&xit", "Ctrl+Q", MenuId::file, 0, true, true},
+    // The recent files: their entries follow the list, not this table.
+    {recent_file_first, nullptr, "", MenuId::none, 0, true, false, recent_file_last},
     // Edit
     {2001, "&Undo", "Ctrl+Z", MenuId::edit, 0, false},
     {2002, "Undo &All", "", MenuId::edit, 0, false},

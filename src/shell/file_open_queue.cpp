@@ -5,6 +5,7 @@
 #include "shell/command_line.h"
 #include "shell/message_box.h"
 #include "shell/open_file.h"
+#include "shell/recent_files.h"
 #include "shell/splash_panel.h"
 
 #include <QMainWindow>
@@ -27,6 +28,7 @@ void open_now(const QString& path) {
     app_state.file_operation_busy = true;
     const int code = routine()(path);
     app_state.file_operation_busy = false;
+    if (code == 0) recent_file_opened(path);
     error_report(code);
 }
 

@@ -43,10 +43,12 @@ int main(int argc, char* argv[]) {
     app_state.sizes = ui_sizes_compute(QApplication::font());
     app_state.paths = startup_paths();
     shell_error_reporter_install();
+    startup_settings_hooks();
+    // The shared tables are set up before this as they arrive.
+    startup_saved_settings(command.batch);
     key_filter_install();
     active_window_track();
-    // The session log, the shared tables, preferences and saved state are set
-    // up here as they arrive.
+    if (!command.batch) startup_session_log(line);
 
     MainFrame frame;
     if (command.batch) {
@@ -61,11 +63,9 @@ int main(int argc, char* argv[]) {
     const QRect screen = frame.screen()->availableGeometry();
     frame.resize(screen.width() * 4 / 5, screen.height() * 4 / 5);
     frame.move(screen.center() - frame.rect().center());
-    const bool maximised = false;  // comes from the saved state once it is kept
-    if (maximised)
-        frame.showMaximized();
-    else
-        frame.show();
+    // The saved state keeps no window placement yet, so there is no maximised
+    // start to restore.
+    frame.show();
 
     if (command.files.isEmpty())
         splash_show(frame.area());

@@ -1,19 +1,23 @@
 #include "shell/main_frame.h"
 
+#include "core/preferences.h"
 #include "shell/app_state.h"
 #include "shell/close_sequence.h"
 #include "shell/command_dispatch.h"
 #include "shell/command_table.h"
 #include "shell/file_open_queue.h"
+#include "shell/recent_files.h"
 #include "shell/single_instance.h"
 #include "shell/splash_panel.h"
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QColor>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QUrl>
@@ -42,6 +46,12 @@ MainFrame::MainFrame(QWidget* parent) : QMainWindow(parent), area_(new QMdiArea(
     app_state.main_window = this;
     app_state.mdi_area = area_;
     build_menus();
+    rebuild_recent_files();
+    apply_preferences();
+    connect(&shell_signals(), &ShellSignals::recent_files_changed, this,
+            &MainFrame::rebuild_recent_files);
+    connect(&shell_signals(), &ShellSignals::preferences_changed, this,
+            &MainFrame::apply_preferences);
     // A window coming up in the work area is activity: the splash goes.
     connect(area_, &QMdiArea::subWindowActivated, this, [](QMdiSubWindow* window) {
         if (window != nullptr) {
@@ -91,6 +101,35 @@ void MainFrame::build_menus() {
     recent_files_anchor_ = menu_of[MenuId::file]->addSeparator();
     recent_files_anchor_->setObjectName(QStringLiteral("recent_files_insertion_point"));
     recent_files_anchor_->setVisible(false);
+}
+
+void MainFrame::rebuild_recent_files() {
+    for (QAction* action : recent_file_actions_)
+        delete action;
+    recent_file_actions_.clear();
+    QMenu* file = menus().value(0);
+    if (file == nullptr || recent_files_anchor_ == nullptr) return;
+
+    // The entries go right after the separator, newest first.
+    const QList<QAction*> existing = file->actions();
+    const qsizetype anchor_at = existing.indexOf(recent_files_anchor_);
+    QAction* before = existing.value(anchor_at + 1, nullptr);
+    const int shown = recent_files_shown();
+    for (int i = 0; i < shown; ++i) {
+        const int number = recent_file_first + i;
+        auto* action = new QAction(recent_file_label(i, recent_file_path(i)), file);
+        action->setData(number);
+        connect(action, &QAction::triggered, this,
+                [this, number] { command_dispatch(this, number); });
+        file->insertAction(before, action);
+        recent_file_actions_.append(action);
+    }
+    recent_files_anchor_->setVisible(shown > 0);
+}
+
+void MainFrame::apply_preferences() {
+    const Rgb8& c = preferences().workspace;
+    area_->setBackground(QColor(c.red, c.green, c.blue));
 }
 
 QList<QMenu*> MainFrame::menus() const {

@@ -24,6 +24,8 @@ public:
     // Recent files (numbers 1100 to 1109) go after this separator at the end
     // of the File menu; it stays hidden while there are none.
     QAction* recent_files_insertion_point() const { return recent_files_anchor_; }
+    // Makes the recent file entries match the list; runs whenever it changes.
+    void rebuild_recent_files();
 
     // Brings the frame to the front, as a second start asks.
     void come_to_front();
@@ -37,7 +39,9 @@ protected:
 
 private:
     void build_menus();
+    void apply_preferences();
 
     QMdiArea* area_;
     QAction* recent_files_anchor_ = nullptr;
+    QList<QAction*> recent_file_actions_;
 };

@@ -7,6 +7,7 @@
 #include "shell/file_open_queue.h"
 #include "shell/message_box.h"
 #include "shell/panel.h"
+#include "test_store.h"
 
 #include <QCloseEvent>
 #include <QStringList>

@@ -1,0 +1,354 @@
+// Preferences and saved state in the editor: what a start reads, the
+// Preferences panel, what the end of a run writes, the session log's start.
+#include "core/preferences.h"
+#include "shell/close_sequence.h"
+#include "shell/command_dispatch.h"
+#include "shell/main_frame.h"
+#include "shell/preferences_panel.h"
+#include "shell/startup.h"
+#include "shell_test_support.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPushButton>
+#include <QSettings>
+#include <QSpinBox>
+#include <QTest>
+#include <QTimer>
+
+#include <memory>
+
+namespace {
+
+QString stored(const char* key) {
+    return saved_store()->value(QString::fromLatin1(key)).toString();
+}
+
+void store_values(std::initializer_list<std::pair<const char*, const char*>> values) {
+    auto store = saved_store();
+    for (const auto& [key, value] : values)
+        store->setValue(QString::fromLatin1(key), QString::fromLatin1(value));
+    store->sync();
+}
+
+template <typename T>
+T* control(QWidget* panel, const char* name) {
+    return panel->findChild<T*>(QString::fromLatin1(name));
+}
+
+void click_ok(QWidget* panel) {
+    auto* buttons = panel->findChild<QDialogButtonBox*>();
+    QTest::mouseClick(buttons->button(QDialogButtonBox::Ok), Qt::LeftButton);
+}
+
+int opener_failing_with_5() {
+    return 5;
+}
+
+}  // namespace
+
+class TestPreferences : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    void a_start_on_an_empty_store_has_the_defaults();
+    void a_start_reads_the_store();
+    void the_background_process_neither_sticks_nor_writes();
+    void panel_shows_the_stored_values();
+    void panel_ok_keeps_what_the_controls_hold();
+    void panel_refuses_an_unreadable_resolution();
+    void panel_from_the_menu_changes_the_next_start();
+    void the_end_of_a_run_saves_the_state();
+    void session_log_start();
+    void shift_is_read_from_the_keyboard();
+};
+
+void TestPreferences::init() {
+    app_state_reset();
+    preferences_set_background(false);
+    saved_store()->clear();
+    preferences() = Preferences{};
+    saved_state() = State{};
+}
+
+void TestPreferences::cleanup() {
+    preferences_set_background(false);
+    saved_store()->clear();
+    app_state_reset();
+}
+
+void TestPreferences::a_start_on_an_empty_store_has_the_defaults() {
+    preferences().border_width = 3;
+    preferences().nfilemenu = 1;
+    saved_state().printdpi = 1;
+    saved_state().openfile = {"/x.jpg"};
+    startup_saved_settings(false);
+
+    const Preferences& p = preferences();
+    QCOMPARE(p.confirm, 1);
+    QCOMPARE(p.workspace, (Rgb8{64, 64, 64}));
+    QCOMPARE(p.border_width, 16);
+    QCOMPARE(p.border, (Rgb8{255, 255, 255}));
+    QCOMPARE(p.defaultres, 200.0);
+    QCOMPARE(p.undo, 2);
+    QCOMPARE(p.nfilemenu, 9);
+    QVERIFY(p.honorfilesavetype && p.defaultpreview && p.smoothzoomflag && p.stickysettings);
+    QVERIFY(!p.displayfullpathname && !p.showruler);
+    QVERIFY(p.startupdirectory.empty() && p.tempdirectory.empty());
+    QCOMPARE(saved_state().printdpi, 300);
+    QCOMPARE(saved_state().blinkrate, 7);
+    QVERIFY(saved_state().openfile.empty());
+    // Reading writes nothing.
+    QVERIFY(saved_store()->allKeys().isEmpty());
+}
+
+void TestPreferences::a_start_reads_the_store() {
+    store_values({{"Preferences/nfilemenu", "25"},
+                  {"Preferences/confirm", "LAST"},
+                  {"Preferences/border", "4 0 0.5 1"},
+                  {"State/openfile0", "\"/p/one.jpg\""},
+                  {"State/openfile1", "\"/p/two words.jpg\""}});
+    startup_saved_settings(false);
+    QCOMPARE(preferences().nfilemenu, 10);
+    QCOMPARE(preferences().confirm, 2);
+    QCOMPARE(preferences().border_width, 4);
+    QCOMPARE(preferences().border, (Rgb8{0, 128, 255}));
+    QCOMPARE(saved_state().openfile, (std::vector<std::string>{"/p/one.jpg", "/p/two words.jpg"}));
+}
+
+void TestPreferences::the_background_process_neither_sticks_nor_writes() {
+    store_values({{"Preferences/stickysettings", "1"}, {"Preferences/border", "7 1 1 1"}});
+    startup_saved_settings(true);
+    QVERIFY(!preferences().stickysettings);
+    QCOMPARE(preferences().border_width, 7);
+
+    saved_state().openfile = {"/p/batch.jpg"};
+    preferences().border_width = 30;
+    preferences_save();
+    state_save();
+    QCOMPARE(stored("Preferences/border"), QStringLiteral("7 1 1 1"));
+    QVERIFY(!saved_store()->contains(QStringLiteral("State/version")));
+    QVERIFY(!saved_store()->contains(QStringLiteral("State/openfile0")));
+}
+
+void TestPreferences::panel_shows_the_stored_values() {
+    store_values({{"Preferences/confirm", "no"},
+                  {"Preferences/workspace", "1 0.5 0"},
+                  {"Preferences/border", "21 0.2 0.4 0.6"},
+                  {"Preferences/defaultres", "300"},
+                  {"Preferences/undo", "single"},
+                  {"Preferences/nfilemenu", "4"},
+                  {"Preferences/showruler", "1"},
+                  {"Preferences/previewlocation", "3"},
+                  {"Preferences/tempdirectory", "\"/var/tmp/o v\""}});
+    startup_saved_settings(false);
+    PreferencesPanel panel;
+    QCOMPARE(panel.windowTitle(), QStringLiteral("Preferences"));
+    QCOMPARE(control<QComboBox>(&panel, "confirm")->currentIndex(), 0);
+    QCOMPARE(control<ColourButton>(&panel, "workspace")->colour(), (Rgb8{255, 128, 0}));
+    QCOMPARE(control<QSpinBox>(&panel, "border_width")->value(), 21);
+    QCOMPARE(control<ColourButton>(&panel, "border")->colour(), (Rgb8{51, 102, 153}));
+    QCOMPARE(control<QLineEdit>(&panel, "defaultres")->text(), QStringLiteral("300"));
+    QCOMPARE(control<QComboBox>(&panel, "undo")->currentIndex(), 1);
+    QCOMPARE(control<QSpinBox>(&panel, "nfilemenu")->value(), 4);
+    QCOMPARE(control<QSpinBox>(&panel, "nfilemenu")->maximum(), 10);
+    QVERIFY(control<QCheckBox>(&panel, "showruler")->isChecked());
+    QVERIFY(control<QCheckBox>(&panel, "stickysettings")->isChecked());
+    QCOMPARE(control<QComboBox>(&panel, "previewlocation")->currentIndex(), 3);
+    QCOMPARE(control<QLineEdit>(&panel, "tempdirectory")->text(), QStringLiteral("/var/tmp/o v"));
+
+    // Every value has its labelled control.
+    const char* names[] = {"confirm",
+                           "workspace",
+                           "border_width",
+                           "border",
+                           "startupdirectory",
+                           "tempdirectory",
+                           "browserootdirectory",
+                           "defaultres",
+                           "defaultunits",
+                           "displayfullpathname",
+                           "undo",
+                           "nfilemenu",
+                           "defaultfileopentype",
+                           "defaultfilesavetype",
+                           "honorfilesavetype",
+                           "defaultpreview",
+                           "smoothzoomflag",
+                           "showruler",
+                           "resampling_method",
+                           "maxpreviewsize",
+                           "previewlocation",
+                           "stickysettings"};
+    for (const char* name : names)
+        QVERIFY2(control<QWidget>(&panel, name) != nullptr, name);
+}
+
+void TestPreferences::panel_ok_keeps_what_the_controls_hold() {
+    ScriptedBoxes boxes;
+    PreferencesPanel panel;
+    panel.show();
+    control<QComboBox>(&panel, "confirm")->setCurrentIndex(2);
+    control<ColourButton>(&panel, "workspace")->set_colour({10, 20, 30});
+    control<QSpinBox>(&panel, "border_width")->setValue(5);
+    control<ColourButton>(&panel, "border")->set_colour({0, 0, 255});
+    control<QLineEdit>(&panel, "startupdirectory")->setText(QStringLiteral("/home/me/My Photos"));
+    control<QLineEdit>(&panel, "defaultres")->setText(QStringLiteral("1,200"));
+    control<QComboBox>(&panel, "undo")->setCurrentIndex(0);
+    control<QSpinBox>(&panel, "nfilemenu")->setValue(3);
+    control<QCheckBox>(&panel, "stickysettings")->setChecked(false);
+    control<QComboBox>(&panel, "maxpreviewsize")->setCurrentIndex(2);
+    click_ok(&panel);
+
+    QCOMPARE(panel.result(), int(QDialog::Accepted));
+    QVERIFY(boxes.calls.empty());
+    // The words and numbers as the store keeps them.
+    QCOMPARE(stored("Preferences/confirm"), QStringLiteral("last"));
+    QCOMPARE(stored("Preferences/undo"), QStringLiteral("none"));
+    QCOMPARE(stored("Preferences/nfilemenu"), QStringLiteral("3"));
+    QCOMPARE(stored("Preferences/stickysettings"), QStringLiteral("0"));
+
+    // A fresh start reads what the controls held.
+    preferences() = Preferences{};
+    preferences_load();
+    const Preferences& p = preferences();
+    QCOMPARE(p.confirm, 2);
+    QCOMPARE(p.workspace, (Rgb8{10, 20, 30}));
+    QCOMPARE(p.border_width, 5);
+    QCOMPARE(p.border, (Rgb8{0, 0, 255}));
+    QCOMPARE(p.startupdirectory, std::string("/home/me/My Photos"));
+    QCOMPARE(p.defaultres, 1200.0);
+    QCOMPARE(p.undo, 0);
+    QCOMPARE(p.nfilemenu, 3);
+    QVERIFY(!p.stickysettings);
+    QCOMPARE(p.maxpreviewsize, 2);
+    QCOMPARE(p.border_width, 5);
+}
+
+void TestPreferences::panel_refuses_an_unreadable_resolution() {
+    for (const char* text : {"abc", "", "72 dpi", "1.2.3", "0"}) {
+        ScriptedBoxes boxes;
+        PreferencesPanel panel;
+        panel.show();
+        control<QSpinBox>(&panel, "border_width")->setValue(40);
+        control<QLineEdit>(&panel, "defaultres")->setText(QString::fromLatin1(text));
+        click_ok(&panel);
+        QCOMPARE(boxes.calls.size(), size_t{1});
+        QCOMPARE(boxes.calls[0].text, QStringLiteral("Invalid dpi setting"));
+        QVERIFY2(panel.isVisible(), text);
+        QCOMPARE(panel.result(), int(QDialog::Rejected));
+        QCOMPARE(preferences().border_width, 16);
+        QVERIFY(!saved_store()->contains(QStringLiteral("Preferences/border")));
+
+        // Corrected, it is taken.
+        control<QLineEdit>(&panel, "defaultres")->setText(QStringLiteral("50%"));
+        click_ok(&panel);
+        QVERIFY(!panel.isVisible());
+        QCOMPARE(preferences().defaultres, 0.5);
+        QCOMPARE(preferences().border_width, 40);
+        preferences() = Preferences{};
+        saved_store()->clear();
+    }
+}
+
+void TestPreferences::panel_from_the_menu_changes_the_next_start() {
+    ScriptedBoxes boxes;
+    store_values({{"Preferences/border", "12 1 1 1"}});
+    startup_saved_settings(false);
+    saved_state().openfile = {"/p/1.jpg", "/p/2.jpg", "/p/3.jpg"};
+    MainFrame frame;
+    frame.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&frame));
+    QVERIFY(frame.command_action(1102) != nullptr);
+
+    int shown_width = -1;
+    QTimer::singleShot(0, this, [&] {
+        auto* panel = qobject_cast<PreferencesPanel*>(QApplication::activeModalWidget());
+        if (panel == nullptr) return;
+        shown_width = control<QSpinBox>(panel, "border_width")->value();
+        control<QSpinBox>(panel, "border_width")->setValue(33);
+        control<QSpinBox>(panel, "nfilemenu")->setValue(2);
+        control<ColourButton>(panel, "workspace")->set_colour({200, 100, 50});
+        click_ok(panel);
+    });
+    QVERIFY(frame.command_action(1010)->isEnabled());
+    frame.command_action(1010)->trigger();
+    QCOMPARE(shown_width, 12);
+    QVERIFY(QApplication::activeModalWidget() == nullptr);
+
+    // The frame follows at once: a shorter list, the new workspace colour.
+    QVERIFY(frame.command_action(1101) != nullptr);
+    QVERIFY(frame.command_action(1102) == nullptr);
+    QCOMPARE(saved_state().openfile.size(), size_t{2});
+    QCOMPARE(frame.area()->background().color(), QColor(200, 100, 50));
+
+    preferences() = Preferences{};
+    startup_saved_settings(false);
+    QCOMPARE(preferences().border_width, 33);
+    QCOMPARE(preferences().nfilemenu, 2);
+    QVERIFY(boxes.calls.empty());
+}
+
+void TestPreferences::the_end_of_a_run_saves_the_state() {
+    ScriptedBoxes boxes;
+    MainFrame frame;
+    frame.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&frame));
+
+    // A veto writes nothing.
+    QStringList asked;
+    auto* child = new TestChild(QStringLiteral("keeps"), 0, false, &asked);
+    frame.area()->addSubWindow(child)->show();
+    saved_state().openfile = {"/p/kept.jpg", "/p/older.jpg"};
+    saved_state().jpegquality[0] = 85;
+    QVERIFY(!frame_close_sequence());
+    QVERIFY(saved_store()->allKeys().isEmpty());
+
+    frame.area()->closeAllSubWindows();
+    delete child;
+    QVERIFY(frame_close_sequence());
+    QCOMPARE(stored("State/version"), QStringLiteral("6010"));
+    QVERIFY(saved_store()->contains(QStringLiteral("Preferences/nfilemenu")));
+
+    saved_state() = State{};
+    startup_saved_settings(false);
+    QCOMPARE(saved_state().openfile, (std::vector<std::string>{"/p/kept.jpg", "/p/older.jpg"}));
+    QCOMPARE(saved_state().jpegquality[0], 85);
+    QCOMPARE(saved_state().version, 6010);
+}
+
+void TestPreferences::session_log_start() {
+    ScriptedBoxes boxes;
+    startup_session_log(QStringLiteral("a.jpg b.jpg"));
+    QVERIFY(boxes.calls.empty());
+
+    startup_session_log(QStringLiteral("a.jpg"), opener_failing_with_5);
+    QCOMPARE(boxes.calls.size(), size_t{1});
+    QCOMPARE(boxes.calls[0].text,
+             QStringLiteral("Error 5: Creating status_log.txt file failed. Status messages "
+                            "will not be logged."));
+    QCOMPARE(boxes.calls[0].kind, box_ok);
+}
+
+void TestPreferences::shift_is_read_from_the_keyboard() {
+    startup_settings_hooks();
+    QWidget window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(!settings_shift_down());
+    QTest::keyPress(window.windowHandle(), Qt::Key_Shift, Qt::ShiftModifier);
+    const bool held = settings_shift_down();
+    QTest::keyRelease(window.windowHandle(), Qt::Key_Shift, Qt::NoModifier);
+    QVERIFY(held);
+    QVERIFY(!settings_shift_down());
+}
+
+QTEST_MAIN(TestPreferences)
+#include "tst_preferences.moc"

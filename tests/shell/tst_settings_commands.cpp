@@ -1,0 +1,239 @@
+// The settings file commands of a panel, with a format of the tests' own and
+// file dialogs answered by a script.
+#include "core/errors.h"
+#include "shell/settings_file_commands.h"
+#include "shell/shell_error_reporter.h"
+#include "shell/startup.h"
+#include "shell_test_support.h"
+
+#include <QAction>
+#include <QFile>
+#include <QMenu>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <deque>
+#include <vector>
+
+namespace {
+
+struct Knobs {
+    double radius = 1.5;
+    int low = 10;
+    int high = 20;
+};
+
+constexpr SettingsKeyword<Knobs> knob_rows[] = {
+    settings_value<&Knobs::radius>("radius %4f"),
+    settings_value<&Knobs::low, &Knobs::high>("range %d %d"),
+};
+
+constexpr SettingsFormat<Knobs> knob_format{
+    {"KnobSettings 1.0", ".kn", "Load Knob Settings", "Save Knob Settings", "Knob Files",
+     "knob files must have an extension of .kn", 31},
+    knob_rows};
+
+// Answers file dialogs from a script and records what each was asked.
+class ScriptedDialogs {
+public:
+    explicit ScriptedDialogs(std::deque<QString> answers) : answers_(std::move(answers)) {
+        before_ = settings_file_set_chooser([this](const SettingsDialogRequest& request) {
+            requests.push_back(request);
+            if (answers_.empty()) return QString();
+            const QString answer = answers_.front();
+            answers_.pop_front();
+            return answer;
+        });
+    }
+    ~ScriptedDialogs() { settings_file_set_chooser(std::move(before_)); }
+    ScriptedDialogs(const ScriptedDialogs&) = delete;
+    ScriptedDialogs& operator=(const ScriptedDialogs&) = delete;
+
+    std::vector<SettingsDialogRequest> requests;
+
+private:
+    std::deque<QString> answers_;
+    SettingsFileChooser before_;
+};
+
+QByteArray file_bytes(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) return {};
+    return file.readAll();
+}
+
+bool write_file(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+}  // namespace
+
+class TestSettingsCommands : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    // First: the first dialog of the run starts in the settings folder.
+    void save_appends_the_extension();
+    void a_wrong_extension_is_refused_and_asked_again();
+    void cancel_does_nothing();
+    void load_reads_and_rebuilds();
+    void a_bad_file_reports_the_format_code();
+    void reset_restores_built_in_values();
+    void menu_entries();
+
+private:
+    Knobs knobs_;
+    int changes_ = 0;
+    std::unique_ptr<SettingsFileCommands> commands_;
+    QTemporaryDir dir_;
+};
+
+void TestSettingsCommands::init() {
+    shell_error_reporter_install();
+    startup_settings_hooks();
+    knobs_ = Knobs{};
+    changes_ = 0;
+    commands_ = std::make_unique<SettingsFileCommands>(nullptr, knob_format, knobs_,
+                                                       [this] { ++changes_; });
+}
+
+void TestSettingsCommands::cleanup() {
+    commands_.reset();
+}
+
+void TestSettingsCommands::save_appends_the_extension() {
+    ScriptedBoxes boxes;
+    knobs_ = Knobs{2.25, 3, 250};
+    const QString chosen = dir_.filePath(QStringLiteral("mine"));
+    ScriptedDialogs dialogs({chosen});
+    QCOMPARE(commands_->save_as(), 0);
+
+    QCOMPARE(dialogs.requests.size(), size_t{1});
+    const SettingsDialogRequest& asked = dialogs.requests[0];
+    QVERIFY(asked.save);
+    QCOMPARE(asked.title, QStringLiteral("Save Knob Settings"));
+    QCOMPARE(asked.filter, QStringLiteral("Knob Files (*.kn)"));
+    QCOMPARE(asked.start, test_store.folder());
+
+    QCOMPARE(file_bytes(chosen + QStringLiteral(".kn")),
+             QByteArray("KnobSettings 1.0\r\nradius 2.2500\r\nrange 3 250\r\nend\r\n"));
+    QVERIFY(!QFile::exists(chosen));
+    QVERIFY(boxes.calls.empty());
+    QCOMPARE(changes_, 0);
+
+    // The next dialog starts where the last file went.
+    ScriptedDialogs again({});
+    QCOMPARE(commands_->load(), err_aborted);
+    QCOMPARE(again.requests.at(0).start, dir_.path());
+}
+
+void TestSettingsCommands::a_wrong_extension_is_refused_and_asked_again() {
+    ScriptedBoxes boxes;
+    const QString wrong = dir_.filePath(QStringLiteral("mine.txt"));
+    const QString upper = dir_.filePath(QStringLiteral("other.KN"));
+    ScriptedDialogs dialogs({wrong, upper});
+    QCOMPARE(commands_->save_as(), 0);
+
+    QCOMPARE(boxes.calls.size(), size_t{1});
+    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
+    QCOMPARE(boxes.calls[0].text, QStringLiteral("knob files must have an extension of .kn"));
+    QCOMPARE(boxes.calls[0].kind, box_ok);
+    // Asked again, offering the refused name.
+    QCOMPARE(dialogs.requests.size(), size_t{2});
+    QCOMPARE(dialogs.requests[1].start, wrong);
+    QCOMPARE(dialogs.requests[1].title, QStringLiteral("Save Knob Settings"));
+    // The check ignores case, and a name with the extension keeps it as typed.
+    QVERIFY(!QFile::exists(wrong));
+    QVERIFY(file_bytes(upper).startsWith("KnobSettings 1.0\r\n"));
+    QVERIFY(!QFile::exists(upper + QStringLiteral(".kn")));
+}
+
+void TestSettingsCommands::cancel_does_nothing() {
+    ScriptedBoxes boxes;
+    {
+        ScriptedDialogs dialogs({});
+        QCOMPARE(commands_->save_as(), err_aborted);
+        QCOMPARE(commands_->load(), err_aborted);
+        QCOMPARE(dialogs.requests.size(), size_t{2});
+    }
+    // Refused once, then cancelled.
+    ScriptedDialogs dialogs({dir_.filePath(QStringLiteral("x.bad"))});
+    QCOMPARE(commands_->save_as(), err_aborted);
+    QCOMPARE(boxes.calls.size(), size_t{1});
+    QCOMPARE(changes_, 0);
+    QCOMPARE(knobs_.low, 10);
+}
+
+void TestSettingsCommands::load_reads_and_rebuilds() {
+    ScriptedBoxes boxes;
+    const QString path = dir_.filePath(QStringLiteral("good.kn"));
+    // Lower-case header and keywords in another order: both are fine.
+    QVERIFY(write_file(path, "knobsettings 1.0\r\nrange 7 8\r\n\r\nradius 0.5\r\nend\r\n"));
+    ScriptedDialogs dialogs({path});
+    QCOMPARE(commands_->load(), 0);
+    QCOMPARE(dialogs.requests.at(0).title, QStringLiteral("Load Knob Settings"));
+    QCOMPARE(dialogs.requests.at(0).filter, QStringLiteral("Knob Files (*.kn)"));
+    QVERIFY(!dialogs.requests.at(0).save);
+    QCOMPARE(knobs_.radius, 0.5);
+    QCOMPARE(knobs_.low, 7);
+    QCOMPARE(knobs_.high, 8);
+    QCOMPARE(changes_, 1);
+    QVERIFY(boxes.calls.empty());
+}
+
+void TestSettingsCommands::a_bad_file_reports_the_format_code() {
+    ScriptedBoxes boxes;
+    const QString path = dir_.filePath(QStringLiteral("bad.kn"));
+    QVERIFY(write_file(path, "KnobSettings 1.0\r\nrange 7 8\r\nwobble 3\r\nradius 9\r\nend\r\n"));
+    ScriptedDialogs dialogs({path, dir_.filePath(QStringLiteral("missing.kn"))});
+    QCOMPARE(commands_->load(), 31);
+    QCOMPARE(boxes.calls.size(), size_t{1});
+    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
+    QCOMPARE(boxes.calls[0].text, QStringLiteral("Illegal color balance file"));
+    // What came before the unknown keyword stays, and the panel shows it.
+    QCOMPARE(knobs_.low, 7);
+    QCOMPARE(knobs_.high, 8);
+    QCOMPARE(knobs_.radius, 1.5);
+    QCOMPARE(changes_, 1);
+
+    QCOMPARE(commands_->load(), 4);
+    QCOMPARE(boxes.calls.size(), size_t{2});
+    QCOMPARE(boxes.calls[1].caption, QStringLiteral("Error"));
+}
+
+void TestSettingsCommands::reset_restores_built_in_values() {
+    knobs_ = Knobs{9.0, 1, 2};
+    commands_->reset();
+    QCOMPARE(knobs_.radius, 1.5);
+    QCOMPARE(knobs_.low, 10);
+    QCOMPARE(knobs_.high, 20);
+    QCOMPARE(changes_, 1);
+}
+
+void TestSettingsCommands::menu_entries() {
+    QMenu options;
+    commands_->add_to_menu(&options);
+    QStringList labels;
+    for (QAction* action : options.actions())
+        labels.append(action->text());
+    QCOMPARE(labels, (QStringList{"&Save As...", "&Load...", "&Reset"}));
+
+    knobs_.low = 99;
+    options.actions()[2]->trigger();
+    QCOMPARE(knobs_.low, 10);
+    QCOMPARE(changes_, 1);
+
+    ScriptedBoxes boxes;
+    ScriptedDialogs dialogs({});
+    options.actions()[0]->trigger();
+    options.actions()[1]->trigger();
+    QCOMPARE(dialogs.requests.size(), size_t{2});
+    QVERIFY(dialogs.requests[0].save);
+    QVERIFY(!dialogs.requests[1].save);
+}
+
+QTEST_MAIN(TestSettingsCommands)
+#include "tst_settings_commands.moc"
