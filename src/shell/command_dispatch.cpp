@@ -3,6 +3,7 @@
 #include "shell/app_state.h"
 #include "shell/command_table.h"
 #include "shell/file_open_queue.h"
+#include "shell/image_window.h"
 #include "shell/message_box.h"
 #include "shell/preferences_panel.h"
 #include "shell/recent_files.h"
@@ -86,6 +87,7 @@ CommandResult command_dispatch(QWidget* window, int command) {
             about_box();
             return CommandResult::done;
         default:
+            if (image_window_command(area, number)) return CommandResult::done;
             break;
     }
     // Marked built in the table but without an action here.

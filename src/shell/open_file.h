@@ -4,5 +4,5 @@
 #include <QString>
 
 // Opens `path` in a new image window. Returns 0 or an error code, which the
-// caller shows. No reader is built yet, so every file is of an unknown type.
+// caller shows. A file that is open already only has its window activated.
 [[nodiscard]] int open_file_path(const QString& path);

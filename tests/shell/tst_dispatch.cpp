@@ -188,7 +188,8 @@ const Menu help_menu = {
 };
 
 // The commands that work now.
-const std::set<int> built = {1010, 1013, 3012, 3013, 3014, 3017, 3018, 3019, 3024, 7005};
+const std::set<int> built = {1010, 1013, 3003, 3004, 3005, 3006, 3007, 3012, 3013, 3014,
+                             3015, 3016, 3017, 3018, 3019, 3024, 4005, 4006, 7005};
 
 QList<QAction*> command_actions(QMenu* menu) {
     QList<QAction*> result;

@@ -158,9 +158,9 @@ void TestDrop::an_open_during_an_open_waits_its_turn() {
 }
 
 void TestDrop::unknown_file_type_is_reported() {
-    // No reader exists yet: the real routine refuses every file, and says so.
+    // Files of no known type are refused, and the user is told.
     ScriptedBoxes boxes;
-    open_command_line("/pics/a.jpg /pics/b.tif");
+    open_command_line("/pics/a.xyz /pics/b.abc");
     QCOMPARE(boxes.calls.size(), size_t{2});
     for (const MessageBoxCall& call : boxes.calls) {
         QCOMPARE(call.caption, QStringLiteral("Error"));

@@ -1,0 +1,85 @@
+// An image window: one picture of the window record table shown at an integer
+// zoom inside the work area, with scroll bars, its title, the zoom commands and
+// the save question on closing.
+#pragma once
+
+#include "core/window_record.h"
+
+#include "shell/child_window.h"
+
+#include <QAbstractScrollArea>
+#include <QImage>
+#include <QString>
+
+#include <functional>
+
+class QMdiArea;
+class QMdiSubWindow;
+
+class ImageWindow : public QAbstractScrollArea, public ChildWindow, public WindowBase {
+    Q_OBJECT
+public:
+    // Use image_window_create: a window exists only with a record.
+    ImageWindow(int slot, WindowRecord* record);
+    ~ImageWindow() override;
+
+    int window_kind() const override { return WindowBase::window_kind; }
+    [[nodiscard]] bool may_close() override;
+
+    WindowRecord* record() const { return record_; }
+    QMdiSubWindow* sub_window() const;
+
+    // Sets the zoom; with `resize` the window grows or shrinks to show the
+    // picture, up to the work area. Rebuilds the view and the title.
+    void set_zoom(int zoom, bool resize);
+    // The largest zoom at which the picture with its borders fits the work
+    // area, stepping in from the current zoom first unless `from_one`.
+    void fit(bool from_one);
+    // Grows the window to show the picture at this zoom.
+    void expand() { set_zoom(record_->zoom, true); }
+    // Recomputes the view geometry from the client size and rebuilds the copies.
+    void layout_view();
+    // The title as shown: base text, zoom and size.
+    void update_title();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void resize_to_picture();
+    void rebuild_copies();
+
+    WindowRecord* record_;
+    QImage screen_;  // display_copy as the painter takes it
+    bool laying_out_ = false;
+};
+
+// Takes a record, moves `picture` into it (left empty), lets `setup` fill in
+// names and the file type, and shows it in a new window of `area`, fitted. 13
+// when all records are taken; then `picture` keeps its pixels.
+[[nodiscard]] int image_window_create(QMdiArea* area, Image* picture, ImageWindow** window,
+                                      const std::function<void(WindowRecord*)>& setup = {});
+
+// The image window of a widget or of the MDI child that holds it; null otherwise.
+ImageWindow* image_window_of(QWidget* widget);
+// The active image window of the work area, or null.
+ImageWindow* image_window_active(QMdiArea* area);
+
+// The open window of a file, by its name; null when none has it.
+ImageWindow* image_window_of_file(const QString& path);
+
+// The largest zoom, starting at `zoom` and first stepping in unless `step_in`
+// is false, at which a picture of `width` by `height` plus `extra_w` and
+// `extra_h` fits inside `area_w` by `area_h`.
+int fit_zoom(int width, int height, int extra_w, int extra_h, int area_w, int area_h, int zoom,
+             bool step_in);
+
+// The display copy (bottom-up blue, green, red) as a top-down image for painting.
+QImage display_image(const Image& display_copy);
+
+// The window commands on the active image window: 3003 to 3016, 4005 and 4006.
+// Returns false when the command isn't one of these.
+bool image_window_command(QMdiArea* area, int number);

@@ -1,0 +1,190 @@
+#include "shell/view_update.h"
+
+#include "core/tables.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace {
+
+// 8-bit form of a type for the view: 6 gives 2, 7 gives 3.
+int view_type_of(int type) {
+    if (type == image_type_gray16) return image_type_gray8;
+    if (type == image_type_colour16) return image_type_colour8;
+    return type;
+}
+
+// Sample `c` of pixel `x` on a line of `channels` samples a pixel, 8 or 16 bits.
+template <bool wide>
+inline unsigned sample_at(const std::uint8_t* line, int x, int channels, int c) {
+    if constexpr (wide) {
+        const std::uint8_t* p = line + (static_cast<std::size_t>(x) * channels + c) * 2;
+        return static_cast<unsigned>(p[0] | (p[1] << 8));
+    } else {
+        return line[static_cast<std::size_t>(x) * channels + c];
+    }
+}
+
+template <bool wide>
+inline std::uint8_t to_byte(unsigned v) {
+    if constexpr (wide)
+        return to8[v];
+    else
+        return static_cast<std::uint8_t>(v);
+}
+
+// Picture column of each view column, and for reductions the width of its block.
+struct ColumnMap {
+    std::vector<int> first;
+    std::vector<int> count;
+};
+
+ColumnMap map_axis(int view_start, int view_size, int zoom, int picture_size) {
+    ColumnMap map;
+    map.first.resize(static_cast<std::size_t>(view_size));
+    map.count.resize(static_cast<std::size_t>(view_size));
+    for (int i = 0; i < view_size; ++i) {
+        const int zoomed = view_start + i;
+        int first = 0;
+        int count = 1;
+        if (zoom < 0) {
+            const int n = -zoom;
+            first = zoomed * n;
+            count = first + n <= picture_size ? n : picture_size - first;
+        } else {
+            first = zoomed / zoom;
+        }
+        if (first >= picture_size) first = picture_size - 1;
+        if (count < 1) count = 1;
+        map.first[static_cast<std::size_t>(i)] = first;
+        map.count[static_cast<std::size_t>(i)] = count;
+    }
+    return map;
+}
+
+// Gray and colour, 8 and 16 bits: one routine for the four, the depth and the
+// sample count fixed at compile time so the inner loops carry no type tests.
+template <bool wide, int channels>
+void copy_samples(const Image& picture, Image* view, const ColumnMap& columns,
+                  const ColumnMap& rows, bool average) {
+    const int w = view->width;
+    const int h = view->height;
+    for (int t = 0; t < h; ++t) {
+        std::uint8_t* out = view->rows[h - 1 - t];
+        const int top = rows.first[static_cast<std::size_t>(t)];
+        const int block_h = average ? rows.count[static_cast<std::size_t>(t)] : 1;
+        if (block_h == 1) {
+            const std::uint8_t* line = picture.rows[picture.height - 1 - top];
+            for (int i = 0; i < w; ++i) {
+                const int x = columns.first[static_cast<std::size_t>(i)];
+                const int block_w = average ? columns.count[static_cast<std::size_t>(i)] : 1;
+                for (int c = 0; c < channels; ++c) {
+                    unsigned sum = 0;
+                    for (int k = 0; k < block_w; ++k)
+                        sum += sample_at<wide>(line, x + k, channels, c);
+                    out[i * channels + c] = to_byte<wide>((sum + block_w / 2) / block_w);
+                }
+            }
+            continue;
+        }
+        for (int i = 0; i < w; ++i) {
+            const int x = columns.first[static_cast<std::size_t>(i)];
+            const int block_w = columns.count[static_cast<std::size_t>(i)];
+            const unsigned pixels = static_cast<unsigned>(block_w * block_h);
+            for (int c = 0; c < channels; ++c) {
+                std::uint64_t sum = 0;
+                for (int r = 0; r < block_h; ++r) {
+                    const std::uint8_t* line = picture.rows[picture.height - 1 - (top + r)];
+                    for (int k = 0; k < block_w; ++k)
+                        sum += sample_at<wide>(line, x + k, channels, c);
+                }
+                out[i * channels + c] =
+                    to_byte<wide>(static_cast<unsigned>((sum + pixels / 2) / pixels));
+            }
+        }
+    }
+}
+
+// Binary pictures stay binary in the view: each view pixel takes the top-left
+// pixel of its block.
+void copy_bits(const Image& picture, Image* view, const ColumnMap& columns, const ColumnMap& rows) {
+    const int w = view->width;
+    const int h = view->height;
+    for (int t = 0; t < h; ++t) {
+        std::uint8_t* out = view->rows[h - 1 - t];
+        const std::uint8_t* line =
+            picture.rows[picture.height - 1 - rows.first[static_cast<std::size_t>(t)]];
+        for (int i = 0; i < w; ++i) {
+            if (image_bit_get(line, columns.first[static_cast<std::size_t>(i)]))
+                image_bit_set(out, i);
+            else
+                image_bit_clear(out, i);
+        }
+    }
+}
+
+// The screen's step: gray and binary spread over three channels.
+void view_to_display(const Image& view, Image* display) {
+    for (int y = 0; y < view.height; ++y) {
+        const std::uint8_t* in = view.rows[y];
+        std::uint8_t* out = display->rows[y];
+        for (int x = 0; x < view.width; ++x) {
+            if (view.type == image_type_colour8) {
+                out[3 * x] = in[3 * x];
+                out[3 * x + 1] = in[3 * x + 1];
+                out[3 * x + 2] = in[3 * x + 2];
+                continue;
+            }
+            const std::uint8_t v =
+                view.type == image_type_binary ? (image_bit_get(in, x) ? 255 : 0) : in[x];
+            out[3 * x] = out[3 * x + 1] = out[3 * x + 2] = v;
+        }
+    }
+}
+
+}  // namespace
+
+int view_update(WindowRecord* record, bool smooth) {
+    const Image& picture = record->image;
+    const int type = picture.type;
+    const bool shows_pixels = type == image_type_binary || type == image_type_gray8 ||
+                              type == image_type_colour8 || type == image_type_gray16 ||
+                              type == image_type_colour16;
+    if (!shows_pixels || record->view_width <= 0 || record->view_height <= 0) {
+        image_free(&record->view_copy);
+        image_free(&record->display_copy);
+        return 0;
+    }
+    const int w = record->view_width;
+    const int h = record->view_height;
+    int code = image_alloc(&record->view_copy, view_type_of(type), w, h, 100.0);
+    if (code == 0) code = image_alloc(&record->display_copy, image_type_colour8, w, h, 100.0);
+    if (code != 0) {
+        image_free(&record->view_copy);
+        image_free(&record->display_copy);
+        return code;
+    }
+    const ColumnMap columns = map_axis(record->view_x1, w, record->zoom, picture.width);
+    const ColumnMap rows = map_axis(record->view_y1, h, record->zoom, picture.height);
+    const bool average = smooth && record->zoom < 0;
+    Image* view = &record->view_copy;
+    switch (type) {
+        case image_type_binary:
+            copy_bits(picture, view, columns, rows);
+            break;
+        case image_type_gray8:
+            copy_samples<false, 1>(picture, view, columns, rows, average);
+            break;
+        case image_type_colour8:
+            copy_samples<false, 3>(picture, view, columns, rows, average);
+            break;
+        case image_type_gray16:
+            copy_samples<true, 1>(picture, view, columns, rows, average);
+            break;
+        default:
+            copy_samples<true, 3>(picture, view, columns, rows, average);
+            break;
+    }
+    view_to_display(*view, &record->display_copy);
+    return 0;
+}
