@@ -14,6 +14,7 @@
 #include <QPainter>
 #include <QScrollBar>
 #include <QStyle>
+#include <QTimer>
 
 #include <algorithm>
 #include <cstring>
@@ -143,22 +144,24 @@ void ImageWindow::resize_to_picture() {
     if (sub == nullptr || sub->mdiArea() == nullptr) return;
     const QSize area = sub->mdiArea()->viewport()->size();
     const int border = preferences().border_width;
-    // Frame around the client area, without the scroll bars now shown.
     const int bar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
-    const int frame_w = sub->width() - viewport()->width() -
-                        (verticalScrollBar()->isVisible() ? verticalScrollBar()->width() : 0);
-    const int frame_h = sub->height() - viewport()->height() -
-                        (horizontalScrollBar()->isVisible() ? horizontalScrollBar()->height() : 0);
-    int want_w = zoomed_size(record_->image.width, record_->zoom) + 2 * border + frame_w;
-    int want_h = zoomed_size(record_->image.height, record_->zoom) + 2 * border + frame_h;
-    // A bar across one side takes room from the other, which may bring its bar too.
-    bool bar_h = want_w > area.width();
-    bool bar_v = want_h > area.height();
-    if (bar_h) want_h += bar;
-    if (!bar_v && want_h > area.height()) bar_v = true;
-    if (bar_v) want_w += bar;
-    if (!bar_h && want_w > area.width()) want_h += bar;
-    sub->resize(std::min(want_w, area.width()), std::min(want_h, area.height()));
+    // The sub-window's frame is measured after each resize: before the first
+    // layout it may not yet be what it will be.
+    for (int round = 0; round < 2; ++round) {
+        const int frame_w = sub->width() - width();
+        const int frame_h = sub->height() - height();
+        int want_w = zoomed_size(record_->image.width, record_->zoom) + 2 * border;
+        int want_h = zoomed_size(record_->image.height, record_->zoom) + 2 * border;
+        // A bar across one side takes room from the other, which may bring its bar too.
+        const bool bar_h = want_w + frame_w > area.width();
+        bool bar_v = want_h + frame_h > area.height();
+        if (bar_h) want_h += bar;
+        if (!bar_v && want_h + frame_h > area.height()) bar_v = true;
+        if (bar_v) want_w += bar;
+        if (!bar_h && want_w + frame_w > area.width()) want_h += bar;
+        sub->resize(std::min(want_w + frame_w, area.width()),
+                    std::min(want_h + frame_h, area.height()));
+    }
     if (sub->x() + sub->width() > area.width() || sub->y() + sub->height() > area.height())
         sub->move(std::max(0, std::min(sub->x(), area.width() - sub->width())),
                   std::max(0, std::min(sub->y(), area.height() - sub->height())));
@@ -171,17 +174,28 @@ void ImageWindow::layout_view() {
     const int border = preferences().border_width;
     const int zoomed_w = zoomed_size(r->image.width, r->zoom);
     const int zoomed_h = zoomed_size(r->image.height, r->zoom);
-    // Showing or hiding a bar changes the client size: settle in a few rounds.
-    for (int round = 0; round < 3; ++round) {
-        const QSize client = viewport()->size();
-        r->view_width = std::clamp(client.width() - 2 * border, 0, zoomed_w);
-        r->view_height = std::clamp(client.height() - 2 * border, 0, zoomed_h);
-        r->scroll_max_x = zoomed_w - r->view_width;
-        r->scroll_max_y = zoomed_h - r->view_height;
-        horizontalScrollBar()->setRange(0, r->scroll_max_x);
-        verticalScrollBar()->setRange(0, r->scroll_max_y);
-        if (viewport()->size() == client) break;
+    // The bars are decided here from the whole widget, so that a bar never
+    // stays only because it takes the room it would need.
+    const int bar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+    int client_w = width() - 2 * frameWidth();
+    int client_h = height() - 2 * frameWidth();
+    bool bar_h = zoomed_w > client_w - 2 * border;
+    bool bar_v = zoomed_h > client_h - 2 * border;
+    if (bar_h) client_h -= bar;
+    if (!bar_v && zoomed_h > client_h - 2 * border) bar_v = true;
+    if (bar_v) client_w -= bar;
+    if (!bar_h && zoomed_w > client_w - 2 * border) {
+        bar_h = true;
+        client_h -= bar;
     }
+    setHorizontalScrollBarPolicy(bar_h ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(bar_v ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
+    r->view_width = std::clamp(client_w - 2 * border, 0, zoomed_w);
+    r->view_height = std::clamp(client_h - 2 * border, 0, zoomed_h);
+    r->scroll_max_x = zoomed_w - r->view_width;
+    r->scroll_max_y = zoomed_h - r->view_height;
+    horizontalScrollBar()->setRange(0, r->scroll_max_x);
+    verticalScrollBar()->setRange(0, r->scroll_max_y);
     QScrollBar* bars[2] = {horizontalScrollBar(), verticalScrollBar()};
     const int sizes[2] = {r->view_width, r->view_height};
     for (int i = 0; i < 2; ++i) {
@@ -196,9 +210,8 @@ void ImageWindow::layout_view() {
         horizontalScrollBar()->setValue(r->view_x1);
         verticalScrollBar()->setValue(r->view_y1);
     }
-    const QSize client = viewport()->size();
-    r->offset_x = std::max(0, (client.width() - r->view_width) / 2);
-    r->offset_y = std::max(0, (client.height() - r->view_height) / 2);
+    r->offset_x = std::max(0, (client_w - r->view_width) / 2);
+    r->offset_y = std::max(0, (client_h - r->view_height) / 2);
     laying_out_ = false;
     rebuild_copies();
 }
@@ -287,10 +300,9 @@ void ImageWindow::fit(bool from_one) {
     if (sub == nullptr || sub->mdiArea() == nullptr) return;
     const QSize area = sub->mdiArea()->viewport()->size();
     const int border = preferences().border_width;
-    const int frame_w = sub->width() - viewport()->width() -
-                        (verticalScrollBar()->isVisible() ? verticalScrollBar()->width() : 0);
-    const int frame_h = sub->height() - viewport()->height() -
-                        (horizontalScrollBar()->isVisible() ? horizontalScrollBar()->height() : 0);
+    // The sub-window's frame and title around this widget; the bars are inside it.
+    const int frame_w = sub->width() - width() + 2 * frameWidth();
+    const int frame_h = sub->height() - height() + 2 * frameWidth();
     const int zoom = fit_zoom(record_->image.width, record_->image.height, 2 * border + frame_w,
                               2 * border + frame_h, area.width(), area.height(),
                               from_one ? 1 : record_->zoom, !from_one);
@@ -307,6 +319,9 @@ int image_window_create(QMdiArea* area, Image* picture, ImageWindow** window,
     if (setup) setup(record);
     ImageWindow* shown = show_on_record(area, slot, record);
     shown->fit(true);
+    // Until the frame has been laid out the sub-window's border isn't known
+    // for certain: fit once more when the event loop has done so.
+    QTimer::singleShot(0, shown, [shown] { shown->fit(true); });
     if (window != nullptr) *window = shown;
     return 0;
 }
