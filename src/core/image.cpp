@@ -48,28 +48,6 @@ std::int64_t unpadded_line_bytes(int type, std::int64_t width) {
     }
 }
 
-// Bytes a pixel for the types that address pixels by byte; 0 for the others.
-int pixel_step(int type) {
-    switch (type) {
-        case image_type_gray8:
-            return 1;
-        case image_type_colour8:
-            return 3;
-        case image_type_gray16:
-            return 2;
-        case image_type_colour16:
-            return 6;
-        case image_type_mosaic:
-            return 2;
-        case image_type_four8:
-            return 4;
-        case image_type_four16:
-            return 8;
-        default:
-            return 0;
-    }
-}
-
 template <typename T>
 const T* line_of(const Image* image, int y) {
     return reinterpret_cast<const T*>(image->rows[y]);
@@ -235,6 +213,27 @@ void draw_disc(Image* image, double cx, double cy, double r, const int* colour, 
 }
 
 }  // namespace
+
+int image_pixel_step(int type) {
+    switch (type) {
+        case image_type_gray8:
+            return 1;
+        case image_type_colour8:
+            return 3;
+        case image_type_gray16:
+            return 2;
+        case image_type_colour16:
+            return 6;
+        case image_type_mosaic:
+            return 2;
+        case image_type_four8:
+            return 4;
+        case image_type_four16:
+            return 8;
+        default:
+            return 0;
+    }
+}
 
 void image_init(Image* image) {
     std::memset(image, 0, sizeof(Image));
@@ -468,7 +467,7 @@ int image_crop(const Image* source, int x1, int y1, int x2, int y2, Image* dest)
         case image_type_colour8:
         case image_type_gray16:
         case image_type_colour16: {
-            const int step = pixel_step(source->type);
+            const int step = image_pixel_step(source->type);
             const std::size_t bytes = static_cast<std::size_t>(width) * step;
             for (int y = 0; y < height; ++y)
                 std::memcpy(dest->rows[y],
@@ -483,7 +482,7 @@ int image_crop(const Image* source, int x1, int y1, int x2, int y2, Image* dest)
 }
 
 const std::uint8_t* image_pixel_pointer(const Image* image, int x, int y) {
-    const int step = pixel_step(image->type);
+    const int step = image_pixel_step(image->type);
     if (step == 0 || !image->rows || x < 0 || x >= image->width || y < 0 || y >= image->height)
         return nullptr;
     return image->rows[y] + static_cast<std::size_t>(x) * step;
@@ -513,7 +512,7 @@ void image_shift_left(Image* image, int n) {
         }
         return;
     }
-    const std::size_t step = static_cast<std::size_t>(pixel_step(type));
+    const std::size_t step = static_cast<std::size_t>(image_pixel_step(type));
     for (int y = 0; y < image->height; ++y)
         std::memmove(image->rows[y], image->rows[y] + n * step, (w - n) * step);
 }
@@ -538,7 +537,7 @@ void image_shift_right(Image* image, int n) {
         }
         return;
     }
-    const std::size_t step = static_cast<std::size_t>(pixel_step(type));
+    const std::size_t step = static_cast<std::size_t>(image_pixel_step(type));
     for (int y = 0; y < image->height; ++y)
         std::memmove(image->rows[y] + n * step, image->rows[y], (w - n) * step);
 }

@@ -107,6 +107,10 @@ std::int64_t image_data_bytes(const Image* image);
 // other types get an allocated, unwritten image.
 [[nodiscard]] int image_crop(const Image* source, int x1, int y1, int x2, int y2, Image* dest);
 
+// Bytes from one pixel to the next: 1, 3, 2, 6, 2, 4, 8 for types 2, 3, 6, 7,
+// 8, 9, 10; 0 for the types that don't address pixels by byte (1, 4, 5).
+int image_pixel_step(int type);
+
 // Address of pixel (x, y); null outside the picture and for types 1, 4 and 5.
 std::uint8_t* image_pixel_pointer(Image* image, int x, int y);
 const std::uint8_t* image_pixel_pointer(const Image* image, int x, int y);

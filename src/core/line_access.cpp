@@ -8,21 +8,11 @@
 
 namespace {
 
-// Bytes of one delivered pixel; binary images are delivered as one byte a pixel.
+// Bytes of one delivered pixel: binary images arrive as one byte a pixel;
+// the types that are not pictures deliver nothing.
 int delivered_pixel_bytes(int type) {
-    switch (type) {
-        case image_type_binary:
-        case image_type_gray8:
-            return 1;
-        case image_type_colour8:
-            return 3;
-        case image_type_gray16:
-            return 2;
-        case image_type_colour16:
-            return 6;
-        default:
-            return 0;
-    }
+    if (type == image_type_binary) return 1;
+    return type <= image_type_colour16 ? image_pixel_step(type) : 0;
 }
 
 int clamp_int(int v, int lo, int hi) {

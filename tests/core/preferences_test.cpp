@@ -1,0 +1,410 @@
+// Preferences and state in the store, the recent files list and the logs.
+#include "core/preferences.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+class StoreTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(dir_.isValid());
+        saved_preferences_ = preferences();
+        saved_state_ = saved_state();
+    }
+    void TearDown() override {
+        preferences_set_background(false);
+        preferences() = saved_preferences_;
+        saved_state() = saved_state_;
+        debug_log_set_file({});
+    }
+
+    std::string path(std::string_view name) const {
+        return dir_.path().toStdString() + "/" + std::string(name);
+    }
+    // An INI file written by hand, as another program would leave it.
+    void write_ini(std::string_view text) {
+        std::ofstream out(path("store.ini"), std::ios::binary | std::ios::trunc);
+        out << text;
+    }
+    QSettings store() const {
+        return QSettings(QString::fromStdString(path("store.ini")), QSettings::IniFormat);
+    }
+    std::string raw(std::string_view group, std::string_view key) const {
+        QSettings s(QString::fromStdString(path("store.ini")), QSettings::IniFormat);
+        return s.value(QString::fromStdString(std::string(group) + "/" + std::string(key)))
+            .toString()
+            .toStdString();
+    }
+
+    QTemporaryDir dir_;
+    Preferences saved_preferences_;
+    State saved_state_;
+};
+
+void load_preferences(const std::string& ini) {
+    QSettings s(QString::fromStdString(ini), QSettings::IniFormat);
+    preferences_load(s);
+}
+
+void save_preferences(const std::string& ini) {
+    QSettings s(QString::fromStdString(ini), QSettings::IniFormat);
+    preferences_save(s);
+}
+
+void load_state(const std::string& ini) {
+    QSettings s(QString::fromStdString(ini), QSettings::IniFormat);
+    state_load(s);
+}
+
+void save_state(const std::string& ini) {
+    QSettings s(QString::fromStdString(ini), QSettings::IniFormat);
+    state_save(s);
+}
+
+// ---------------------------------------------------------------------------
+// Preferences
+
+using PreferencesTest = StoreTest;
+
+TEST_F(PreferencesTest, DefaultsOnAnEmptyStore) {
+    preferences().nfilemenu = 3;
+    preferences().stickysettings = false;
+    load_preferences(path("store.ini"));
+    const Preferences& p = preferences();
+    EXPECT_EQ(p.confirm, 1);
+    EXPECT_EQ(p.workspace, (Rgb8{64, 64, 64}));
+    EXPECT_EQ(p.border_width, 16);
+    EXPECT_EQ(p.border, (Rgb8{255, 255, 255}));
+    EXPECT_EQ(p.startupdirectory, "");
+    EXPECT_EQ(p.tempdirectory, "");
+    EXPECT_EQ(p.browserootdirectory,
+              QStandardPaths::writableLocation(QStandardPaths::PicturesLocation).toStdString());
+    EXPECT_EQ(p.defaultres, 200.0);
+    EXPECT_EQ(p.defaultunits, 0);
+    EXPECT_FALSE(p.displayfullpathname);
+    EXPECT_EQ(p.undo, 2);
+    EXPECT_EQ(p.nfilemenu, 9);
+    EXPECT_EQ(p.defaultfileopentype, 1);
+    EXPECT_EQ(p.defaultfilesavetype, 1);
+    EXPECT_TRUE(p.honorfilesavetype);
+    EXPECT_TRUE(p.defaultpreview);
+    EXPECT_TRUE(p.smoothzoomflag);
+    EXPECT_FALSE(p.showruler);
+    EXPECT_EQ(p.resampling_method, 2);
+    EXPECT_EQ(p.maxpreviewsize, 0);
+    EXPECT_EQ(p.previewlocation, 0);
+    EXPECT_TRUE(p.stickysettings);
+}
+
+TEST_F(PreferencesTest, ReadsValuesAsAnotherProgramWroteThem) {
+    write_ini(
+        "[Preferences]\n"
+        "confirm=LAST\n"
+        "undo=Single\n"
+        "workspace=0.5 0 1\n"
+        "border=12 0.2 0.4 0.6\n"
+        "startupdirectory=\"\\\"/home/me/My Pictures\\\"\"\n"
+        "defaultres=300.5\n"
+        "nfilemenu=25\n"
+        "displayfullpathname=1\n"
+        "previewlocation=3\n"
+        "stickysettings=0\n");
+    load_preferences(path("store.ini"));
+    const Preferences& p = preferences();
+    EXPECT_EQ(p.confirm, 2);
+    EXPECT_EQ(p.undo, 1);
+    EXPECT_EQ(p.workspace, (Rgb8{128, 0, 255}));  // 127.5 rounds up
+    EXPECT_EQ(p.border_width, 12);
+    EXPECT_EQ(p.border, (Rgb8{51, 102, 153}));
+    EXPECT_EQ(p.startupdirectory, "/home/me/My Pictures");
+    EXPECT_EQ(p.defaultres, 300.5);
+    EXPECT_EQ(p.nfilemenu, 10);  // 25 acts as 10
+    EXPECT_TRUE(p.displayfullpathname);
+    EXPECT_EQ(p.previewlocation, 3);
+    EXPECT_FALSE(p.stickysettings);
+}
+
+TEST_F(PreferencesTest, MalformedValuesLeaveDefaults) {
+    write_ini(
+        "[Preferences]\n"
+        "confirm=maybe\n"
+        "undo=7\n"
+        "workspace=0.5 0.5\n"
+        "border=12 1 1\n"
+        "defaultres=abc\n"
+        "nfilemenu=x\n"
+        "defaultunits=\"0.1, 0.2\"\n"
+        "resampling_method=1, 2\n"
+        "showruler=\n"
+        "maxpreviewsize=2\n");
+    load_preferences(path("store.ini"));
+    const Preferences& p = preferences();
+    EXPECT_EQ(p.confirm, 1);
+    EXPECT_EQ(p.undo, 2);
+    EXPECT_EQ(p.workspace, (Rgb8{64, 64, 64}));
+    EXPECT_EQ(p.border_width, 16);
+    EXPECT_EQ(p.border, (Rgb8{255, 255, 255}));
+    EXPECT_EQ(p.defaultres, 200.0);
+    EXPECT_EQ(p.nfilemenu, 9);
+    EXPECT_EQ(p.defaultunits, 0);
+    EXPECT_EQ(p.resampling_method, 2);  // a list, not a text
+    EXPECT_FALSE(p.showruler);
+    EXPECT_EQ(p.maxpreviewsize, 2);  // the good key next to them still counts
+}
+
+TEST_F(PreferencesTest, NegativeRecentFileCountActsAsZero) {
+    write_ini("[Preferences]\nnfilemenu=-4\n");
+    load_preferences(path("store.ini"));
+    EXPECT_EQ(preferences().nfilemenu, 0);
+}
+
+TEST_F(PreferencesTest, StickySettingsIgnoredInTheBackground) {
+    write_ini("[Preferences]\nstickysettings=1\n");
+    preferences_set_background(true);
+    load_preferences(path("store.ini"));
+    EXPECT_FALSE(preferences().stickysettings);
+    std::filesystem::remove(path("store.ini"));
+    load_preferences(path("store.ini"));
+    EXPECT_FALSE(preferences().stickysettings);
+    preferences_set_background(false);
+    load_preferences(path("store.ini"));
+    EXPECT_TRUE(preferences().stickysettings);
+}
+
+TEST_F(PreferencesTest, TheBackgroundProcessWritesNothing) {
+    preferences_set_background(true);
+    save_preferences(path("store.ini"));
+    save_state(path("store.ini"));
+    EXPECT_FALSE(std::filesystem::exists(path("store.ini")));
+}
+
+TEST_F(PreferencesTest, SaveWritesEveryPreference) {
+    preferences() = preferences_defaults();
+    save_preferences(path("store.ini"));
+    QSettings s = store();
+    s.beginGroup("Preferences");
+    QStringList keys = s.childKeys();
+    keys.sort();
+    QStringList expected{"confirm",
+                         "workspace",
+                         "border",
+                         "startupdirectory",
+                         "tempdirectory",
+                         "browserootdirectory",
+                         "defaultres",
+                         "defaultunits",
+                         "displayfullpathname",
+                         "undo",
+                         "nfilemenu",
+                         "defaultfileopentype",
+                         "defaultfilesavetype",
+                         "honorfilesavetype",
+                         "defaultpreview",
+                         "smoothzoomflag",
+                         "showruler",
+                         "resampling_method",
+                         "maxpreviewsize",
+                         "previewlocation",
+                         "stickysettings"};
+    expected.sort();
+    EXPECT_EQ(keys, expected);
+    EXPECT_EQ(raw("Preferences", "confirm"), "yes");
+    EXPECT_EQ(raw("Preferences", "undo"), "multiple");
+    EXPECT_EQ(raw("Preferences", "workspace"), "0.2510 0.2510 0.2510");  // 64 / 255
+    EXPECT_EQ(raw("Preferences", "border"), "16 1.0000 1.0000 1.0000");
+    EXPECT_EQ(raw("Preferences", "tempdirectory"), "\"\"");
+    EXPECT_EQ(raw("Preferences", "stickysettings"), "1");
+}
+
+TEST_F(PreferencesTest, RoundTrip) {
+    Preferences p = preferences_defaults();
+    p.confirm = confirm_no;
+    p.workspace = {1, 2, 3};
+    p.border_width = 0;
+    p.border = {250, 128, 0};
+    p.startupdirectory = "/home/me/Start Here";
+    p.tempdirectory = "/var/tmp/o v";
+    p.browserootdirectory = "/srv/photos, 2024";
+    p.defaultres = 72.25;
+    p.undo = undo_none;
+    p.nfilemenu = 4;
+    p.showruler = true;
+    p.stickysettings = false;
+    preferences() = p;
+    save_preferences(path("store.ini"));
+    preferences() = Preferences{};
+    load_preferences(path("store.ini"));
+    EXPECT_EQ(preferences(), p);
+}
+
+TEST_F(PreferencesTest, EveryColourIntegerSurvivesTheFloatForm) {
+    for (int i = 0; i < 256; ++i) {
+        Preferences p = preferences_defaults();
+        p.workspace = {i, 255 - i, (i * 97) % 256};
+        p.border = {(i * 31) % 256, i, 255 - i};
+        preferences() = p;
+        save_preferences(path("store.ini"));
+        preferences() = Preferences{};
+        load_preferences(path("store.ini"));
+        ASSERT_EQ(preferences().workspace, p.workspace) << i;
+        ASSERT_EQ(preferences().border, p.border) << i;
+    }
+}
+
+TEST(Colour, UnitConversionRoundsAndHoldsRange) {
+    EXPECT_EQ(colour_from_unit(0.5), 128);
+    EXPECT_EQ(colour_from_unit(126.5 / 255.0), 127);
+    EXPECT_EQ(colour_from_unit(-0.2), 0);
+    EXPECT_EQ(colour_from_unit(1.7), 255);
+    EXPECT_EQ(colour_from_unit(std::numeric_limits<double>::quiet_NaN()), 0);
+    EXPECT_EQ(colour_from_unit(std::numeric_limits<double>::infinity()), 255);
+}
+
+// ---------------------------------------------------------------------------
+// State
+
+using StateTest = StoreTest;
+
+TEST_F(StateTest, DefaultsOnAnEmptyStore) {
+    saved_state().printdpi = 1;
+    load_state(path("store.ini"));
+    const State& s = saved_state();
+    EXPECT_EQ(s.version, 0);
+    EXPECT_TRUE(s.openfile.empty());
+    EXPECT_TRUE(s.browsefolder.empty());
+    EXPECT_TRUE(s.workflow.empty());
+    EXPECT_EQ(std::vector<int>(s.album, s.album + 5), (std::vector<int>{5, 2337, 2312, 2330, 0}));
+    EXPECT_EQ(s.album_paper_width, 8.5);
+    EXPECT_EQ(s.album_paper_height, 11.0);
+    EXPECT_EQ(std::vector<int>(s.jpegquality, s.jpegquality + 3), (std::vector<int>{97, 0, 0}));
+    EXPECT_EQ(std::vector<int>(s.fpxquality, s.fpxquality + 2), (std::vector<int>{97, 0}));
+    EXPECT_EQ(s.printdpi, 300);
+    EXPECT_EQ(s.blinkrate, 7);
+    EXPECT_EQ(s.cropcustom[0], 1.0);
+    EXPECT_EQ(s.cropcustom[1], 1.0);
+}
+
+TEST_F(StateTest, RoundTripAndValueForms) {
+    State s;
+    s.openfile = {"/p/one two.tif", "/p/b.jpg"};
+    s.lastdirectory = "/home/me/Photo Shoots";
+    s.browse[14] = 3;
+    s.album[1] = 1000;
+    s.album_paper_width = 210.5;
+    s.jpegquality[0] = 85;
+    s.slideshow[7] = -2;
+    s.browsefolder = {"/a", "/b c"};
+    s.searchkeyword = "red barn";
+    s.workflow = {"/w/sharpen.wfl"};
+    s.cropcustom[0] = 1.5;
+    s.cropcustom[1] = 2.0 / 3.0;
+    s.TIFFCompressMode = 3;
+    s.xformtoolbar = "1 5 9 12";
+    s.maintoolbar = "";
+    s.xformtborientation[1] = 1;
+    s.comments_copyright = "(c) Me, 2024";
+    s.numwflservers = 2;
+    saved_state() = s;
+    save_state(path("store.ini"));
+
+    EXPECT_EQ(raw("State", "version"), "6010");
+    EXPECT_EQ(raw("State", "openfile0"), "\"/p/one two.tif\"");
+    EXPECT_EQ(raw("State", "cropcustom"), "1.5000 0.6667");
+    EXPECT_EQ(raw("State", "TIFFCompressMode"), "3 ");
+    EXPECT_EQ(raw("State", "xformtborientation"), "0 1 ");
+    EXPECT_EQ(raw("State", "album"), "5 1000 2312 2330 0 210.5000 11.0000");
+    EXPECT_EQ(raw("State", "xformtoolbar"), "1 5 9 12");
+
+    saved_state() = State{};
+    load_state(path("store.ini"));
+    State expected = s;
+    expected.version = state_version_current;
+    expected.cropcustom[1] = 0.6667;  // four decimals in the store
+    EXPECT_EQ(saved_state(), expected);
+}
+
+TEST_F(StateTest, RecentFilesAreNumberedAndStaleKeysGo) {
+    saved_state().openfile = {"/1", "/2", "/3", "/4", "/5"};
+    save_state(path("store.ini"));
+    saved_state().openfile = {"/6", "/7"};
+    save_state(path("store.ini"));
+    QSettings s = store();
+    s.beginGroup("State");
+    EXPECT_TRUE(s.contains("openfile1"));
+    EXPECT_FALSE(s.contains("openfile2"));
+    EXPECT_FALSE(s.contains("openfile4"));
+}
+
+TEST_F(StateTest, RecentFilesAreCutToTheMenuLength) {
+    write_ini(
+        "[State]\n"
+        "openfile0=\"\\\"/a\\\"\"\n"
+        "openfile1=\"\\\"/b\\\"\"\n"
+        "openfile2=\"\\\"/c\\\"\"\n"
+        "openfile4=\"\\\"/after a gap\\\"\"\n");
+    preferences().nfilemenu = 9;
+    load_state(path("store.ini"));
+    EXPECT_EQ(saved_state().openfile, (Strings{"/a", "/b", "/c"}));
+    preferences().nfilemenu = 2;
+    load_state(path("store.ini"));
+    EXPECT_EQ(saved_state().openfile, (Strings{"/a", "/b"}));
+}
+
+TEST(RecentFiles, NewestFirstMovedToTopAndLimited) {
+    Strings list;
+    recent_files_add(list, "/a", 3);
+    recent_files_add(list, "/b", 3);
+    recent_files_add(list, "/c", 3);
+    EXPECT_EQ(list, (Strings{"/c", "/b", "/a"}));
+    recent_files_add(list, "/a", 3);
+    EXPECT_EQ(list, (Strings{"/a", "/c", "/b"}));
+    recent_files_add(list, "/d", 3);
+    EXPECT_EQ(list, (Strings{"/d", "/a", "/c"}));
+    recent_files_add(list, "/A", 3);  // names differ by case on this platform
+    EXPECT_EQ(list, (Strings{"/A", "/d", "/a"}));
+    recent_files_add(list, "/e", 0);
+    EXPECT_TRUE(list.empty());
+}
+
+// ---------------------------------------------------------------------------
+// Logs
+
+TEST_F(StoreTest, SessionLogMakesNoFile) {
+    const auto cwd = std::filesystem::current_path();
+    std::filesystem::current_path(path(""));
+    const int opened = session_log_open();
+    const int written = session_log_write("a status line");
+    std::filesystem::current_path(cwd);
+    EXPECT_EQ(opened, 0);
+    EXPECT_EQ(written, 0);
+    EXPECT_TRUE(std::filesystem::is_empty(path("")));
+}
+
+TEST_F(StoreTest, DebugLogOnlyWhenAsked) {
+    EXPECT_EQ(debug_log_line("File", "LoadImageData", 4), "File: LoadImageData err = 4");
+    debug_log("File", "LoadImageData", 4);
+    EXPECT_TRUE(std::filesystem::is_empty(path("")));
+
+    debug_log_set_file(path("debug.txt"));
+    debug_log("File", "LoadImageData", 4);
+    debug_log("Raw", "MosaicToImage", 1);
+    std::ifstream in(path("debug.txt"), std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    EXPECT_EQ(text.str(), "File: LoadImageData err = 4\r\nRaw: MosaicToImage err = 1\r\n");
+}
+
+}  // namespace

@@ -1,0 +1,137 @@
+// Helpers shared by the shell's tests: scripted message boxes, a recorder of
+// opened files, and minimal panels and child windows.
+#pragma once
+
+#include "shell/app_state.h"
+#include "shell/child_window.h"
+#include "shell/file_open_queue.h"
+#include "shell/message_box.h"
+#include "shell/panel.h"
+
+#include <QCloseEvent>
+#include <QStringList>
+#include <QWidget>
+
+#include <deque>
+#include <utility>
+#include <vector>
+
+// Answers boxes from a script while alive and records every box asked.
+class ScriptedBoxes {
+public:
+    explicit ScriptedBoxes(std::deque<int> answers = {}) : answers_(std::move(answers)) {
+        before_ = message_box_set_hook([this](const MessageBoxCall& call) {
+            calls.push_back(call);
+            if (answers_.empty()) return answer_ok;
+            const int answer = answers_.front();
+            answers_.pop_front();
+            return answer;
+        });
+    }
+    ~ScriptedBoxes() { message_box_set_hook(std::move(before_)); }
+    ScriptedBoxes(const ScriptedBoxes&) = delete;
+    ScriptedBoxes& operator=(const ScriptedBoxes&) = delete;
+
+    void answer(int next) { answers_.push_back(next); }
+    QStringList texts() const {
+        QStringList result;
+        for (const MessageBoxCall& call : calls)
+            result.append(call.text);
+        return result;
+    }
+
+    std::vector<MessageBoxCall> calls;
+
+private:
+    std::deque<int> answers_;
+    MessageBoxHook before_;
+};
+
+// Records the files the shell opens instead of opening them.
+class OpenRecorder {
+public:
+    explicit OpenRecorder(int result = 0) {
+        before_ = open_file_set_routine([this, result](const QString& path) {
+            opened.append(path);
+            return result;
+        });
+    }
+    ~OpenRecorder() { open_file_set_routine(std::move(before_)); }
+    OpenRecorder(const OpenRecorder&) = delete;
+    OpenRecorder& operator=(const OpenRecorder&) = delete;
+
+    QStringList opened;
+
+private:
+    OpenFileRoutine before_;
+};
+
+// A panel that counts its roles; "Cancel" closes it like a real one.
+class TestPanel : public QWidget, public PanelRoles {
+public:
+    explicit TestPanel(bool as_mask_tool = false, bool keeps_enter_key = false)
+        : mask_tool_(as_mask_tool), keeps_enter_(keeps_enter_key) {
+        if (mask_tool_)
+            mask_tool_opened(this);
+        else
+            panel_opened(this);
+    }
+    ~TestPanel() override { finish(); }
+
+    void ok() override { ++ok_count; }
+    void cancel() override {
+        ++cancel_count;
+        finish();
+        close();
+    }
+    bool keeps_enter() const override { return keeps_enter_; }
+
+    int ok_count = 0;
+    int cancel_count = 0;
+
+private:
+    void finish() {
+        if (finished_) return;
+        finished_ = true;
+        if (mask_tool_)
+            mask_tool_closed();
+        else
+            panel_closed(this);
+    }
+    bool mask_tool_ = false;
+    bool keeps_enter_ = false;
+    bool finished_ = false;
+};
+
+// A work-area window that answers the may-close question as told and notes
+// each question in a shared log.
+class TestChild : public QWidget, public ChildWindow {
+public:
+    TestChild(QString name, int kind, bool may, QStringList* log)
+        : name_(std::move(name)), kind_(kind), may_(may), log_(log) {}
+
+    int window_kind() const override { return kind_; }
+    QWidget* owner_window() const override { return owner; }
+    bool may_close() override {
+        if (log_ != nullptr) log_->append(name_);
+        return may_;
+    }
+
+    QWidget* owner = nullptr;
+    int close_events = 0;
+
+protected:
+    void closeEvent(QCloseEvent* event) override {
+        ++close_events;
+        if (may_close())
+            event->accept();
+        else
+            event->ignore();
+    }
+
+private:
+    QString name_;
+    int kind_;
+    bool may_;
+    QStringList* log_;
+};
