@@ -291,6 +291,39 @@ inline double mean_difference(const Picture& a, const Picture& b) {
     return sum / static_cast<double>(a.samples.size());
 }
 
+// A small ICC profile that libpng accepts: a display profile of the given
+// colour space with one private tag holding random bytes.
+inline std::vector<std::uint8_t> make_profile(const char* colour_space, std::size_t tag_size,
+                                              unsigned seed) {
+    const std::size_t size = 144 + tag_size;
+    std::vector<std::uint8_t> p(size, 0);
+    auto put32 = [&](std::size_t at, std::uint32_t v) {
+        for (int i = 0; i < 4; ++i)
+            p[at + i] = static_cast<std::uint8_t>(v >> (24 - 8 * i));
+    };
+    auto put4 = [&](std::size_t at, const char* text) {
+        for (int i = 0; i < 4; ++i)
+            p[at + i] = static_cast<std::uint8_t>(text[i]);
+    };
+    put32(0, static_cast<std::uint32_t>(size));
+    put32(8, 0x02100000);
+    put4(12, "mntr");
+    put4(16, colour_space);
+    put4(20, "XYZ ");
+    put4(36, "acsp");
+    put32(68, 0x0000F6D6);  // the D50 illuminant
+    put32(72, 0x00010000);
+    put32(76, 0x0000D32D);
+    put32(128, 1);  // one tag
+    put4(132, "zzzz");
+    put32(136, 144);
+    put32(140, static_cast<std::uint32_t>(tag_size));
+    std::mt19937 random(seed);
+    for (std::size_t i = 144; i < size; ++i)
+        p[i] = static_cast<std::uint8_t>(random());
+    return p;
+}
+
 // A progress display that answers Cancel from the given step on, counting the
 // steps it saw.
 class CancellingDisplay final : public ProgressDisplay {
