@@ -190,7 +190,9 @@ int decode(ReadContext* c) {
             cinfo->out_color_space = JCS_EXT_BGR;
             break;
     }
-    if (c->profile && type == image_type_colour8) {
+    // Gray files are not searched, and a CMYK file's profile describes inks,
+    // not the colours it is turned into.
+    if (c->profile && cinfo->out_color_space == JCS_EXT_BGR) {
         try {
             collect_profile(*cinfo, c->profile);
         } catch (const std::bad_alloc&) {

@@ -33,7 +33,8 @@ inline constexpr std::size_t jpeg_profile_chunk = 32000;
 // With `profile` not null and a colour file, the ICC profile of the file's
 // "ICC_PROFILE" APP2 markers is put there: the chunks joined by their sequence
 // numbers, in whatever order they stand. A profile with chunks missing, or
-// none at all, leaves it empty without error. Gray files are not searched.
+// none at all, leaves it empty without error. Gray and CMYK files are not
+// searched.
 //
 // With `progress`, pictures from 150000 pixels show progress with Cancel.
 // Returns 0; 129 when the file does not exist, 4 when it cannot be opened;

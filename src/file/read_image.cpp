@@ -19,6 +19,7 @@ constexpr int err_not_found = 129;
 // A format that is recognised but that this version cannot read.
 constexpr int err_unsupported = 136;
 constexpr int err_photo_cd = 165;
+constexpr int tiff_photometric_cmyk = 5;
 
 bool starts_with(const unsigned char* bytes, std::size_t size, const char* text,
                  std::size_t length) {
@@ -44,11 +45,14 @@ int read_tiff(const char* path, Image* image, std::vector<std::uint8_t>* profile
     const int err = TiffRead(path, image, progress);
     debug_log("File", "TiffRead", err);
     if (err != 0 || !profile) return err;
-    if (image->type == image_type_colour8 || image->type == image_type_colour16) {
-        // The pixels are what was asked for; a profile that cannot be read is
-        // left out rather than failing the open.
-        if (TiffProbeProfile(path, profile) != 0) profile->clear();
-    }
+    if (image->type != image_type_colour8 && image->type != image_type_colour16) return 0;
+    // A CMYK file's profile describes inks, not the colours it was turned into.
+    TiffSummary summary;
+    if (TiffProbeSummary(path, &summary) == 0 && summary.photometric == tiff_photometric_cmyk)
+        return 0;
+    // The pixels are what was asked for; a profile that cannot be read is left
+    // out rather than failing the open.
+    if (TiffProbeProfile(path, profile) != 0) profile->clear();
     return 0;
 }
 

@@ -51,7 +51,8 @@ enum class FileSignature {
 // stays 80 for a sniffed file.
 //
 // With `profile` not null and option bit 8 clear, the embedded ICC profile of
-// a colour image (type 3 or 7) is put there, empty when there is none. Progress
+// a colour image (type 3 or 7) is put there, empty when there is none or the
+// file was CMYK, whose profile does not describe the colours read. Progress
 // shows unless bit 16 is set; with bit 128 only `*file_type` is set and
 // nothing is read. Pictures without a resolution of their own get the
 // `defaultres` preference.

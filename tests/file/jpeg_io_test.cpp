@@ -314,7 +314,8 @@ TEST_F(JpegFiles, GrayFilesAreNotSearchedForAProfile) {
 // Writes CMYK samples with libjpeg itself, as Adobe programs store them: with
 // the Adobe marker and inverted, 255 meaning no ink.
 void write_cmyk(const std::string& path, int width, int height,
-                const std::vector<std::uint8_t>& cmyk_pixels) {
+                const std::vector<std::uint8_t>& cmyk_pixels,
+                const std::vector<std::uint8_t>& profile = {}) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     ASSERT_NE(file, nullptr);
     jpeg_compress_struct cinfo{};
@@ -329,6 +330,8 @@ void write_cmyk(const std::string& path, int width, int height,
     jpeg_set_defaults(&cinfo);
     jpeg_set_quality(&cinfo, 100, TRUE);
     jpeg_start_compress(&cinfo, TRUE);
+    if (!profile.empty())
+        jpeg_write_icc_profile(&cinfo, profile.data(), static_cast<unsigned int>(profile.size()));
     std::vector<std::uint8_t> line(static_cast<std::size_t>(width) * 4);
     while (cinfo.next_scanline < cinfo.image_height) {
         for (int x = 0; x < width; ++x)
@@ -366,6 +369,14 @@ TEST_F(JpegFiles, CmykFilesBecomeColour) {
         EXPECT_NEAR(p[1], c.green, 2);
         EXPECT_NEAR(p[0], c.blue, 2);
     }
+    // The profile of a CMYK file describes inks: it does not come with the colours.
+    const std::string jpg = folder.file("cmyk_profile.jpg");
+    write_cmyk(jpg, 16, 16, {0, 0, 0, 0}, random_bytes(2000, 18));
+    ImageHolder image;
+    std::vector<std::uint8_t> profile = {1};
+    ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), &profile, false, 100.0), 0);
+    EXPECT_EQ(image->type, image_type_colour8);
+    EXPECT_TRUE(profile.empty());
 }
 
 TEST_F(JpegFiles, DamagedAndForeignFilesAreRefused) {

@@ -1,6 +1,7 @@
 #include "file/read_image.h"
 
 #include <gtest/gtest.h>
+#include <tiffio.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -190,6 +191,41 @@ TEST_F(ReadAndWrite, OptionsForProfileAndClassification) {
     ASSERT_EQ(image_alloc(image.get(), image_type_gray8, 4, 4, 100.0), 0);
     EXPECT_NE(ReadImage(folder.file("none.jpg").c_str(), image.get(), &profile, &code, 0), 0);
     EXPECT_EQ(image->type, image_type_empty);
+    EXPECT_TRUE(profile.empty());
+}
+
+TEST_F(ReadAndWrite, ACmykTiffKeepsNoProfile) {
+    // Written with libtiff: 8-bit CMYK with an ICC profile.
+    const std::string path = folder.file("cmyk.tif");
+    const std::vector<std::uint8_t> icc = make_profile("CMYK", 1000, 35);
+    TIFF* tif = TIFFOpen(path.c_str(), "w");
+    ASSERT_NE(tif, nullptr);
+    const int w = 16;
+    const int h = 8;
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 4);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_SEPARATED);
+    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, h);
+    TIFFSetField(tif, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(icc.size()), icc.data());
+    std::vector<std::uint8_t> line(w * 4, 0);
+    for (int x = 0; x < w; ++x)
+        line[4 * x] = 255;  // full cyan
+    for (int y = 0; y < h; ++y)
+        ASSERT_EQ(TIFFWriteScanline(tif, line.data(), y, 0), 1);
+    TIFFClose(tif);
+
+    ImageHolder image;
+    std::vector<std::uint8_t> profile = {1};
+    int code = -1;
+    ASSERT_EQ(ReadImage(path.c_str(), image.get(), &profile, &code, 0), 0);
+    ASSERT_EQ(image->type, image_type_colour8);
+    const std::uint8_t* p = image_pixel_pointer(image.get(), 3, 3);
+    EXPECT_LT(p[2], 20);  // cyan: little red, much green and blue
+    EXPECT_GT(p[1], 200);
+    EXPECT_GT(p[0], 200);
     EXPECT_TRUE(profile.empty());
 }
 
