@@ -22,7 +22,7 @@ int write_tiff(const std::string& path, const Image* image, std::span<const std:
                const SaveOptions& options) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (!file) return err_cannot_create;
-    int err = TiffWrite(file, image, {}, profile.size(), profile.data(), 0,
+    int err = TiffWrite(file, image, options.tiff_fields, profile.size(), profile.data(), 0,
                         options.tiff_compression, options.tiff_thumbnail, options.progress);
     if (std::fclose(file) != 0 && err == 0) err = err_tiff_write;
     return err;
@@ -34,6 +34,11 @@ SaveOptions save_options_from_state() {
     SaveOptions options;
     options.tiff_compression = saved_state().TIFFCompressMode;
     options.jpeg_quality = saved_state().jpegquality[0];
+    const int sampling = saved_state().jpegquality[1];
+    options.jpeg_sampling = sampling >= jpeg_sampling_444 && sampling <= jpeg_sampling_411
+                                ? sampling
+                                : jpeg_sampling_444;
+    options.jpeg_profile = (saved_state().savefileoptions & save_without_profile) == 0;
     return options;
 }
 
@@ -55,7 +60,8 @@ int WriteImage(const char* path, int filter, const Image* image,
                 JpegWriteOptions jpeg;
                 jpeg.quality = options.jpeg_quality;
                 jpeg.sampling = options.jpeg_sampling;
-                jpeg.profile = profile;
+                if (options.jpeg_profile) jpeg.profile = profile;
+                jpeg.exif = options.jpeg_exif;
                 jpeg.progress = options.progress;
                 return WriteJPEG(temporary.c_str(), image, jpeg);
             }

@@ -4,6 +4,7 @@
 #include <tiffio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -327,11 +328,42 @@ TEST_F(ReadAndWrite, OptionsFromTheSavedState) {
     State& state = saved_state();
     const State saved = state;
     state.jpegquality[0] = 55;
+    state.jpegquality[1] = jpeg_sampling_422;
     state.TIFFCompressMode = 2;
+    state.savefileoptions = save_without_comments | save_without_profile;
     const SaveOptions options = save_options_from_state();
+    state.jpegquality[1] = 9;  // no such sampling
+    state.savefileoptions = save_without_comments;
+    const SaveOptions other = save_options_from_state();
     state = saved;
     EXPECT_EQ(options.jpeg_quality, 55);
+    EXPECT_EQ(options.jpeg_sampling, jpeg_sampling_422);
     EXPECT_EQ(options.tiff_compression, 2);
+    EXPECT_FALSE(options.jpeg_profile);
+    EXPECT_EQ(other.jpeg_sampling, jpeg_sampling_444);
+    EXPECT_TRUE(other.jpeg_profile);
+}
+
+TEST_F(ReadAndWrite, JpegProfileAndExifByTheOptions) {
+    ImageHolder image;
+    image_of(colour, image.get());
+    const std::vector<std::uint8_t> icc = make_profile("RGB ", 800, 36);
+    const std::vector<std::uint8_t> exif = {'E', 'x', 'i', 'f', 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0};
+    SaveOptions options;
+    options.jpeg_exif = exif;
+    const std::string jpg = folder.file("options.jpg");
+    ASSERT_EQ(WriteImage(jpg.c_str(), save_filter_jpeg, image.get(), icc, options), 0);
+    std::vector<std::uint8_t> profile;
+    int code = -1;
+    ASSERT_EQ(ReadImage(jpg.c_str(), image.get(), &profile, &code, 0), 0);
+    EXPECT_EQ(profile, icc);
+    const auto bytes = read_bytes(jpg);
+    EXPECT_NE(std::search(bytes.begin(), bytes.end(), exif.begin(), exif.end()), bytes.end());
+
+    options.jpeg_profile = false;
+    ASSERT_EQ(WriteImage(jpg.c_str(), save_filter_jpeg, image.get(), icc, options), 0);
+    ASSERT_EQ(ReadImage(jpg.c_str(), image.get(), &profile, &code, 0), 0);
+    EXPECT_TRUE(profile.empty());
 }
 
 }  // namespace
