@@ -126,26 +126,6 @@ TEST_F(JpegFiles, OurFilesAtQuality100StayCloseToTheSource) {
     }
 }
 
-TEST_F(JpegFiles, QualityChangesSizeAndError) {
-    const Picture source = make_picture(160, 120, 3, 255, 5);
-    ImageHolder image;
-    image_of(source, image.get());
-    std::vector<std::size_t> sizes;
-    std::vector<double> errors;
-    for (int quality : {20, 60, jpeg_default_quality}) {
-        JpegWriteOptions options;
-        options.quality = quality;
-        const std::string jpg = folder.file("q" + std::to_string(quality) + ".jpg");
-        ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
-        sizes.push_back(read_bytes(jpg).size());
-        errors.push_back(mean_difference(djpeg(jpg), source));
-    }
-    EXPECT_LT(sizes[0], sizes[1]);
-    EXPECT_LT(sizes[1], sizes[2]);
-    EXPECT_GT(errors[0], errors[1]);
-    EXPECT_GT(errors[1], errors[2]);
-}
-
 TEST_F(JpegFiles, SamplingChoicesReachTheFrameHeader) {
     const Picture colour = make_picture(50, 40, 3, 255, 1);
     ImageHolder image;
