@@ -1,6 +1,6 @@
 #include "shell/open_file.h"
 
-#include "file/tiff_reader.h"
+#include "file/read_image.h"
 
 #include "shell/app_state.h"
 #include "shell/image_window.h"
@@ -9,19 +9,18 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 
+#include <cstdint>
+#include <utility>
+#include <vector>
+
 namespace {
 
 constexpr int err_unknown_file_type = 71;
-constexpr int file_type_tiff = 0;
 
 // Reads a picture by the type of its file; the one place that knows the readers.
-int read_picture(const QString& path, Image* image, int* file_type) {
-    const QString suffix = QFileInfo(path).suffix().toLower();
-    if (suffix == QLatin1String("tif") || suffix == QLatin1String("tiff")) {
-        *file_type = file_type_tiff;
-        return TiffRead(QFile::encodeName(path).constData(), image, true);
-    }
-    return err_unknown_file_type;
+int read_picture(const QString& path, Image* image, std::vector<std::uint8_t>* profile,
+                 int* file_type) {
+    return ReadImage(QFile::encodeName(path).constData(), image, profile, file_type, 0);
 }
 
 }  // namespace
@@ -37,13 +36,15 @@ int open_file_path(const QString& path) {
     if (app_state.mdi_area == nullptr) return err_unknown_file_type;
     ImageHolder picture;
     int file_type = 0;
-    if (int code = read_picture(absolute, picture.get(), &file_type)) return code;
+    std::vector<std::uint8_t> profile;
+    if (int code = read_picture(absolute, picture.get(), &profile, &file_type)) return code;
     ImageWindow* window = nullptr;
     // The name is set before the window is shown so that its first title has it.
     if (int code = image_window_create(app_state.mdi_area, picture.get(), &window,
                                        [&](WindowRecord* record) {
                                            record->file_name = absolute.toStdString();
                                            record->file_type = file_type;
+                                           record->profile = std::move(profile);
                                        }))
         return code;
     return 0;

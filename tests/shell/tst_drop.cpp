@@ -7,7 +7,9 @@
 #include "shell/splash_panel.h"
 #include "shell_test_support.h"
 
+#include <QFile>
 #include <QMimeData>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
 
@@ -159,8 +161,16 @@ void TestDrop::an_open_during_an_open_waits_its_turn() {
 
 void TestDrop::unknown_file_type_is_reported() {
     // Files of no known type are refused, and the user is told.
+    QTemporaryDir dir;
+    QStringList paths;
+    for (const char* name : {"a.xyz", "b.abc"}) {
+        QFile file(dir.filePath(QLatin1String(name)));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("no picture in here");
+        paths.append(file.fileName());
+    }
     ScriptedBoxes boxes;
-    open_command_line("/pics/a.xyz /pics/b.abc");
+    open_command_line(paths.join(QLatin1Char(' ')));
     QCOMPARE(boxes.calls.size(), size_t{2});
     for (const MessageBoxCall& call : boxes.calls) {
         QCOMPARE(call.caption, QStringLiteral("Error"));

@@ -1,0 +1,474 @@
+#include "file/jpeg_io.h"
+
+#include <gtest/gtest.h>
+
+#include <csetjmp>
+#include <cstdio>
+#include <random>
+#include <string>
+#include <vector>
+
+// clang-format off
+#include <jpeglib.h>
+// clang-format on
+
+#include "core/image.h"
+#include "file/file_test_support.h"
+
+using namespace file_test;
+
+namespace {
+
+constexpr double fallback_dpi = 200.0;
+
+struct Segment {
+    int marker;
+    std::size_t offset;  // of the 0xFF
+    std::size_t length;  // the length field: body plus its own two bytes
+};
+
+// The marker segments of a JPEG file from SOI up to the first SOS, read
+// directly from the bytes.
+std::vector<Segment> header_segments(const std::vector<std::uint8_t>& bytes) {
+    std::vector<Segment> segments;
+    std::size_t at = 2;
+    while (at + 4 <= bytes.size() && bytes[at] == 0xFF) {
+        const int marker = bytes[at + 1];
+        const std::size_t length = static_cast<std::size_t>(bytes[at + 2] << 8 | bytes[at + 3]);
+        segments.push_back({marker, at, length});
+        if (marker == 0xDA) break;
+        at += 2 + length;
+    }
+    return segments;
+}
+
+std::vector<std::uint8_t> random_bytes(std::size_t size, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<std::uint8_t> bytes(size);
+    for (auto& b : bytes)
+        b = static_cast<std::uint8_t>(random());
+    return bytes;
+}
+
+class JpegFiles : public ::testing::Test {
+protected:
+    ScratchFolder folder;
+
+    // A cjpeg file of a generated picture; the picture itself goes to `source`.
+    std::string cjpeg(const Picture& picture, const std::string& options, const std::string& name) {
+        const std::string pnm = folder.file(name + (picture.channels == 3 ? ".ppm" : ".pgm"));
+        write_pnm(pnm, picture);
+        const std::string jpg = folder.file(name + ".jpg");
+        EXPECT_TRUE(run("cjpeg " + options + " -outfile " + quoted(jpg) + " " + quoted(pnm)));
+        return jpg;
+    }
+
+    Picture djpeg(const std::string& jpg) {
+        const std::string out = jpg + ".pnm";
+        EXPECT_TRUE(run("djpeg -pnm -outfile " + quoted(out) + " " + quoted(jpg)));
+        return read_pnm(out);
+    }
+};
+
+TEST_F(JpegFiles, FilesOfCjpegReadAsDjpegReadsThem) {
+    struct Case {
+        int width, height, channels;
+        const char* options;
+    };
+    const Case cases[] = {
+        {173, 91, 3, "-quality 90"},
+        {173, 91, 3, "-quality 75 -progressive"},
+        {64, 48, 3, "-quality 95 -sample 1x1"},
+        {97, 61, 3, "-quality 80 -sample 2x1"},
+        {97, 61, 3, "-quality 80 -sample 4x1 -progressive"},
+        {97, 61, 3, "-rgb -quality 85"},
+        {173, 91, 1, "-quality 90"},
+        {150, 77, 1, "-quality 60 -progressive"},
+    };
+    int n = 0;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.options);
+        const Picture source = make_picture(c.width, c.height, c.channels, 255, 10u + n);
+        const std::string jpg = cjpeg(source, c.options, "case" + std::to_string(n++));
+        const Picture expected = djpeg(jpg);
+        ImageHolder image;
+        std::vector<std::uint8_t> profile = {1, 2, 3};
+        ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), &profile, true, fallback_dpi), 0);
+        EXPECT_EQ(image->type, c.channels == 3 ? image_type_colour8 : image_type_gray8);
+        EXPECT_EQ(max_difference(picture_of(image.get()), expected), 0);
+        EXPECT_TRUE(profile.empty());
+        // cjpeg writes a JFIF density of 1 by 1 with no unit: no resolution.
+        EXPECT_EQ(image->resolution, fallback_dpi);
+    }
+}
+
+TEST_F(JpegFiles, OurFilesAtQuality100StayCloseToTheSource) {
+    for (int channels : {1, 3}) {
+        SCOPED_TRACE(channels);
+        const Picture source = make_picture(211, 133, channels, 255, 77);
+        ImageHolder image;
+        image_of(source, image.get(), 300.0);
+        const std::string jpg = folder.file("q100.jpg");
+        JpegWriteOptions options;
+        options.quality = 100;
+        options.progress = false;
+        ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
+
+        // djpeg reads what we wrote as we do, and both are close to the source.
+        const Picture theirs = djpeg(jpg);
+        ImageHolder back;
+        ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), back.get(), nullptr, false, fallback_dpi), 0);
+        const Picture ours = picture_of(back.get());
+        EXPECT_EQ(max_difference(ours, theirs), 0);
+        EXPECT_LE(max_difference(ours, source), 6);
+        EXPECT_LT(mean_difference(ours, source), 1.0);
+        EXPECT_EQ(back->resolution, 300.0);
+    }
+}
+
+TEST_F(JpegFiles, SamplingChoicesReachTheFrameHeader) {
+    const Picture colour = make_picture(50, 40, 3, 255, 1);
+    ImageHolder image;
+    image_of(colour, image.get());
+    const int expected[4][2] = {{1, 1}, {2, 1}, {4, 1}, {2, 2}};
+    for (int sampling = 0; sampling < 4; ++sampling) {
+        SCOPED_TRACE(sampling);
+        JpegWriteOptions options;
+        options.sampling = sampling;
+        const std::string jpg = folder.file("s" + std::to_string(sampling) + ".jpg");
+        ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
+        const auto bytes = read_bytes(jpg);
+        bool found = false;
+        for (const Segment& s : header_segments(bytes)) {
+            if (s.marker != 0xC0) continue;
+            found = true;
+            ASSERT_EQ(bytes[s.offset + 9], 3);  // components
+            // Each component: id, sampling (h << 4 | v), table.
+            EXPECT_EQ(bytes[s.offset + 11], expected[sampling][0] << 4 | expected[sampling][1]);
+            EXPECT_EQ(bytes[s.offset + 14], 0x11);
+            EXPECT_EQ(bytes[s.offset + 17], 0x11);
+        }
+        EXPECT_TRUE(found);
+        // And the file reads back close to the source through djpeg.
+        EXPECT_LT(mean_difference(djpeg(jpg), colour), 4.0);
+    }
+    // Gray images have one component, whatever the choice.
+    const Picture gray = make_picture(50, 40, 1, 255, 2);
+    image_of(gray, image.get());
+    JpegWriteOptions options;
+    options.sampling = jpeg_sampling_411;
+    const std::string jpg = folder.file("gray.jpg");
+    ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
+    const auto bytes = read_bytes(jpg);
+    for (const Segment& s : header_segments(bytes))
+        if (s.marker == 0xC0) {
+            EXPECT_EQ(bytes[s.offset + 9], 1);
+        }
+}
+
+TEST_F(JpegFiles, ResolutionFromTheJfifDensity) {
+    const std::string jpg = cjpeg(make_picture(20, 20, 3, 255, 3), "", "density");
+    auto bytes = read_bytes(jpg);
+    const auto segments = header_segments(bytes);
+    ASSERT_FALSE(segments.empty());
+    ASSERT_EQ(segments[0].marker, 0xE0);
+    const std::size_t units = segments[0].offset + 11;  // after length, "JFIF\0", version
+    auto read_with = [&](int unit, int x) {
+        bytes[units] = static_cast<std::uint8_t>(unit);
+        bytes[units + 1] = static_cast<std::uint8_t>(x >> 8);
+        bytes[units + 2] = static_cast<std::uint8_t>(x);
+        bytes[units + 3] = static_cast<std::uint8_t>(x >> 8);
+        bytes[units + 4] = static_cast<std::uint8_t>(x);
+        write_bytes(jpg, bytes);
+        ImageHolder image;
+        EXPECT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), nullptr, false, fallback_dpi), 0);
+        return image->resolution;
+    };
+    EXPECT_DOUBLE_EQ(read_with(1, 240), 240.0);
+    EXPECT_NEAR(read_with(2, 118), 299.72, 1e-9);  // dots per centimetre
+    EXPECT_DOUBLE_EQ(read_with(0, 3), fallback_dpi);
+    EXPECT_DOUBLE_EQ(read_with(1, 0), fallback_dpi);
+
+    // What we write: dots per inch, rounded.
+    ImageHolder image;
+    image_of(make_picture(20, 20, 1, 255, 3), image.get(), 299.6);
+    ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), {}), 0);
+    bytes = read_bytes(jpg);
+    const Segment jfif = header_segments(bytes)[0];
+    EXPECT_EQ(jfif.marker, 0xE0);
+    EXPECT_EQ(bytes[jfif.offset + 11], 1);
+    EXPECT_EQ(bytes[jfif.offset + 12] << 8 | bytes[jfif.offset + 13], 300);
+    EXPECT_EQ(bytes[jfif.offset + 14] << 8 | bytes[jfif.offset + 15], 300);
+}
+
+TEST_F(JpegFiles, ProfileWrittenInChunksAndReadBack) {
+    const std::vector<std::uint8_t> profile = random_bytes(70000, 9);
+    ImageHolder image;
+    image_of(make_picture(40, 30, 3, 255, 4), image.get());
+    JpegWriteOptions options;
+    options.profile = profile;
+    const std::string jpg = folder.file("profile.jpg");
+    ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
+
+    // JFIF first, then three APP2 markers of 32000, 32000 and 6000 bytes.
+    const auto bytes = read_bytes(jpg);
+    const auto segments = header_segments(bytes);
+    ASSERT_GE(segments.size(), 4u);
+    EXPECT_EQ(segments[0].marker, 0xE0);
+    std::vector<std::size_t> chunk_sizes;
+    for (const Segment& s : segments) {
+        if (s.marker != 0xE2) continue;
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(&bytes[s.offset + 4]), 11),
+                  "ICC_PROFILE");
+        EXPECT_EQ(bytes[s.offset + 16], chunk_sizes.size() + 1);  // sequence
+        EXPECT_EQ(bytes[s.offset + 17], 3);                       // total
+        chunk_sizes.push_back(s.length - 16);
+    }
+    EXPECT_EQ(chunk_sizes, (std::vector<std::size_t>{32000, 32000, 6000}));
+
+    // djpeg finds the same profile, and so do we.
+    const std::string extracted = folder.file("extracted.icc");
+    ASSERT_TRUE(run("djpeg -icc " + quoted(extracted) + " -outfile /dev/null " + quoted(jpg)));
+    EXPECT_EQ(read_bytes(extracted), profile);
+    ImageHolder back;
+    std::vector<std::uint8_t> read_profile;
+    ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), back.get(), &read_profile, false, 100.0), 0);
+    EXPECT_EQ(read_profile, profile);
+    // Not asked for, not read.
+    ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), back.get(), nullptr, false, 100.0), 0);
+}
+
+TEST_F(JpegFiles, ProfilesOfCjpegInAnyChunkOrder) {
+    // Larger than one marker can hold: cjpeg splits it in two.
+    const std::vector<std::uint8_t> profile = random_bytes(100000, 21);
+    const std::string icc = folder.file("big.icc");
+    write_bytes(icc, profile);
+    const std::string jpg =
+        cjpeg(make_picture(33, 17, 3, 255, 6), "-icc " + quoted(icc), "withprofile");
+    ImageHolder image;
+    std::vector<std::uint8_t> read_profile;
+    ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), &read_profile, false, 100.0), 0);
+    EXPECT_EQ(read_profile, profile);
+
+    // The two APP2 segments swapped: the sequence numbers still put them right.
+    const auto bytes = read_bytes(jpg);
+    std::vector<Segment> app2;
+    for (const Segment& s : header_segments(bytes))
+        if (s.marker == 0xE2) app2.push_back(s);
+    ASSERT_EQ(app2.size(), 2u);
+    ASSERT_EQ(app2[0].offset + 2 + app2[0].length, app2[1].offset);
+    const auto first = bytes.begin() + static_cast<long>(app2[0].offset);
+    const auto second = bytes.begin() + static_cast<long>(app2[1].offset);
+    const auto end = second + static_cast<long>(app2[1].length + 2);
+    std::vector<std::uint8_t> swapped(bytes.begin(), first);
+    swapped.insert(swapped.end(), second, end);
+    swapped.insert(swapped.end(), first, second);
+    swapped.insert(swapped.end(), end, bytes.end());
+    const std::string swapped_jpg = folder.file("swapped.jpg");
+    write_bytes(swapped_jpg, swapped);
+    ASSERT_EQ(ReadJPEGAndProfile(swapped_jpg.c_str(), image.get(), &read_profile, false, 100.0), 0);
+    EXPECT_EQ(read_profile, profile);
+
+    // Only the first of two chunks, then the image data: no profile, no error.
+    std::vector<std::uint8_t> half(bytes.begin(), second);
+    half.insert(half.end(), end, bytes.end());
+    const std::string half_jpg = folder.file("half.jpg");
+    write_bytes(half_jpg, half);
+    read_profile = {1};
+    ASSERT_EQ(ReadJPEGAndProfile(half_jpg.c_str(), image.get(), &read_profile, false, 100.0), 0);
+    EXPECT_TRUE(read_profile.empty());
+    EXPECT_EQ(image->type, image_type_colour8);
+}
+
+TEST_F(JpegFiles, GrayFilesAreNotSearchedForAProfile) {
+    const std::string icc = folder.file("gray.icc");
+    write_bytes(icc, random_bytes(3000, 8));
+    const std::string jpg = cjpeg(make_picture(33, 17, 1, 255, 6), "-icc " + quoted(icc), "gp");
+    ImageHolder image;
+    std::vector<std::uint8_t> read_profile = {1};
+    ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), &read_profile, false, 100.0), 0);
+    EXPECT_EQ(image->type, image_type_gray8);
+    EXPECT_TRUE(read_profile.empty());
+}
+
+// Writes CMYK samples with libjpeg itself, as Adobe programs store them: with
+// the Adobe marker and inverted, 255 meaning no ink.
+void write_cmyk(const std::string& path, int width, int height,
+                const std::vector<std::uint8_t>& cmyk_pixels,
+                const std::vector<std::uint8_t>& profile = {}) {
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    jpeg_compress_struct cinfo{};
+    jpeg_error_mgr error{};
+    cinfo.err = jpeg_std_error(&error);
+    jpeg_create_compress(&cinfo);
+    jpeg_stdio_dest(&cinfo, file);
+    cinfo.image_width = static_cast<JDIMENSION>(width);
+    cinfo.image_height = static_cast<JDIMENSION>(height);
+    cinfo.input_components = 4;
+    cinfo.in_color_space = JCS_CMYK;
+    jpeg_set_defaults(&cinfo);
+    jpeg_set_quality(&cinfo, 100, TRUE);
+    jpeg_start_compress(&cinfo, TRUE);
+    if (!profile.empty())
+        jpeg_write_icc_profile(&cinfo, profile.data(), static_cast<unsigned int>(profile.size()));
+    std::vector<std::uint8_t> line(static_cast<std::size_t>(width) * 4);
+    while (cinfo.next_scanline < cinfo.image_height) {
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < 4; ++c)
+                line[4 * x + c] = cmyk_pixels[c];
+        JSAMPROW row = line.data();
+        jpeg_write_scanlines(&cinfo, &row, 1);
+    }
+    jpeg_finish_compress(&cinfo);
+    jpeg_destroy_compress(&cinfo);
+    std::fclose(file);
+}
+
+TEST_F(JpegFiles, CmykFilesBecomeColour) {
+    struct Case {
+        std::vector<std::uint8_t> stored;  // inverted C, M, Y, K
+        int red, green, blue;
+    };
+    const Case cases[] = {
+        {{255, 255, 255, 255}, 255, 255, 255},  // no ink
+        {{0, 255, 255, 255}, 0, 255, 255},      // full cyan
+        {{255, 0, 255, 255}, 255, 0, 255},      // full magenta
+        {{255, 255, 0, 255}, 255, 255, 0},      // full yellow
+        {{255, 255, 255, 0}, 0, 0, 0},          // full black
+        {{255, 127, 255, 127}, 127, 63, 127},   // half magenta over half black
+    };
+    for (const Case& c : cases) {
+        const std::string jpg = folder.file("cmyk.jpg");
+        write_cmyk(jpg, 16, 16, c.stored);
+        ImageHolder image;
+        ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), nullptr, false, 100.0), 0);
+        ASSERT_EQ(image->type, image_type_colour8);
+        const std::uint8_t* p = image_pixel_pointer(image.get(), 8, 8);
+        EXPECT_NEAR(p[2], c.red, 2);
+        EXPECT_NEAR(p[1], c.green, 2);
+        EXPECT_NEAR(p[0], c.blue, 2);
+    }
+    // The profile of a CMYK file describes inks: it does not come with the colours.
+    const std::string jpg = folder.file("cmyk_profile.jpg");
+    write_cmyk(jpg, 16, 16, {0, 0, 0, 0}, random_bytes(2000, 18));
+    ImageHolder image;
+    std::vector<std::uint8_t> profile = {1};
+    ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), &profile, false, 100.0), 0);
+    EXPECT_EQ(image->type, image_type_colour8);
+    EXPECT_TRUE(profile.empty());
+}
+
+TEST_F(JpegFiles, DamagedAndForeignFilesAreRefused) {
+    const std::string jpg = cjpeg(make_picture(120, 80, 3, 255, 11), "-progressive", "whole");
+    const auto bytes = read_bytes(jpg);
+    const std::string cut = folder.file("cut.jpg");
+    for (std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{2}, std::size_t{3},
+                             std::size_t{20}, bytes.size() / 8, bytes.size() / 3, bytes.size() / 2,
+                             bytes.size() - 200, bytes.size() - 2}) {
+        SCOPED_TRACE(size);
+        write_bytes(
+            cut, std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + static_cast<long>(size)));
+        ImageHolder image;
+        std::vector<std::uint8_t> profile;
+        EXPECT_EQ(ReadJPEGAndProfile(cut.c_str(), image.get(), &profile, true, 100.0), 22);
+        EXPECT_EQ(image->type, image_type_empty);
+    }
+    // Random bytes behind a JPEG start, and a file that is no JPEG at all.
+    std::vector<std::uint8_t> noise = random_bytes(4000, 12);
+    noise[0] = 0xFF;
+    noise[1] = 0xD8;
+    write_bytes(cut, noise);
+    ImageHolder image;
+    EXPECT_EQ(ReadJPEGAndProfile(cut.c_str(), image.get(), nullptr, true, 100.0), 22);
+    write_bytes(cut, {'P', '5', '\n', '1', ' ', '1', '\n', '2', '5', '5', '\n', 0});
+    EXPECT_EQ(ReadJPEGAndProfile(cut.c_str(), image.get(), nullptr, true, 100.0), 22);
+    // Flipped bytes inside the entropy-coded data: an answer, never a crash.
+    for (int seed = 0; seed < 20; ++seed) {
+        std::vector<std::uint8_t> damaged = bytes;
+        std::mt19937 random(static_cast<unsigned>(seed));
+        for (int i = 0; i < 30; ++i)
+            damaged[1000 + random() % (damaged.size() - 1002)] =
+                static_cast<std::uint8_t>(random());
+        write_bytes(cut, damaged);
+        const int err = ReadJPEGAndProfile(cut.c_str(), image.get(), nullptr, true, 100.0);
+        EXPECT_TRUE(err == 0 || err == 22) << err;
+    }
+    EXPECT_EQ(
+        ReadJPEGAndProfile(folder.file("missing.jpg").c_str(), image.get(), nullptr, true, 100.0),
+        129);
+}
+
+TEST_F(JpegFiles, CancelLeavesNoImage) {
+    for (const char* options : {"", "-progressive"}) {
+        SCOPED_TRACE(options);
+        const std::string jpg = cjpeg(make_picture(600, 300, 3, 255, 13), options, "big");
+        CancellingDisplay display(5);
+        ImageHolder image;
+        std::vector<std::uint8_t> profile;
+        EXPECT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), &profile, true, 100.0), 11);
+        EXPECT_EQ(image->type, image_type_empty);
+        EXPECT_EQ(display.begins, 1);
+        EXPECT_EQ(display.ends, 1);
+        // Without progress nothing asks, nothing cancels.
+        EXPECT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), &profile, false, 100.0), 0);
+        // Small pictures never show progress.
+        const std::string small = cjpeg(make_picture(300, 300, 1, 255, 13), options, "small");
+        EXPECT_EQ(ReadJPEGAndProfile(small.c_str(), image.get(), &profile, true, 100.0), 0);
+        EXPECT_EQ(display.begins, 1);
+    }
+    ImageHolder image;
+    image_of(make_picture(600, 300, 1, 255, 14), image.get());
+    CancellingDisplay display(5);
+    EXPECT_EQ(WriteJPEG(folder.file("cancel.jpg").c_str(), image.get(), {}), 11);
+    EXPECT_EQ(display.ends, 1);
+}
+
+TEST_F(JpegFiles, WriterRefusesOtherTypesAndUnwritablePlaces) {
+    ImageHolder image;
+    const std::string jpg = folder.file("x.jpg");
+    for (int type : {image_type_binary, image_type_gray16, image_type_colour16}) {
+        ASSERT_EQ(image_alloc(image.get(), type, 8, 8, 100.0), 0);
+        EXPECT_EQ(WriteJPEG(jpg.c_str(), image.get(), {}), 24) << type;
+    }
+    ASSERT_EQ(image_alloc(image.get(), image_type_gray8, 8, 8, 100.0), 0);
+    EXPECT_EQ(WriteJPEG(folder.file("no/such/folder/x.jpg").c_str(), image.get(), {}), 3);
+    if (std::FILE* full = std::fopen("/dev/full", "wb")) {
+        std::fclose(full);
+        EXPECT_EQ(WriteJPEG("/dev/full", image.get(), {}), 23);
+    }
+}
+
+TEST_F(JpegFiles, ExifBlockStandsBetweenJfifAndProfile) {
+    std::vector<std::uint8_t> exif = {'E', 'x', 'i', 'f', 0, 0};
+    const auto tiff = random_bytes(500, 15);
+    exif.insert(exif.end(), tiff.begin(), tiff.end());
+    const std::vector<std::uint8_t> profile = random_bytes(1000, 16);
+    ImageHolder image;
+    image_of(make_picture(30, 30, 3, 255, 17), image.get());
+    JpegWriteOptions options;
+    options.exif = exif;
+    options.profile = profile;
+    const std::string jpg = folder.file("exif.jpg");
+    ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
+    const auto bytes = read_bytes(jpg);
+    const auto segments = header_segments(bytes);
+    ASSERT_GE(segments.size(), 3u);
+    EXPECT_EQ(segments[0].marker, 0xE0);
+    EXPECT_EQ(segments[1].marker, 0xE1);
+    EXPECT_EQ(segments[1].length, exif.size() + 2);
+    EXPECT_TRUE(std::equal(exif.begin(), exif.end(),
+                           bytes.begin() + 4 + static_cast<long>(segments[1].offset)));
+    EXPECT_EQ(segments[2].marker, 0xE2);
+    // No EXIF block asked for, none written.
+    options.exif = {};
+    ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
+    for (const Segment& s : header_segments(read_bytes(jpg)))
+        EXPECT_NE(s.marker, 0xE1);
+    // Too large for one marker.
+    const std::vector<std::uint8_t> huge(70000, 1);
+    options.exif = huge;
+    EXPECT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 126);
+}
+
+}  // namespace

@@ -1,0 +1,405 @@
+#include "file/png_io.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/image.h"
+#include "file/file_test_support.h"
+
+using namespace file_test;
+
+namespace {
+
+constexpr double fallback_dpi = 200.0;
+const std::string go_samples = "/usr/share/gocode/src/golang.org/x/image/testdata";
+
+std::uint32_t big_endian(const std::uint8_t* p) {
+    return static_cast<std::uint32_t>(p[0]) << 24 | static_cast<std::uint32_t>(p[1]) << 16 |
+           static_cast<std::uint32_t>(p[2]) << 8 | p[3];
+}
+
+struct Chunk {
+    std::string type;
+    std::vector<std::uint8_t> data;
+};
+
+// The chunks of a PNG file, read directly from its bytes.
+std::vector<Chunk> chunks_of(const std::vector<std::uint8_t>& bytes) {
+    std::vector<Chunk> chunks;
+    std::size_t at = 8;
+    while (at + 12 <= bytes.size()) {
+        const std::size_t length = big_endian(&bytes[at]);
+        if (at + 12 + length > bytes.size()) break;
+        Chunk c;
+        c.type.assign(reinterpret_cast<const char*>(&bytes[at + 4]), 4);
+        c.data.assign(bytes.begin() + static_cast<long>(at + 8),
+                      bytes.begin() + static_cast<long>(at + 8 + length));
+        chunks.push_back(std::move(c));
+        at += 12 + length;
+    }
+    return chunks;
+}
+
+// Bit depth and colour type of IHDR.
+std::pair<int, int> header_of(const std::string& png) {
+    const auto chunks = chunks_of(read_bytes(png));
+    if (chunks.empty() || chunks[0].type != "IHDR") return {0, -1};
+    return {chunks[0].data[8], chunks[0].data[9]};
+}
+
+// The profile of an iCCP chunk, inflated with zlib: empty when there is none.
+std::vector<std::uint8_t> iccp_profile_of(const std::string& png) {
+    for (Chunk& c : chunks_of(read_bytes(png))) {
+        if (c.type != "iCCP") continue;
+        std::size_t name_end = 0;
+        while (name_end < c.data.size() && c.data[name_end] != 0)
+            ++name_end;
+        const std::size_t start = name_end + 2;  // the zero and the method byte
+        z_stream z{};
+        if (inflateInit(&z) != Z_OK) return {};
+        z.next_in = c.data.data() + start;
+        z.avail_in = static_cast<uInt>(c.data.size() - start);
+        std::vector<std::uint8_t> profile;
+        std::uint8_t buffer[4096];
+        int status = Z_OK;
+        while (status == Z_OK) {
+            z.next_out = buffer;
+            z.avail_out = sizeof buffer;
+            status = inflate(&z, Z_NO_FLUSH);
+            profile.insert(profile.end(), buffer, buffer + (sizeof buffer - z.avail_out));
+        }
+        inflateEnd(&z);
+        return status == Z_STREAM_END ? profile : std::vector<std::uint8_t>();
+    }
+    return {};
+}
+
+class PngFiles : public ::testing::Test {
+protected:
+    ScratchFolder folder;
+
+    std::string pnmtopng(const Picture& picture, const std::string& options,
+                         const std::string& name) {
+        const std::string pnm = folder.file(name + (picture.channels == 3 ? ".ppm" : ".pgm"));
+        write_pnm(pnm, picture);
+        const std::string png = folder.file(name + ".png");
+        EXPECT_TRUE(run("pnmtopng " + options + " " + quoted(pnm) + " > " + quoted(png)));
+        return png;
+    }
+
+    Picture pngtopnm(const std::string& png) {
+        const std::string out = png + ".pnm";
+        EXPECT_TRUE(run("pngtopnm " + quoted(png) + " > " + quoted(out)));
+        return read_pnm(out);
+    }
+};
+
+// A picture of at most `colours` colours, gray ones when `gray`.
+Picture few_colours(int width, int height, int colours, bool gray, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<std::array<std::uint32_t, 3>> table(static_cast<std::size_t>(colours));
+    for (auto& c : table) {
+        const std::uint32_t g = random() % 256;
+        c = gray ? std::array<std::uint32_t, 3>{g, g, g}
+                 : std::array<std::uint32_t, 3>{g, static_cast<std::uint32_t>(random() % 256),
+                                                static_cast<std::uint32_t>(random() % 256)};
+    }
+    Picture p;
+    p.width = width;
+    p.height = height;
+    p.channels = 3;
+    p.samples.resize(static_cast<std::size_t>(width) * height * 3);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const auto& c = table[static_cast<std::size_t>((x / 7 + y / 5 * 3) % colours)];
+            for (int k = 0; k < 3; ++k)
+                p.at(x, y, k) = c[static_cast<std::size_t>(k)];
+        }
+    return p;
+}
+
+Picture bilevel(int width, int height, unsigned seed) {
+    Picture p = make_picture(width, height, 1, 255, seed);
+    p.maxval = 1;
+    for (auto& v : p.samples)
+        v = v > 127 ? 1 : 0;
+    return p;
+}
+
+TEST_F(PngFiles, FilesOfPnmtopngReadAsPngtopnmReadsThem) {
+    Picture two_bit = make_picture(45, 31, 1, 3, 1);
+    Picture four_bit = make_picture(45, 31, 1, 15, 2);
+    struct Case {
+        const char* name;
+        Picture picture;
+        const char* options;
+        int depth, colour_type;  // of the file, to be sure of what is tested
+        int image_type;
+    };
+    const Case cases[] = {
+        {"gray8", make_picture(101, 67, 1, 255, 3), "", 8, 0, image_type_gray8},
+        {"colour8", make_picture(101, 67, 3, 255, 4), "-force", 8, 2, image_type_colour8},
+        {"gray16", make_picture(101, 67, 1, 65535, 5), "", 16, 0, image_type_gray16},
+        {"colour16", make_picture(101, 67, 3, 65535, 6), "", 16, 2, image_type_colour16},
+        {"interlaced8", make_picture(57, 43, 3, 255, 7), "-force -interlace", 8, 2,
+         image_type_colour8},
+        {"interlaced16", make_picture(57, 43, 1, 65535, 8), "-interlace", 16, 0, image_type_gray16},
+        {"gray2", two_bit, "", 2, 0, image_type_gray8},
+        {"gray4", four_bit, "", 4, 0, image_type_gray8},
+        {"palette", few_colours(77, 39, 200, false, 9), "", 8, 3, image_type_colour8},
+        {"palette4", few_colours(77, 39, 13, false, 10), "", 4, 3, image_type_colour8},
+        {"palette_interlaced", few_colours(77, 39, 3, false, 11), "-interlace", 2, 3,
+         image_type_colour8},
+        {"gray_palette", few_colours(77, 39, 40, true, 12), "-palette=", 8, 3, image_type_gray8},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string options = c.options;
+        if (options == "-palette=") {
+            // pnmtopng writes gray pictures as gray unless given a palette.
+            const std::string palette = folder.file("palette.ppm");
+            std::ofstream out(palette, std::ios::binary);
+            std::set<std::uint32_t> grays(c.picture.samples.begin(), c.picture.samples.end());
+            out << "P3\n" << grays.size() << " 1\n255\n";
+            for (std::uint32_t g : grays)
+                out << g << " " << g << " " << g << "\n";
+            out.close();
+            options += quoted(palette);
+        }
+        const std::string png = pnmtopng(c.picture, options, c.name);
+        ASSERT_EQ(header_of(png), std::make_pair(c.depth, c.colour_type));
+        ImageHolder image;
+        ASSERT_EQ(read_png_file(png.c_str(), image.get(), nullptr, true, fallback_dpi), 0);
+        EXPECT_EQ(image->type, c.image_type);
+        EXPECT_EQ(max_difference(normalised(picture_of(image.get())), normalised(pngtopnm(png))),
+                  0);
+        EXPECT_EQ(image->resolution, fallback_dpi);
+    }
+}
+
+TEST_F(PngFiles, BilevelFilesGiveBinaryImages) {
+    // A PBM makes a 1-bit gray file.
+    const Picture bits = bilevel(53, 29, 13);
+    const std::string pbm = folder.file("bits.pbm");
+    {
+        std::ofstream out(pbm, std::ios::binary);
+        out << "P1\n" << bits.width << " " << bits.height << "\n";
+        for (std::uint32_t v : bits.samples)
+            out << (v ? "0 " : "1 ");  // PBM's 1 is black
+    }
+    const std::string gray1 = folder.file("gray1.png");
+    ASSERT_TRUE(run("pnmtopng " + quoted(pbm) + " > " + quoted(gray1)));
+    ASSERT_EQ(header_of(gray1), std::make_pair(1, 0));
+    ImageHolder image;
+    ASSERT_EQ(read_png_file(gray1.c_str(), image.get(), nullptr, true, 100.0), 0);
+    EXPECT_EQ(image->type, image_type_binary);
+    EXPECT_EQ(max_difference(picture_of(image.get()), bits), 0);
+    EXPECT_EQ(max_difference(picture_of(image.get()), pngtopnm(gray1)), 0);
+
+    // A 1-bit palette of white then black: the bits are turned round.
+    Picture rgb = normalised(bits);
+    rgb.maxval = 255;
+    for (auto& v : rgb.samples)
+        v = v ? 255 : 0;
+    const std::string palette = folder.file("white_black.ppm");
+    {
+        std::ofstream out(palette, std::ios::binary);
+        out << "P3\n2 1\n255\n255 255 255 0 0 0\n";
+    }
+    const std::string png = pnmtopng(rgb, "-palette=" + quoted(palette), "bw_palette");
+    ASSERT_EQ(header_of(png), std::make_pair(1, 3));
+    ASSERT_EQ(chunks_of(read_bytes(png))[1].type, "PLTE");
+    ASSERT_EQ(chunks_of(read_bytes(png))[1].data[0], 255);
+    ASSERT_EQ(read_png_file(png.c_str(), image.get(), nullptr, true, 100.0), 0);
+    EXPECT_EQ(image->type, image_type_binary);
+    EXPECT_EQ(max_difference(picture_of(image.get()), bits), 0);
+}
+
+TEST_F(PngFiles, AlphaIsDropped) {
+    const Picture colour = make_picture(64, 40, 3, 255, 14);
+    const std::string alpha = folder.file("alpha.pgm");
+    write_pnm(alpha, make_picture(64, 40, 1, 255, 15));
+    for (const Picture& p : {colour, make_picture(64, 40, 1, 255, 16)}) {
+        const std::string png = pnmtopng(p, "-force -alpha=" + quoted(alpha), "with_alpha");
+        ASSERT_EQ(header_of(png).second, p.channels == 3 ? 6 : 4);
+        ImageHolder image;
+        ASSERT_EQ(read_png_file(png.c_str(), image.get(), nullptr, true, 100.0), 0);
+        EXPECT_EQ(max_difference(picture_of(image.get()), p), 0);
+    }
+}
+
+TEST_F(PngFiles, OurFilesRoundTripExactly) {
+    const Picture pictures[] = {bilevel(67, 35, 17), make_picture(67, 35, 1, 255, 18),
+                                make_picture(67, 35, 3, 255, 19)};
+    for (const Picture& source : pictures) {
+        SCOPED_TRACE(source.channels * 1000 + source.maxval);
+        ImageHolder image;
+        image_of(source, image.get(), 300.0);
+        const std::string png = folder.file("ours.png");
+        ASSERT_EQ(write_png_file(png.c_str(), image.get(), {}, true), 0);
+        ImageHolder back;
+        ASSERT_EQ(read_png_file(png.c_str(), back.get(), nullptr, true, fallback_dpi), 0);
+        EXPECT_EQ(back->type, image->type);
+        EXPECT_EQ(max_difference(picture_of(back.get()), source), 0);
+        EXPECT_EQ(back->resolution, 300.0);
+        // pngtopnm reads the same picture.
+        EXPECT_EQ(max_difference(normalised(pngtopnm(png)), normalised(source)), 0);
+    }
+}
+
+TEST_F(PngFiles, ResolutionThroughPhys) {
+    const Picture p = make_picture(10, 10, 1, 255, 20);
+    const std::string png300 = pnmtopng(p, "-size '11811 11811 1'", "dpi300");
+    ImageHolder image;
+    ASSERT_EQ(read_png_file(png300.c_str(), image.get(), nullptr, false, fallback_dpi), 0);
+    EXPECT_DOUBLE_EQ(image->resolution, 300.0);
+    const std::string aspect = pnmtopng(p, "-size '2 1 0'", "aspect");
+    ASSERT_EQ(read_png_file(aspect.c_str(), image.get(), nullptr, false, fallback_dpi), 0);
+    EXPECT_DOUBLE_EQ(image->resolution, fallback_dpi);
+
+    // 72 dpi is 2835 pixels a metre, and comes back as 72.
+    image_of(p, image.get(), 72.0);
+    const std::string ours = folder.file("dpi72.png");
+    ASSERT_EQ(write_png_file(ours.c_str(), image.get(), {}, false), 0);
+    bool found = false;
+    for (const Chunk& c : chunks_of(read_bytes(ours))) {
+        if (c.type != "pHYs") continue;
+        found = true;
+        EXPECT_EQ(big_endian(&c.data[0]), 2835u);
+        EXPECT_EQ(big_endian(&c.data[4]), 2835u);
+        EXPECT_EQ(c.data[8], 1);
+    }
+    EXPECT_TRUE(found);
+    ASSERT_EQ(read_png_file(ours.c_str(), image.get(), nullptr, false, fallback_dpi), 0);
+    EXPECT_DOUBLE_EQ(image->resolution, 72.0);
+}
+
+TEST_F(PngFiles, ProfileWrittenAndReadForColourImages) {
+    const std::vector<std::uint8_t> profile = make_profile("RGB ", 20000, 21);
+    ImageHolder image;
+    image_of(make_picture(30, 20, 3, 255, 22), image.get());
+    const std::string png = folder.file("profile.png");
+    ASSERT_EQ(write_png_file(png.c_str(), image.get(), profile, false), 0);
+    EXPECT_EQ(iccp_profile_of(png), profile);
+    std::vector<std::uint8_t> read_profile;
+    ImageHolder back;
+    ASSERT_EQ(read_png_file(png.c_str(), back.get(), &read_profile, false, 100.0), 0);
+    EXPECT_EQ(read_profile, profile);
+
+    // A colour profile does not suit a gray image: the file is written without.
+    image_of(make_picture(30, 20, 1, 255, 23), image.get());
+    ASSERT_EQ(write_png_file(png.c_str(), image.get(), profile, false), 0);
+    EXPECT_TRUE(iccp_profile_of(png).empty());
+    ASSERT_EQ(read_png_file(png.c_str(), back.get(), &read_profile, false, 100.0), 0);
+    EXPECT_TRUE(read_profile.empty());
+    EXPECT_EQ(max_difference(picture_of(back.get()), picture_of(image.get())), 0);
+
+    // A gray profile on a gray image is written, but only colour images take
+    // their profile when reading.
+    const std::vector<std::uint8_t> gray_profile = make_profile("GRAY", 500, 24);
+    ASSERT_EQ(write_png_file(png.c_str(), image.get(), gray_profile, false), 0);
+    EXPECT_EQ(iccp_profile_of(png), gray_profile);
+    read_profile = {1};
+    ASSERT_EQ(read_png_file(png.c_str(), back.get(), &read_profile, false, 100.0), 0);
+    EXPECT_TRUE(read_profile.empty());
+}
+
+TEST_F(PngFiles, WriterRefusesOtherTypesAndUnwritablePlaces) {
+    ImageHolder image;
+    const std::string png = folder.file("x.png");
+    for (int type : {image_type_gray16, image_type_colour16, image_type_mosaic}) {
+        ASSERT_EQ(image_alloc(image.get(), type, 8, 8, 100.0), 0);
+        EXPECT_EQ(write_png_file(png.c_str(), image.get(), {}, false), 47) << type;
+    }
+    ASSERT_EQ(image_alloc(image.get(), image_type_gray8, 8, 8, 100.0), 0);
+    EXPECT_EQ(write_png_file(folder.file("no/such/folder/x.png").c_str(), image.get(), {}, false),
+              3);
+    if (std::FILE* full = std::fopen("/dev/full", "wb")) {
+        std::fclose(full);
+        EXPECT_EQ(write_png_file("/dev/full", image.get(), {}, false), 49);
+    }
+}
+
+TEST_F(PngFiles, DamagedAndForeignFilesAreRefused) {
+    const std::string png = pnmtopng(make_picture(120, 80, 3, 255, 25), "-force", "whole");
+    const auto bytes = read_bytes(png);
+    const std::string cut = folder.file("cut.png");
+    ImageHolder image;
+    for (std::size_t size :
+         {std::size_t{0}, std::size_t{4}, std::size_t{8}, std::size_t{20}, std::size_t{40},
+          bytes.size() / 4, bytes.size() / 2, bytes.size() - 20, bytes.size() - 1}) {
+        SCOPED_TRACE(size);
+        write_bytes(
+            cut, std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + static_cast<long>(size)));
+        std::vector<std::uint8_t> profile;
+        EXPECT_EQ(read_png_file(cut.c_str(), image.get(), &profile, true, 100.0), 48);
+        EXPECT_EQ(image->type, image_type_empty);
+    }
+    // Flipped bytes: CRCs and zlib catch them; an answer, never a crash.
+    for (int seed = 0; seed < 20; ++seed) {
+        std::vector<std::uint8_t> damaged = bytes;
+        std::mt19937 random(static_cast<unsigned>(seed));
+        for (int i = 0; i < 5; ++i)
+            damaged[8 + random() % (damaged.size() - 8)] = static_cast<std::uint8_t>(random());
+        write_bytes(cut, damaged);
+        const int err = read_png_file(cut.c_str(), image.get(), nullptr, true, 100.0);
+        EXPECT_TRUE(err == 0 || err == 48) << err;
+    }
+    write_bytes(cut, {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0});
+    EXPECT_EQ(read_png_file(cut.c_str(), image.get(), nullptr, true, 100.0), 48);
+    EXPECT_EQ(read_png_file(folder.file("missing.png").c_str(), image.get(), nullptr, true, 100.0),
+              129);
+}
+
+TEST_F(PngFiles, CancelLeavesNoImage) {
+    for (const char* options : {"-force", "-force -interlace"}) {
+        SCOPED_TRACE(options);
+        const std::string png = pnmtopng(make_picture(500, 400, 3, 255, 26), options, "big");
+        CancellingDisplay display(5);
+        ImageHolder image;
+        std::vector<std::uint8_t> profile;
+        EXPECT_EQ(read_png_file(png.c_str(), image.get(), &profile, true, 100.0), 11);
+        EXPECT_EQ(image->type, image_type_empty);
+        EXPECT_EQ(display.begins, 1);
+        EXPECT_EQ(display.ends, 1);
+        EXPECT_EQ(read_png_file(png.c_str(), image.get(), &profile, false, 100.0), 0);
+    }
+    ImageHolder image;
+    image_of(make_picture(500, 400, 1, 255, 27), image.get());
+    CancellingDisplay display(5);
+    EXPECT_EQ(write_png_file(folder.file("cancel.png").c_str(), image.get(), {}, true), 11);
+    EXPECT_EQ(display.ends, 1);
+}
+
+TEST(PngSamples, GoImageTestFilesOpen) {
+    if (!std::filesystem::is_directory(go_samples))
+        GTEST_SKIP() << "golang-golang-x-image-dev is not installed";
+    ScratchFolder folder;
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(go_samples)) {
+        if (entry.path().extension() != ".png") continue;
+        const std::string png = entry.path().string();
+        SCOPED_TRACE(png);
+        ++count;
+        ImageHolder image;
+        std::vector<std::uint8_t> profile;
+        ASSERT_EQ(read_png_file(png.c_str(), image.get(), &profile, false, fallback_dpi), 0);
+        const std::string pnm = folder.file("sample.pnm");
+        ASSERT_TRUE(run("pngtopnm " + quoted(png) + " 2>/dev/null > " + quoted(pnm)));
+        EXPECT_EQ(max_difference(normalised(picture_of(image.get())), normalised(read_pnm(pnm))),
+                  0);
+        EXPECT_EQ(profile, iccp_profile_of(png));
+    }
+    EXPECT_GT(count, 30);
+}
+
+}  // namespace

@@ -1,0 +1,361 @@
+#include "file/read_image.h"
+
+#include <gtest/gtest.h>
+#include <tiffio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/image.h"
+#include "core/preferences.h"
+#include "file/file_test_support.h"
+#include "file/file_types.h"
+#include "file/write_image.h"
+
+using namespace file_test;
+namespace fs = std::filesystem;
+
+namespace {
+
+class ReadAndWrite : public ::testing::Test {
+protected:
+    ScratchFolder folder;
+    Picture colour = make_picture(91, 57, 3, 255, 31);
+    Picture gray16 = make_picture(91, 57, 1, 65535, 32);
+
+    std::string made_by(const std::string& tool, const Picture& picture, const std::string& name) {
+        const std::string pnm = folder.file(name + (picture.channels == 3 ? ".ppm" : ".pgm"));
+        write_pnm(pnm, picture);
+        const std::string out = folder.file(name);
+        EXPECT_TRUE(run(tool + " " + quoted(pnm) + " > " + quoted(out) + " 2>/dev/null"));
+        return out;
+    }
+
+    Picture read_by(const std::string& tool, const std::string& path) {
+        const std::string out = folder.file("by_tool.pnm");
+        EXPECT_TRUE(run(tool + " " + quoted(path) + " > " + quoted(out) + " 2>/dev/null"));
+        return read_pnm(out);
+    }
+
+    // Reads with ReadImage; the file type code comes back through `code`.
+    int read(const std::string& path, Image* image, int* code, int options = 0) {
+        std::vector<std::uint8_t> profile;
+        return ReadImage(path.c_str(), image, &profile, code, options);
+    }
+};
+
+TEST_F(ReadAndWrite, EachNameGoesToItsReader) {
+    const std::string jpg = made_by("cjpeg -quality 90", colour, "a.jpg");
+    const std::string png = made_by("pnmtopng", colour, "a.png");
+    const std::string tif = made_by("pnmtotiff -truecolor", colour, "a.tif");
+    ImageHolder image;
+    int code = -1;
+    ASSERT_EQ(read(jpg, image.get(), &code), 0);
+    EXPECT_EQ(code, file_type_jpeg);
+    EXPECT_EQ(max_difference(picture_of(image.get()), read_by("djpeg -pnm", jpg)), 0);
+    ASSERT_EQ(read(png, image.get(), &code), 0);
+    EXPECT_EQ(code, file_type_png);
+    EXPECT_EQ(max_difference(picture_of(image.get()), colour), 0);
+    ASSERT_EQ(read(tif, image.get(), &code), 0);
+    EXPECT_EQ(code, file_type_tiff);
+    EXPECT_EQ(max_difference(picture_of(image.get()), colour), 0);
+}
+
+TEST_F(ReadAndWrite, UnknownNamesAreSniffed) {
+    // Big-endian TIFF under a name that says nothing.
+    const std::string little = made_by("pnmtotiff -truecolor", gray16, "little.tif");
+    const std::string big = folder.file("scan.dat");
+    ASSERT_TRUE(run("tiffcp -B " + quoted(little) + " " + quoted(big)));
+    ASSERT_EQ(read_bytes(big)[0], 'M');
+    ImageHolder image;
+    int code = -1;
+    ASSERT_EQ(read(big, image.get(), &code), 0);
+    EXPECT_EQ(code, file_type_unknown);
+    EXPECT_EQ(image->type, image_type_gray16);
+    EXPECT_EQ(max_difference(picture_of(image.get()), gray16), 0);
+
+    const std::string jpeg_no_extension = made_by("cjpeg", colour, "picture");
+    ASSERT_EQ(read(jpeg_no_extension, image.get(), &code), 0);
+    EXPECT_EQ(code, file_type_unknown);
+    EXPECT_EQ(image->type, image_type_colour8);
+    const std::string png_in_folder_with_dot = folder.file("d.png");
+    fs::create_directory(png_in_folder_with_dot);
+    const std::string png = made_by("pnmtopng", colour, "d.png/picture");
+    ASSERT_EQ(read(png, image.get(), &code), 0);
+    EXPECT_EQ(code, file_type_unknown);
+    EXPECT_EQ(max_difference(picture_of(image.get()), colour), 0);
+
+    // Known formats with no reader yet, and bytes of no known format.
+    write_bytes(folder.file("anim.dat"), {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0, 0, 0});
+    EXPECT_EQ(read(folder.file("anim.dat"), image.get(), &code), 136);
+    write_bytes(folder.file("notes.dat"), {'h', 'e', 'l', 'l', 'o'});
+    EXPECT_EQ(read(folder.file("notes.dat"), image.get(), &code), 71);
+    write_bytes(folder.file("empty.dat"), {});
+    EXPECT_EQ(read(folder.file("empty.dat"), image.get(), &code), 71);
+    EXPECT_EQ(image->type, image_type_empty);
+}
+
+TEST_F(ReadAndWrite, ContentWinsOverAMisleadingName) {
+    const std::string png_bytes = made_by("pnmtopng", colour, "really_png");
+    const std::string jpeg_bytes = made_by("cjpeg", colour, "really_jpeg");
+    ImageHolder image;
+    int code = -1;
+    for (const char* name : {"named.jpg", "named.gif", "named.bmp", "named.nef"}) {
+        fs::copy_file(png_bytes, folder.file(name));
+        ASSERT_EQ(read(folder.file(name), image.get(), &code), 0) << name;
+        EXPECT_EQ(max_difference(picture_of(image.get()), colour), 0) << name;
+    }
+    fs::copy_file(jpeg_bytes, folder.file("named.png"));
+    ASSERT_EQ(read(folder.file("named.png"), image.get(), &code), 0);
+    EXPECT_EQ(code, file_type_png);
+    EXPECT_EQ(image->type, image_type_colour8);
+
+    // Under the JPEG and PNG names, other content gets those readers' errors.
+    write_bytes(folder.file("text.jpg"), {'h', 'e', 'l', 'l', 'o'});
+    EXPECT_EQ(read(folder.file("text.jpg"), image.get(), &code), 22);
+    write_bytes(folder.file("text.png"), {'h', 'e', 'l', 'l', 'o'});
+    EXPECT_EQ(read(folder.file("text.png"), image.get(), &code), 48);
+}
+
+TEST_F(ReadAndWrite, FormatsWithoutReaderAreRefusedClearly) {
+    ImageHolder image;
+    int code = -1;
+    const std::vector<std::uint8_t> bytes = {'G', 'I', 'F', '8', '9', 'a', 0, 0, 0, 0};
+    for (const char* name : {"a.gif", "a.bmp", "a.pcx", "a.tga", "a.fpx", "a.fits", "a.rle",
+                             "a.cmp", "a.jp2", "a.nef", "a.dng"}) {
+        write_bytes(folder.file(name), bytes);
+        EXPECT_EQ(read(folder.file(name), image.get(), &code), 136) << name;
+        EXPECT_EQ(code, FileTypeOfName(name));
+    }
+    for (const char* name : {"a.eps", "a.wfl", "a.ovalbum", "a.mov"}) {
+        write_bytes(folder.file(name), bytes);
+        EXPECT_EQ(read(folder.file(name), image.get(), &code), 71) << name;
+    }
+    EXPECT_EQ(read(folder.file("missing.gif"), image.get(), &code), 129);
+    EXPECT_EQ(read(folder.file("missing.jpg"), image.get(), &code), 129);
+    EXPECT_EQ(read(folder.file("missing.png"), image.get(), &code), 129);
+    EXPECT_EQ(read(folder.file("missing.dat"), image.get(), &code), 129);
+}
+
+TEST_F(ReadAndWrite, PhotoCdAndItsIndexFiles) {
+    const std::string jpeg_bytes = made_by("cjpeg", colour, "really_jpeg");
+    fs::copy_file(jpeg_bytes, folder.file("img0001.pcd"));
+    fs::copy_file(jpeg_bytes, folder.file("overview.pcd"));
+    ImageHolder image;
+    int code = -1;
+    EXPECT_EQ(read(folder.file("img0001.pcd"), image.get(), &code), 165);
+    EXPECT_EQ(code, file_type_photo_cd);
+    EXPECT_EQ(read(folder.file("overview.pcd"), image.get(), &code), 165);
+
+    // Without a folder the index file's name is no Photo CD name: sniffed.
+    const fs::path before = fs::current_path();
+    fs::current_path(folder.path());
+    const int err = read("overview.pcd", image.get(), &code);
+    fs::current_path(before);
+    EXPECT_EQ(err, 0);
+    EXPECT_EQ(code, file_type_unknown);
+    EXPECT_EQ(image->type, image_type_colour8);
+}
+
+TEST_F(ReadAndWrite, OptionsForProfileAndClassification) {
+    const std::vector<std::uint8_t> icc(5000, 0x5A);
+    write_bytes(folder.file("p.icc"), icc);
+    const std::string pnm = folder.file("p.ppm");
+    write_pnm(pnm, colour);
+    const std::string jpg = folder.file("p.jpg");
+    ASSERT_TRUE(run("cjpeg -icc " + quoted(folder.file("p.icc")) + " -outfile " + quoted(jpg) +
+                    " " + quoted(pnm)));
+    ImageHolder image;
+    std::vector<std::uint8_t> profile;
+    int code = -1;
+    ASSERT_EQ(ReadImage(jpg.c_str(), image.get(), &profile, &code, load_no_progress), 0);
+    EXPECT_EQ(profile, icc);
+    ASSERT_EQ(ReadImage(jpg.c_str(), image.get(), &profile, &code, load_no_profile), 0);
+    EXPECT_TRUE(profile.empty());
+    ASSERT_EQ(ReadImage(jpg.c_str(), image.get(), nullptr, nullptr, 0), 0);
+
+    // Only classify: nothing is read, not even a file that is not there.
+    code = -1;
+    EXPECT_EQ(ReadImage(folder.file("none.tif").c_str(), image.get(), &profile, &code,
+                        load_classify_only),
+              0);
+    EXPECT_EQ(code, file_type_tiff);
+    EXPECT_EQ(image->type, image_type_empty);
+
+    // A failed read leaves neither pixels nor profile behind.
+    profile = {1, 2};
+    ASSERT_EQ(image_alloc(image.get(), image_type_gray8, 4, 4, 100.0), 0);
+    EXPECT_NE(ReadImage(folder.file("none.jpg").c_str(), image.get(), &profile, &code, 0), 0);
+    EXPECT_EQ(image->type, image_type_empty);
+    EXPECT_TRUE(profile.empty());
+}
+
+TEST_F(ReadAndWrite, ACmykTiffKeepsNoProfile) {
+    // Written with libtiff: 8-bit CMYK with an ICC profile.
+    const std::string path = folder.file("cmyk.tif");
+    const std::vector<std::uint8_t> icc = make_profile("CMYK", 1000, 35);
+    TIFF* tif = TIFFOpen(path.c_str(), "w");
+    ASSERT_NE(tif, nullptr);
+    const int w = 16;
+    const int h = 8;
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 4);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_SEPARATED);
+    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, h);
+    TIFFSetField(tif, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(icc.size()), icc.data());
+    std::vector<std::uint8_t> line(w * 4, 0);
+    for (int x = 0; x < w; ++x)
+        line[4 * x] = 255;  // full cyan
+    for (int y = 0; y < h; ++y)
+        ASSERT_EQ(TIFFWriteScanline(tif, line.data(), y, 0), 1);
+    TIFFClose(tif);
+
+    ImageHolder image;
+    std::vector<std::uint8_t> profile = {1};
+    int code = -1;
+    ASSERT_EQ(ReadImage(path.c_str(), image.get(), &profile, &code, 0), 0);
+    ASSERT_EQ(image->type, image_type_colour8);
+    const std::uint8_t* p = image_pixel_pointer(image.get(), 3, 3);
+    EXPECT_LT(p[2], 20);  // cyan: little red, much green and blue
+    EXPECT_GT(p[1], 200);
+    EXPECT_GT(p[0], 200);
+    EXPECT_TRUE(profile.empty());
+}
+
+TEST_F(ReadAndWrite, DefaultResolutionFromThePreferences) {
+    const std::string jpg = made_by("cjpeg", colour, "nodensity.jpg");
+    const double saved = preferences().defaultres;
+    preferences().defaultres = 150.0;
+    ImageHolder image;
+    int code = -1;
+    const int err = read(jpg, image.get(), &code);
+    preferences().defaultres = saved;
+    ASSERT_EQ(err, 0);
+    EXPECT_EQ(image->resolution, 150.0);
+}
+
+TEST_F(ReadAndWrite, WrittenFilesReadBackEverywhere) {
+    ImageHolder image;
+    image_of(colour, image.get(), 240.0);
+    const std::vector<std::uint8_t> profile = make_profile("RGB ", 3000, 34);
+    SaveOptions options;
+    options.tiff_compression = 1;
+    options.jpeg_quality = 100;
+    struct Case {
+        int filter;
+        const char* name;
+        const char* tool;
+        long tolerance;
+    };
+    for (const Case& c : {Case{save_filter_tiff, "w.tif", "tifftopnm", 0},
+                          Case{save_filter_png, "w.png", "pngtopnm", 0},
+                          Case{save_filter_jpeg, "w.jpg", "djpeg -pnm", 6}}) {
+        SCOPED_TRACE(c.name);
+        const std::string path = folder.file(c.name);
+        ASSERT_EQ(WriteImage(path.c_str(), c.filter, image.get(), profile, options), 0);
+        EXPECT_LE(max_difference(read_by(c.tool, path), colour), c.tolerance);
+        ImageHolder back;
+        std::vector<std::uint8_t> read_profile;
+        int code = -1;
+        ASSERT_EQ(ReadImage(path.c_str(), back.get(), &read_profile, &code, 0), 0);
+        EXPECT_EQ(stored_file_type_of(code), stored_type_of_save_filter(c.filter));
+        EXPECT_LE(max_difference(picture_of(back.get()), colour), c.tolerance);
+        EXPECT_EQ(read_profile, profile);
+        EXPECT_NEAR(back->resolution, 240.0, 0.05);
+    }
+
+    // 16-bit goes to TIFF only.
+    image_of(gray16, image.get());
+    const std::string tif16 = folder.file("w16.tif");
+    ASSERT_EQ(WriteImage(tif16.c_str(), save_filter_tiff, image.get(), {}, options), 0);
+    // tifftopnm keeps all 16 bits only when it converts line by line.
+    EXPECT_EQ(max_difference(read_by("tifftopnm -byrow", tif16), gray16), 0);
+}
+
+TEST_F(ReadAndWrite, RefusedSavesLeaveTheDestinationAlone) {
+    const std::string target = folder.file("keep.png");
+    const std::vector<std::uint8_t> original = {'k', 'e', 'e', 'p'};
+    write_bytes(target, original);
+    ImageHolder image;
+    image_of(gray16, image.get());
+    const SaveOptions options;
+    // In place over a PNG there is no 16-bit question: the writer refuses.
+    EXPECT_EQ(WriteImage(target.c_str(), save_filter_png, image.get(), {}, options), 47);
+    EXPECT_EQ(WriteImage(target.c_str(), save_filter_jpeg, image.get(), {}, options), 24);
+    image_of(colour, image.get());
+    for (int filter : {save_filter_bmp, save_filter_targa, save_filter_pcx, save_filter_gif,
+                       save_filter_eps, save_filter_flashpix, save_filter_fits, save_filter_rle}) {
+        EXPECT_FALSE(save_filter_has_writer(filter));
+        EXPECT_EQ(WriteImage(target.c_str(), filter, image.get(), {}, options), 136) << filter;
+    }
+    EXPECT_EQ(WriteImage(target.c_str(), 0, image.get(), {}, options), 71);
+    EXPECT_EQ(WriteImage(target.c_str(), 12, image.get(), {}, options), 71);
+    EXPECT_EQ(read_bytes(target), original);
+    EXPECT_EQ(WriteImage(folder.file("no/folder/x.png").c_str(), save_filter_png, image.get(), {},
+                         options),
+              3);
+}
+
+TEST_F(ReadAndWrite, ASaveCancelledHalfWayLeavesTheOriginal) {
+    ImageHolder image;
+    image_of(make_picture(600, 400, 3, 255, 33), image.get());
+    for (int filter : {save_filter_tiff, save_filter_jpeg, save_filter_png}) {
+        SCOPED_TRACE(filter);
+        const std::string target = folder.file("original.dat");
+        const std::vector<std::uint8_t> original = {'o', 'l', 'd', 0, 1, 2};
+        write_bytes(target, original);
+        // The TIFF writer steps by strips, of which this picture has three.
+        CancellingDisplay display(2);
+        EXPECT_EQ(WriteImage(target.c_str(), filter, image.get(), {}, SaveOptions{}), 11);
+        EXPECT_EQ(display.steps, 3);
+        EXPECT_EQ(read_bytes(target), original);
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(folder.path()))
+            names.push_back(entry.path().filename().string());
+        EXPECT_EQ(names, std::vector<std::string>{"original.dat"});
+    }
+}
+
+TEST_F(ReadAndWrite, OptionsFromTheSavedState) {
+    State& state = saved_state();
+    const State saved = state;
+    state.jpegquality[0] = 55;
+    state.jpegquality[1] = jpeg_sampling_422;
+    state.TIFFCompressMode = 2;
+    state.savefileoptions = save_without_comments | save_without_profile;
+    const SaveOptions options = save_options_from_state();
+    state.jpegquality[1] = 9;  // no such sampling
+    state.savefileoptions = save_without_comments;
+    const SaveOptions other = save_options_from_state();
+    state = saved;
+    EXPECT_EQ(options.jpeg_quality, 55);
+    EXPECT_EQ(options.jpeg_sampling, jpeg_sampling_422);
+    EXPECT_EQ(options.tiff_compression, 2);
+    EXPECT_FALSE(options.jpeg_profile);
+    EXPECT_EQ(other.jpeg_sampling, jpeg_sampling_444);
+    EXPECT_TRUE(other.jpeg_profile);
+}
+
+TEST_F(ReadAndWrite, JpegProfileCanBeLeftOut) {
+    ImageHolder image;
+    image_of(colour, image.get());
+    const std::vector<std::uint8_t> icc = make_profile("RGB ", 800, 36);
+    SaveOptions options;
+    options.jpeg_profile = false;
+    const std::string jpg = folder.file("options.jpg");
+    ASSERT_EQ(WriteImage(jpg.c_str(), save_filter_jpeg, image.get(), icc, options), 0);
+    std::vector<std::uint8_t> profile = {1};
+    int code = -1;
+    ASSERT_EQ(ReadImage(jpg.c_str(), image.get(), &profile, &code, 0), 0);
+    EXPECT_TRUE(profile.empty());
+}
+
+}  // namespace
