@@ -1,57 +1,54 @@
 #include "cli/batch_io.h"
 
-#include <algorithm>
-#include <cctype>
-#include <cstdio>
-#include <filesystem>
-#include <memory>
-#include <system_error>
-
-#include "core/image.h"
-#include "file/tiff_reader.h"
-#include "file/tiff_writer.h"
+#include "file/file_types.h"
+#include "file/read_image.h"
+#include "file/write_image.h"
 
 namespace {
 
 constexpr int err_unknown_type = 71;
-constexpr int err_tiff_write = 57;
+constexpr int err_unsupported = 136;
 
-std::string extension_of(const std::string& path) {
-    std::string ext = std::filesystem::path(path).extension().string();
-    if (!ext.empty()) ext.erase(0, 1);
-    std::transform(ext.begin(), ext.end(), ext.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return ext;
-}
-
-bool is_tiff_name(const std::string& path) {
-    const std::string ext = extension_of(path);
-    return ext == "tif" || ext == "tiff";
-}
+// The command line has no window, no recent files and nobody to ask.
+constexpr int batch_load_options =
+    load_no_comments | load_no_profile_question | load_no_recent | load_no_progress;
 
 }  // namespace
 
-std::string batch_format_name(const std::string& path) {
-    return is_tiff_name(path) || TiffIsTiff(path.c_str()) ? "TIFF" : "Unknown";
+int batch_read(const std::string& path, Image* image, std::vector<std::uint8_t>* profile) {
+    int file_type = file_type_unknown;
+    return ReadImage(path.c_str(), image, profile, &file_type, batch_load_options);
 }
 
-int batch_read(const std::string& path, Image* image) {
-    if (batch_format_name(path) == "TIFF") return TiffRead(path.c_str(), image, false);
-    return err_unknown_type;
-}
-
-int batch_write(const std::string& path, const Image* image, int compression, bool thumbnail) {
-    if (!is_tiff_name(path)) return err_unknown_type;
-    const std::string temporary = path + ".part";
-    std::FILE* file = std::fopen(temporary.c_str(), "wb");
-    if (!file) return err_tiff_write;
-    int err = TiffWrite(file, image, {}, 0, nullptr, 0, compression, thumbnail, false);
-    if (std::fclose(file) != 0 && err == 0) err = err_tiff_write;
-    std::error_code ignored;
-    if (err) {
-        std::filesystem::remove(temporary, ignored);
-        return err;
+int batch_filter_of_name(const std::string& path) {
+    if (!name_has_extension(path)) return 0;
+    for (int filter = 1; filter <= save_filter_count; ++filter) {
+        std::string name = path;
+        if (save_name_check(filter, &name)) return filter;
     }
-    std::filesystem::rename(temporary, path, ignored);
-    return ignored ? err_tiff_write : 0;
+    return 0;
+}
+
+int batch_filter_check(int filter) {
+    if (!save_filter(filter)) return err_unknown_type;
+    return save_filter_has_writer(filter) ? 0 : err_unsupported;
+}
+
+std::string batch_format_name(const std::string& path) {
+    const int file_type = FileTypeOfName(path);
+    if (file_type == file_type_tiff) return FormatNameOf(file_type_tiff);
+    FileSignature signature = FileSignature::other;
+    if (file_signature(path.c_str(), &signature) == 0) {
+        switch (signature) {
+            case FileSignature::tiff:
+                return FormatNameOf(file_type_tiff);
+            case FileSignature::jpeg:
+                return FormatNameOf(file_type_jpeg);
+            case FileSignature::png:
+                return FormatNameOf(file_type_png);
+            default:
+                break;
+        }
+    }
+    return FormatNameOf(file_type);
 }

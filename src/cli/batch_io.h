@@ -1,19 +1,28 @@
-// The command line's way to files: the same readers and writers the editor
-// uses, chosen by file name.
+// The command line's way to files: the same routing, readers and writers the
+// editor uses, with no progress display and no questions.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 struct Image;
 
-// Reads an image file; 0 or an error code (71 for a format with no reader here).
-[[nodiscard]] int batch_read(const std::string& path, Image* image);
+// Reads an image file of any kind the editor opens, with its embedded ICC
+// profile when it has one. 0 or the reader's error code.
+[[nodiscard]] int batch_read(const std::string& path, Image* image,
+                             std::vector<std::uint8_t>* profile);
 
-// Writes an image file in the format of its extension, to a sibling name that
-// replaces the destination only when the write succeeded. `compression` is a
-// TiffCompression code.
-[[nodiscard]] int batch_write(const std::string& path, const Image* image, int compression,
-                              bool thumbnail);
+// The Save Image filter that writes a file of this name: the one whose
+// accepted extensions hold the name's extension, in any case. 0 for a name
+// with no extension or one that no filter accepts.
+int batch_filter_of_name(const std::string& path);
 
-// "TIFF" for TIFF files (by extension or signature), "Unknown" otherwise.
+// Whether files of `filter` can be written here: 0, 71 for no filter, 136 for
+// a format this version has no writer for.
+[[nodiscard]] int batch_filter_check(int filter);
+
+// What the file holds, as the format names of the file type table: the name
+// decides for TIFF names; otherwise the first bytes say TIFF, JPEG or PNG, and
+// failing that the name's format name ("Unknown" when it has none).
 std::string batch_format_name(const std::string& path);

@@ -1,28 +1,46 @@
 // orvane-batch: the editor's file routines without a window.
 //   orvane-batch info FILE
-//   orvane-batch convert IN OUT [--compression none|zip|lzw] [--thumbnail]
+//   orvane-batch convert IN OUT [--quality N] [--compression none|zip|lzw] [--thumbnail]
+// TIFF, JPEG and PNG in, and out in the format of OUT's extension. --quality
+// is for JPEG output, --compression and --thumbnail for TIFF output.
 // Exit status 0 on success, otherwise the error code, with its text on
-// standard error; 255 for a command line that cannot be understood.
+// standard error; 255 for a command line that cannot be understood or that
+// gives an option the output format has no use for.
+#include <charconv>
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "cli/batch_io.h"
 #include "core/errors.h"
 #include "core/image.h"
+#include "file/file_types.h"
+#include "file/jpeg_io.h"
 #include "file/tiff_reader.h"
-#include "file/tiff_writer.h"
+#include "file/write_image.h"
 
 namespace {
 
 constexpr int exit_usage = 255;
 
 int usage() {
-    std::fputs(
-        "usage: orvane-batch info FILE\n"
-        "       orvane-batch convert IN OUT [--compression none|zip|lzw] [--thumbnail]\n",
-        stderr);
+    std::fprintf(stderr,
+                 "usage: orvane-batch info FILE\n"
+                 "       orvane-batch convert IN OUT [options]\n"
+                 "Files are TIFF, JPEG or PNG; OUT's extension chooses the format written.\n"
+                 "Options:\n"
+                 "  --quality N                  JPEG quality, 0 to 100 (default %d)\n"
+                 "  --compression none|zip|lzw   TIFF compression (default none)\n"
+                 "  --thumbnail                  TIFF: add a reduced image\n",
+                 jpeg_default_quality);
+    return exit_usage;
+}
+
+// An option that the output format has no use for.
+int refuse_option(const char* option, const char* format) {
+    std::fprintf(stderr, "orvane-batch: %s applies to %s output only\n", option, format);
     return exit_usage;
 }
 
@@ -75,41 +93,62 @@ std::string compression_name(int code) {
 
 int info(const std::string& path) {
     ImageHolder image;
-    if (int err = batch_read(path, image.get())) return fail(err);
-    std::printf("Format: %s\n", batch_format_name(path).c_str());
+    std::vector<std::uint8_t> profile;
+    if (int err = batch_read(path, image.get(), &profile)) return fail(err);
+    const std::string format = batch_format_name(path);
+    std::printf("Format: %s\n", format.c_str());
     std::printf("Width: %d\n", image->width);
     std::printf("Height: %d\n", image->height);
     std::printf("Type: %s\n", type_name(image->type));
     std::printf("Resolution: %.1f\n", image->resolution);
-    TiffSummary summary;
-    if (batch_format_name(path) == "TIFF" && TiffProbeSummary(path.c_str(), &summary) == 0) {
-        std::printf("Compression: %s\n", compression_name(summary.compression).c_str());
-        std::printf("Orientation: %d\n", summary.orientation == 0 ? 1 : summary.orientation);
-        std::printf("Profile: %s\n", summary.has_profile ? "yes" : "no");
-        std::printf("Thumbnail: %s\n", summary.has_reduced ? "yes" : "no");
+    if (format == "TIFF") {
+        TiffSummary summary;
+        if (TiffProbeSummary(path.c_str(), &summary) == 0) {
+            std::printf("Compression: %s\n", compression_name(summary.compression).c_str());
+            std::printf("Orientation: %d\n", summary.orientation == 0 ? 1 : summary.orientation);
+            std::printf("Profile: %s\n", summary.has_profile ? "yes" : "no");
+            std::printf("Thumbnail: %s\n", summary.has_reduced ? "yes" : "no");
+        }
+    } else if (image_is_colour(image.get())) {
+        // Only colour pictures have their profile read: the editor uses no other.
+        std::printf("Profile: %s\n", profile.empty() ? "no" : "yes");
     }
     return 0;
+}
+
+// A whole number from `low` to `high` and nothing else.
+bool parse_number(const std::string& text, int low, int high, int* value) {
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, *value);
+    return error == std::errc() && stop == end && !text.empty() && *value >= low && *value <= high;
 }
 
 int convert(const std::vector<std::string>& args) {
     std::string in;
     std::string out;
-    int compression = tiff_compression_none;
-    bool thumbnail = false;
+    SaveOptions options;
+    options.progress = false;
+    bool quality_given = false;
+    bool compression_given = false;
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
+        const bool has_value = i + 1 < args.size();
         if (a == "--thumbnail") {
-            thumbnail = true;
-        } else if (a == "--compression" && i + 1 < args.size()) {
+            options.tiff_thumbnail = true;
+        } else if (a == "--compression" && has_value) {
             const std::string& c = args[++i];
             if (c == "none")
-                compression = tiff_compression_none;
+                options.tiff_compression = tiff_compression_none;
             else if (c == "zip")
-                compression = tiff_compression_zip;
+                options.tiff_compression = tiff_compression_zip;
             else if (c == "lzw")
-                compression = tiff_compression_lzw;
+                options.tiff_compression = tiff_compression_lzw;
             else
                 return usage();
+            compression_given = true;
+        } else if (a == "--quality" && has_value) {
+            if (!parse_number(args[++i], 0, 100, &options.jpeg_quality)) return usage();
+            quality_given = true;
         } else if (a.rfind("--", 0) == 0) {
             return usage();
         } else if (in.empty()) {
@@ -121,9 +160,20 @@ int convert(const std::vector<std::string>& args) {
         }
     }
     if (in.empty() || out.empty()) return usage();
+
+    // Everything the names decide is settled before a possibly large read.
+    const int filter = batch_filter_of_name(out);
+    if (int err = batch_filter_check(filter)) return fail(err);
+    if (quality_given && filter != save_filter_jpeg) return refuse_option("--quality", "JPEG");
+    if (filter != save_filter_tiff) {
+        if (compression_given) return refuse_option("--compression", "TIFF");
+        if (options.tiff_thumbnail) return refuse_option("--thumbnail", "TIFF");
+    }
+
     ImageHolder image;
-    if (int err = batch_read(in, image.get())) return fail(err);
-    if (int err = batch_write(out, image.get(), compression, thumbnail)) return fail(err);
+    std::vector<std::uint8_t> profile;
+    if (int err = batch_read(in, image.get(), &profile)) return fail(err);
+    if (int err = WriteImage(out.c_str(), filter, image.get(), profile, options)) return fail(err);
     return 0;
 }
 

@@ -1,0 +1,493 @@
+// orvane-batch run as a user runs it, on files made by other programs:
+// netpbm's pnmtopng and pnmtotiff, libjpeg-turbo's cjpeg. What it writes is
+// decoded by pngtopnm, tifftopnm and djpeg and compared with what those tools
+// make of the input, so neither side of a comparison is our own decoder.
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/wait.h>
+#include <tiffio.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "file/file_test_support.h"
+
+namespace {
+
+using file_test::Picture;
+using file_test::quoted;
+using file_test::ScratchFolder;
+
+// The program beside the test executable's folder, or the one ORVANE_BATCH names.
+std::string batch_program() {
+    if (const char* named = std::getenv("ORVANE_BATCH")) return named;
+    std::error_code ignored;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ignored);
+    return (self.parent_path().parent_path() / "orvane-batch").string();
+}
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string text_of(const std::string& path) {
+    const std::vector<std::uint8_t> bytes = file_test::read_bytes(path);
+    return std::string(bytes.begin(), bytes.end());
+}
+
+Outcome batch(const ScratchFolder& dir, const std::string& arguments) {
+    const std::string out = dir.file("batch.out");
+    const std::string err = dir.file("batch.err");
+    const std::string command =
+        quoted(batch_program()) + " " + arguments + " > " + quoted(out) + " 2> " + quoted(err);
+    const int raw = std::system(command.c_str());
+    Outcome outcome;
+    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+    outcome.out = text_of(out);
+    outcome.err = text_of(err);
+    return outcome;
+}
+
+// What a netpbm or libjpeg tool decodes `file` to: `tool` is a command that
+// writes PNM to its standard output. tifftopnm needs -byrow to keep 16 bits.
+Picture decoded_by(const ScratchFolder& dir, const std::string& tool, const std::string& file) {
+    const std::string pnm = dir.file("decoded.pnm");
+    if (!file_test::run(tool + " " + quoted(file) + " > " + quoted(pnm) + " 2>/dev/null"))
+        return {};
+    return file_test::read_pnm(pnm);
+}
+
+// A bilevel picture as PBM (a set bit is black), since write_pnm has no P4.
+void write_pbm(const std::string& path, const Picture& p) {
+    std::vector<std::uint8_t> bytes;
+    const std::string head =
+        "P4\n" + std::to_string(p.width) + " " + std::to_string(p.height) + "\n";
+    bytes.assign(head.begin(), head.end());
+    const int line = (p.width + 7) / 8;
+    for (int y = 0; y < p.height; ++y) {
+        std::vector<std::uint8_t> row(static_cast<std::size_t>(line), 0);
+        for (int x = 0; x < p.width; ++x)
+            if (p.at(x, y, 0) == 0)
+                row[x / 8] = static_cast<std::uint8_t>(row[x / 8] | 0x80 >> x % 8);
+        bytes.insert(bytes.end(), row.begin(), row.end());
+    }
+    file_test::write_bytes(path, bytes);
+}
+
+void write_netpbm(const std::string& path, const Picture& p) {
+    if (p.maxval == 1)
+        write_pbm(path, p);
+    else
+        file_test::write_pnm(path, p);
+}
+
+::testing::AssertionResult same_picture(const Picture& expected, const Picture& actual) {
+    if (expected.samples.empty()) return ::testing::AssertionFailure() << "no reference picture";
+    const long difference = file_test::max_difference(expected, actual);
+    if (difference == 0) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure()
+           << (difference < 0 ? "shapes differ" : "samples differ by up to ")
+           << (difference < 0 ? "" : std::to_string(difference)) << ": " << actual.width << "x"
+           << actual.height << "x" << actual.channels << " maxval " << actual.maxval
+           << ", expected " << expected.width << "x" << expected.height << "x" << expected.channels
+           << " maxval " << expected.maxval;
+}
+
+struct TiffFacts {
+    bool opened = false;
+    int compression = 0;
+    double resolution = 0;
+    int subifds = 0;
+    std::vector<std::uint8_t> profile;
+};
+
+TiffFacts tiff_facts(const std::string& path) {
+    TiffFacts facts;
+    TIFF* tif = TIFFOpen(path.c_str(), "r");
+    if (!tif) return facts;
+    facts.opened = true;
+    std::uint16_t compression = 0;
+    TIFFGetFieldDefaulted(tif, TIFFTAG_COMPRESSION, &compression);
+    facts.compression = compression;
+    float resolution = 0;
+    if (TIFFGetField(tif, TIFFTAG_XRESOLUTION, &resolution)) facts.resolution = resolution;
+    std::uint16_t count = 0;
+    std::uint64_t* offsets = nullptr;
+    if (TIFFGetField(tif, TIFFTAG_SUBIFD, &count, &offsets)) facts.subifds = count;
+    std::uint32_t size = 0;
+    void* data = nullptr;
+    if (TIFFGetField(tif, TIFFTAG_ICCPROFILE, &size, &data)) {
+        const auto* bytes = static_cast<const std::uint8_t*>(data);
+        facts.profile.assign(bytes, bytes + size);
+    }
+    TIFFClose(tif);
+    return facts;
+}
+
+// The iCCP profile of a PNG file as libpng reads it.
+std::vector<std::uint8_t> png_profile(const std::string& path) {
+    std::vector<std::uint8_t> profile;
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file) return profile;
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    if (png && info && !setjmp(png_jmpbuf(png))) {
+        png_init_io(png, file);
+        png_read_info(png, info);
+        png_charp name = nullptr;
+        int compression = 0;
+        png_bytep data = nullptr;
+        png_uint_32 size = 0;
+        if (png_get_iCCP(png, info, &name, &compression, &data, &size) != 0)
+            profile.assign(data, data + size);
+    }
+    png_destroy_read_struct(&png, &info, nullptr);
+    std::fclose(file);
+    return profile;
+}
+
+// The files of a folder, by name.
+std::vector<std::string> folder_names(const ScratchFolder& dir) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class BatchCli : public ::testing::Test {
+protected:
+    void SetUp() override {
+#if defined(__SANITIZE_ADDRESS__)
+        // The program under test is the plain build; running it again from the
+        // sanitized test executable would check nothing new.
+        GTEST_SKIP() << "runs in the plain test executable";
+#endif
+        ASSERT_TRUE(std::filesystem::exists(batch_program())) << batch_program();
+        ASSERT_FALSE(dir.path().empty());
+    }
+
+    std::string file(const std::string& name) const {
+        return dir.file(name);
+    }
+
+    ScratchFolder dir;
+};
+
+struct Kind {
+    const char* name;
+    int channels;
+    int maxval;
+};
+
+constexpr Kind kinds[] = {
+    {"bilevel", 1, 1},    {"gray8", 1, 255},      {"colour8", 3, 255},
+    {"gray16", 1, 65535}, {"colour16", 3, 65535},
+};
+
+TEST_F(BatchCli, PngFromPnmtopngBecomesTiffWithTheSameSamples) {
+    const char* compressions[] = {"none", "zip", "lzw"};
+    const int tiff_codes[] = {COMPRESSION_NONE, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_LZW};
+    int round = 0;
+    for (const Kind& kind : kinds) {
+        SCOPED_TRACE(kind.name);
+        // An odd width, so that lines end inside a byte or a pixel group.
+        const Picture source = file_test::make_picture(61, 37, kind.channels, kind.maxval, 7);
+        write_netpbm(file("source.pnm"), source);
+        // 11811 pixels a metre is 300 pixels an inch.
+        ASSERT_TRUE(file_test::run("pnmtopng -size '11811 11811 1' " + quoted(file("source.pnm")) +
+                                   " > " + quoted(file("in.png"))));
+        const int c = round++ % 3;
+        const bool thumbnail = kind.maxval == 255;
+        const Outcome outcome =
+            batch(dir, "convert " + quoted(file("in.png")) + " " + quoted(file("out.tif")) +
+                           " --compression " + compressions[c] + (thumbnail ? " --thumbnail" : ""));
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_TRUE(outcome.out.empty() && outcome.err.empty()) << outcome.out << outcome.err;
+
+        EXPECT_TRUE(same_picture(decoded_by(dir, "pngtopnm", file("in.png")),
+                                 decoded_by(dir, "tifftopnm -byrow", file("out.tif"))));
+        const TiffFacts facts = tiff_facts(file("out.tif"));
+        ASSERT_TRUE(facts.opened);
+        EXPECT_EQ(facts.compression, tiff_codes[c]) << compressions[c];
+        EXPECT_NEAR(facts.resolution, 300.0, 0.05);
+        EXPECT_EQ(facts.subifds, thumbnail ? 1 : 0);
+    }
+}
+
+TEST_F(BatchCli, TiffFromNetpbmAndTiffcpBecomesPngWithTheSameSamples) {
+    for (const Kind& kind : kinds) {
+        if (kind.maxval > 255) continue;  // PNG is written in 8 bits at most
+        SCOPED_TRACE(kind.name);
+        const Picture source = file_test::make_picture(53, 29, kind.channels, kind.maxval, 11);
+        write_netpbm(file("source.pnm"), source);
+        ASSERT_TRUE(file_test::run("pnmtotiff " + quoted(file("source.pnm")) + " > " +
+                                   quoted(file("plain.tif")) + " 2>/dev/null"));
+        for (const char* method : {"none", "lzw", "zip"}) {
+            SCOPED_TRACE(method);
+            ASSERT_TRUE(file_test::run("tiffcp -r 5 -c " + std::string(method) + " " +
+                                       quoted(file("plain.tif")) + " " + quoted(file("in.tif"))));
+            const Outcome outcome =
+                batch(dir, "convert " + quoted(file("in.tif")) + " " + quoted(file("out.png")));
+            ASSERT_EQ(outcome.status, 0) << outcome.err;
+            const Picture expected = decoded_by(dir, "tifftopnm -byrow", file("in.tif"));
+            EXPECT_TRUE(same_picture(expected, decoded_by(dir, "pngtopnm", file("out.png"))));
+            EXPECT_TRUE(
+                same_picture(file_test::normalised(source), file_test::normalised(expected)));
+        }
+    }
+}
+
+TEST_F(BatchCli, JpegFromCjpegDecodesExactlyAsDjpegDoes) {
+    const Picture colour = file_test::make_picture(67, 45, 3, 255, 3);
+    const Picture gray = file_test::make_picture(67, 45, 1, 255, 4);
+    file_test::write_pnm(file("colour.ppm"), colour);
+    file_test::write_pnm(file("gray.pgm"), gray);
+    struct Variant {
+        const char* name;
+        const char* options;
+        const char* source;
+    };
+    const Variant variants[] = {
+        {"colour 4:2:0", "-quality 85", "colour.ppm"},
+        {"colour 4:4:4", "-quality 92 -sample 1x1", "colour.ppm"},
+        {"colour 4:2:2 progressive", "-quality 70 -sample 2x1 -progressive", "colour.ppm"},
+        {"gray", "-quality 90 -grayscale", "gray.pgm"},
+        {"colour turned gray", "-quality 90 -grayscale", "colour.ppm"},
+    };
+    for (const Variant& v : variants) {
+        SCOPED_TRACE(v.name);
+        ASSERT_TRUE(file_test::run("cjpeg " + std::string(v.options) + " -outfile " +
+                                   quoted(file("in.jpg")) + " " + quoted(file(v.source))));
+        const Picture expected = decoded_by(dir, "djpeg -pnm", file("in.jpg"));
+        for (const char* out : {"out.png", "out.tif"}) {
+            SCOPED_TRACE(out);
+            const Outcome outcome =
+                batch(dir, "convert " + quoted(file("in.jpg")) + " " + quoted(file(out)));
+            ASSERT_EQ(outcome.status, 0) << outcome.err;
+            const char* tool = std::string(out) == "out.png" ? "pngtopnm" : "tifftopnm -byrow";
+            EXPECT_TRUE(same_picture(expected, decoded_by(dir, tool, file(out))));
+        }
+    }
+}
+
+TEST_F(BatchCli, JpegWrittenAtAQualityDecodesAsCjpegsAtThatQuality) {
+    // With the same quantisation tables and full colour resolution, libjpeg's
+    // decoder gives the same pixels whoever encoded the file. The default is
+    // the quality of the `jpegquality` preference, 97.
+    const Picture colour = file_test::make_picture(80, 48, 3, 255, 5);
+    const Picture gray = file_test::make_picture(80, 48, 1, 255, 6);
+    file_test::write_pnm(file("colour.ppm"), colour);
+    file_test::write_pnm(file("gray.pgm"), gray);
+    ASSERT_TRUE(file_test::run("pnmtopng " + quoted(file("colour.ppm")) + " > " +
+                               quoted(file("colour.png"))));
+    ASSERT_TRUE(file_test::run("pnmtotiff " + quoted(file("gray.pgm")) + " > " +
+                               quoted(file("gray.tif")) + " 2>/dev/null"));
+    struct Case {
+        const char* input;
+        const char* netpbm;
+        const char* cjpeg_options;
+        int quality;  // -1: not given
+    };
+    const Case cases[] = {
+        {"colour.png", "colour.ppm", "-sample 1x1", 40},
+        {"colour.png", "colour.ppm", "-sample 1x1", 75},
+        {"colour.png", "colour.ppm", "-sample 1x1", -1},
+        {"gray.tif", "gray.pgm", "-grayscale", 60},
+        {"gray.tif", "gray.pgm", "-grayscale", -1},
+    };
+    for (const Case& c : cases) {
+        const int quality = c.quality < 0 ? 97 : c.quality;
+        SCOPED_TRACE(std::string(c.input) + " quality " + std::to_string(c.quality));
+        const std::string option = c.quality < 0 ? "" : " --quality " + std::to_string(c.quality);
+        const Outcome outcome =
+            batch(dir, "convert " + quoted(file(c.input)) + " " + quoted(file("out.jpg")) + option);
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        ASSERT_TRUE(file_test::run("cjpeg -quality " + std::to_string(quality) + " " +
+                                   c.cjpeg_options + " -outfile " + quoted(file("cjpeg.jpg")) +
+                                   " " + quoted(file(c.netpbm))));
+        EXPECT_TRUE(same_picture(decoded_by(dir, "djpeg -pnm", file("cjpeg.jpg")),
+                                 decoded_by(dir, "djpeg -pnm", file("out.jpg"))));
+    }
+}
+
+TEST_F(BatchCli, ProfilesTravelThroughEveryFormat) {
+    // 70000 bytes: more than one APP2 marker holds, so JPEG splits it both ways.
+    const std::vector<std::uint8_t> profile = file_test::make_profile("RGB ", 70000 - 144, 9);
+    file_test::write_bytes(file("profile.icc"), profile);
+    file_test::write_pnm(file("colour.ppm"), file_test::make_picture(40, 30, 3, 255, 2));
+    ASSERT_TRUE(file_test::run("cjpeg -icc " + quoted(file("profile.icc")) + " -outfile " +
+                               quoted(file("in.jpg")) + " " + quoted(file("colour.ppm"))));
+
+    Outcome outcome = batch(dir, "info " + quoted(file("in.jpg")));
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find("Profile: yes\n"), std::string::npos) << outcome.out;
+
+    ASSERT_EQ(batch(dir, "convert " + quoted(file("in.jpg")) + " " + quoted(file("a.tif"))).status,
+              0);
+    EXPECT_EQ(tiff_facts(file("a.tif")).profile, profile);
+    ASSERT_EQ(batch(dir, "convert " + quoted(file("a.tif")) + " " + quoted(file("b.png"))).status,
+              0);
+    EXPECT_EQ(png_profile(file("b.png")), profile);
+    ASSERT_EQ(batch(dir, "convert " + quoted(file("b.png")) + " " + quoted(file("c.jpg"))).status,
+              0);
+    ASSERT_TRUE(file_test::run("djpeg -icc " + quoted(file("back.icc")) + " -outfile /dev/null " +
+                               quoted(file("c.jpg"))));
+    EXPECT_EQ(file_test::read_bytes(file("back.icc")), profile);
+
+    // A file without one says so.
+    ASSERT_TRUE(file_test::run("pnmtopng " + quoted(file("colour.ppm")) + " > " +
+                               quoted(file("plain.png"))));
+    outcome = batch(dir, "info " + quoted(file("plain.png")));
+    EXPECT_NE(outcome.out.find("Profile: no\n"), std::string::npos) << outcome.out;
+}
+
+TEST_F(BatchCli, InfoDescribesFilesOfEachFormat) {
+    const Picture colour16 = file_test::make_picture(45, 23, 3, 65535, 1);
+    file_test::write_pnm(file("deep.ppm"), colour16);
+    ASSERT_TRUE(file_test::run("pnmtopng -size '11811 11811 1' " + quoted(file("deep.ppm")) +
+                               " > " + quoted(file("deep.png"))));
+    // The same bytes under a name that says nothing, and under a misleading one.
+    std::filesystem::copy_file(file("deep.png"), file("deep.dat"));
+    std::filesystem::copy_file(file("deep.png"), file("deep.jpg"));
+    const std::string png_info =
+        "Format: PNG\nWidth: 45\nHeight: 23\nType: Color Image (48-bit)\n"
+        "Resolution: 300.0\nProfile: no\n";
+    for (const char* name : {"deep.png", "deep.dat", "deep.jpg"}) {
+        const Outcome outcome = batch(dir, "info " + quoted(file(name)));
+        EXPECT_EQ(outcome.status, 0) << name << outcome.err;
+        EXPECT_EQ(outcome.out, png_info) << name;
+    }
+
+    const Picture gray = file_test::make_picture(30, 20, 1, 255, 2);
+    file_test::write_pnm(file("gray.pgm"), gray);
+    ASSERT_TRUE(file_test::run("cjpeg -grayscale -outfile " + quoted(file("gray.jpg")) + " " +
+                               quoted(file("gray.pgm"))));
+    Outcome outcome = batch(dir, "info " + quoted(file("gray.jpg")));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(
+        outcome.out.rfind("Format: JPEG\nWidth: 30\nHeight: 20\nType: Black and White Image\n", 0),
+        0u)
+        << outcome.out;
+    EXPECT_EQ(outcome.out.find("Profile"), std::string::npos) << outcome.out;
+
+    const Picture bilevel = file_test::make_picture(19, 7, 1, 1, 3);
+    write_pbm(file("bilevel.pbm"), bilevel);
+    ASSERT_TRUE(file_test::run("pnmtotiff -lzw " + quoted(file("bilevel.pbm")) + " > " +
+                               quoted(file("bilevel.tif")) + " 2>/dev/null"));
+    outcome = batch(dir, "info " + quoted(file("bilevel.tif")));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out.rfind("Format: TIFF\nWidth: 19\nHeight: 7\nType: Binary Image\n", 0), 0u)
+        << outcome.out;
+    EXPECT_NE(outcome.out.find("Compression: LZW\n"), std::string::npos) << outcome.out;
+}
+
+TEST_F(BatchCli, FailuresGiveTheErrorCodeAndLeaveTheDestinationAlone) {
+    const Picture colour = file_test::make_picture(24, 16, 3, 255, 8);
+    file_test::write_pnm(file("colour.ppm"), colour);
+    file_test::write_pnm(file("deep.ppm"), file_test::make_picture(24, 16, 3, 65535, 8));
+    ASSERT_TRUE(
+        file_test::run("pnmtopng " + quoted(file("colour.ppm")) + " > " + quoted(file("in.png"))));
+    ASSERT_TRUE(
+        file_test::run("pnmtopng " + quoted(file("deep.ppm")) + " > " + quoted(file("deep.png"))));
+    ASSERT_TRUE(file_test::run("cjpeg -outfile " + quoted(file("whole.jpg")) + " " +
+                               quoted(file("colour.ppm"))));
+    std::vector<std::uint8_t> jpeg = file_test::read_bytes(file("whole.jpg"));
+    jpeg.resize(jpeg.size() / 2);
+    file_test::write_bytes(file("half.jpg"), jpeg);
+    file_test::write_bytes(file("in.gif"),
+                           {'G', 'I', 'F', '8', '9', 'a', 24, 0, 16, 0, 0, 0, 0, ';'});
+    // Destinations that exist already: a failed conversion must not touch them.
+    const std::vector<std::uint8_t> old_bytes = {'o', 'l', 'd'};
+    for (const char* name : {"dest.jpg", "dest.png"})
+        file_test::write_bytes(file(name), old_bytes);
+
+    struct Case {
+        std::string arguments;
+        int status;
+        std::string message;
+    };
+    const Case cases[] = {
+        {"info " + quoted(file("missing.png")), 129, "File not found"},
+        {"convert " + quoted(file("missing.jpg")) + " " + quoted(file("x.tif")), 129,
+         "File not found"},
+        {"convert " + quoted(file("half.jpg")) + " " + quoted(file("x.png")), 22,
+         "Error reading JPEG file"},
+        {"convert " + quoted(file("in.gif")) + " " + quoted(file("x.png")), 136,
+         "File has an unsupported feature"},
+        {"convert " + quoted(file("in.png")) + " " + quoted(file("x.xyz")), 71,
+         "Unknown file type"},
+        {"convert " + quoted(file("in.png")) + " " + quoted(file("noextension")), 71,
+         "Unknown file type"},
+        {"convert " + quoted(file("in.png")) + " " + quoted(file("x.gif")), 136,
+         "File has an unsupported feature"},
+        {"convert " + quoted(file("in.png")) + " " + quoted(file("x.BMP")), 136,
+         "File has an unsupported feature"},
+        {"convert " + quoted(file("deep.png")) + " " + quoted(file("dest.jpg")), 24,
+         "Only grayscale or color images can be saved in JPEG format"},
+        {"convert " + quoted(file("deep.png")) + " " + quoted(file("dest.png")), 47,
+         "Only binary, grayscale, or color images can be saved in PNG format"},
+    };
+    for (const Case& c : cases) {
+        const Outcome outcome = batch(dir, c.arguments);
+        EXPECT_EQ(outcome.status, c.status) << c.arguments;
+        EXPECT_EQ(outcome.err, "orvane-batch: " + c.message + "\n") << c.arguments;
+        EXPECT_TRUE(outcome.out.empty()) << c.arguments;
+    }
+    for (const char* name : {"dest.jpg", "dest.png"})
+        EXPECT_EQ(file_test::read_bytes(file(name)), old_bytes) << name;
+
+    // Command lines that cannot be understood, or options the output format
+    // has no use for: 255, and nothing is read or written.
+    const std::string in = quoted(file("in.png"));
+    const std::string refusals[][2] = {
+        {"convert " + in + " " + quoted(file("y.tif")) + " --quality 80",
+         "--quality applies to JPEG output only"},
+        {"convert " + in + " " + quoted(file("y.png")) + " --quality 80",
+         "--quality applies to JPEG output only"},
+        {"convert " + in + " " + quoted(file("y.jpg")) + " --compression zip",
+         "--compression applies to TIFF output only"},
+        {"convert " + in + " " + quoted(file("y.png")) + " --thumbnail",
+         "--thumbnail applies to TIFF output only"},
+    };
+    for (const auto& r : refusals) {
+        const Outcome outcome = batch(dir, r[0]);
+        EXPECT_EQ(outcome.status, 255) << r[0];
+        EXPECT_EQ(outcome.err, "orvane-batch: " + r[1] + "\n") << r[0];
+    }
+    const std::string jpg = quoted(file("y.jpg"));
+    const std::string bad_lines[] = {
+        "",
+        "info",
+        "info " + in + " " + in,
+        "resize " + in,
+        "convert " + in,
+        "convert " + in + " " + jpg + " " + quoted(file("z.jpg")),
+        "convert " + in + " " + jpg + " --quality",
+        "convert " + in + " " + jpg + " --quality 101",
+        "convert " + in + " " + jpg + " --quality -1",
+        "convert " + in + " " + jpg + " --quality 9x",
+        "convert " + in + " " + quoted(file("y.tif")) + " --compression rle",
+        "convert " + in + " " + jpg + " --fast",
+    };
+    for (const std::string& line : bad_lines) {
+        const Outcome outcome = batch(dir, line);
+        EXPECT_EQ(outcome.status, 255) << line;
+        EXPECT_EQ(outcome.err.rfind("usage: orvane-batch", 0), 0u) << line << outcome.err;
+    }
+
+    // Only the files made above: no output, no leftover sibling of a failed write.
+    const std::vector<std::string> expected = {"batch.err", "batch.out", "colour.ppm", "deep.png",
+                                               "deep.ppm",  "dest.jpg",  "dest.png",   "half.jpg",
+                                               "in.gif",    "in.png",    "whole.jpg"};
+    EXPECT_EQ(folder_names(dir), expected);
+}
+
+}  // namespace
