@@ -42,6 +42,13 @@ FileSignature signature_of(const unsigned char* b, std::size_t n) {
 }
 
 int read_tiff(const char* path, Image* image, std::vector<std::uint8_t>* profile, bool progress) {
+    // The TIFF reader reports any failure to open as a read problem; a missing
+    // file says so plainly.
+    if (std::FILE* probe = std::fopen(path, "rb")) {
+        std::fclose(probe);
+    } else if (errno == ENOENT) {
+        return err_not_found;
+    }
     const int err = TiffRead(path, image, progress);
     debug_log("File", "TiffRead", err);
     if (err != 0 || !profile) return err;

@@ -139,6 +139,7 @@ TEST_F(ReadAndWrite, FormatsWithoutReaderAreRefusedClearly) {
     EXPECT_EQ(read(folder.file("missing.gif"), image.get(), &code), 129);
     EXPECT_EQ(read(folder.file("missing.jpg"), image.get(), &code), 129);
     EXPECT_EQ(read(folder.file("missing.png"), image.get(), &code), 129);
+    EXPECT_EQ(read(folder.file("missing.tif"), image.get(), &code), 129);
     EXPECT_EQ(read(folder.file("missing.dat"), image.get(), &code), 129);
 }
 
