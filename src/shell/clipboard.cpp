@@ -28,9 +28,12 @@ std::int64_t bitmap_bytes(int bits_per_pixel, int width, int height) {
 }
 
 // A dots-per-metre value back to pixels per inch. Whole dots per metre lose a
-// little, so the result is rounded to hundredths: 200 dpi stays 200.
+// little, so the result is rounded to hundredths: 200 dpi stays 200. A bitmap
+// that says nothing has the toolkit's screen density, which tells nothing
+// about the picture: it gets the resolution of new images.
 double resolution_of(int dots_per_metre, double fallback) {
-    if (dots_per_metre <= 0) return fallback;
+    static const int unknown = QImage(1, 1, QImage::Format_RGB888).dotsPerMeterX();
+    if (dots_per_metre <= 0 || dots_per_metre == unknown) return fallback;
     return std::round(dots_per_metre * metres_per_inch * 100.0) / 100.0;
 }
 

@@ -19,7 +19,8 @@ class QMdiArea;
 // type 1, gray bitmaps type 2 (16-bit gray type 6), bitmaps of 16 bits a
 // channel type 7, and all others type 3, with any transparency dropped. The
 // resolution comes from the dots per metre, or is `default_resolution` when
-// the bitmap has none. 1 when memory runs out, 11 on a cancel.
+// the bitmap has none (or only the toolkit's screen density). 1 when memory runs out, 11 on a
+// cancel.
 [[nodiscard]] int clipboard_picture_of(const QImage& bitmap, double default_resolution,
                                        Image* picture);
 
