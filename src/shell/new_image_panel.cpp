@@ -18,9 +18,12 @@
 #include <QMdiArea>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <optional>
+#include <vector>
 
 namespace {
 
@@ -193,13 +196,16 @@ void new_image_run(QMdiArea* area) {
         if (start.units < units_pixels || start.units > units_centimetres)
             start.units = units_pixels;
         start.resolution = preferences().defaultres;
-        if (start.units != units_pixels) {
-            start.width = std::round(640.0 / start.resolution *
-                                     (start.units == units_inches ? 1.0 : 2.54) * 100.0) /
-                          100.0;
-            start.height = std::round(480.0 / start.resolution *
-                                      (start.units == units_inches ? 1.0 : 2.54) * 100.0) /
-                           100.0;
+        // The first proposal is 640 by 480 pixels, in the units of the fields.
+        const double per_inch = start.units == units_inches        ? 1.0
+                                : start.units == units_centimetres ? 2.54
+                                                                   : 0.0;
+        if (per_inch > 0.0) {
+            const auto in_units = [&](double pixels) {
+                return std::round(pixels / start.resolution * per_inch * 100.0) / 100.0;
+            };
+            start.width = in_units(start.width);
+            start.height = in_units(start.height);
         }
     }
     NewImagePanel panel(start, app_state.main_window);
