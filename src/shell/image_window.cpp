@@ -223,11 +223,8 @@ void ImageWindow::rebuild_copies() {
     r->view_x2 = r->view_x1 + r->view_width - 1;
     r->view_y2 = r->view_y1 + r->view_height - 1;
     if (r->view_width > 0 && r->view_height > 0) view_to_picture_rect(r);
-    // A failed copy leaves the window standing, empty.
-    if (view_update(r, preferences().smoothzoomflag) != 0) {
-        image_free(&r->view_copy);
-        image_free(&r->display_copy);
-    }
+    // A failed copy is reported; the window stays, empty (both copies freed).
+    if (int code = view_update(r, preferences().smoothzoomflag)) error_report(code);
     viewport()->update();
 }
 

@@ -2,6 +2,7 @@
 // dragging hand, and the zoom menu of the right mouse button.
 #include "shell/image_window.h"
 
+#include "core/errors.h"
 #include "core/preferences.h"
 
 #include "shell/app_state.h"
@@ -67,10 +68,8 @@ void ImageWindow::scroll_to(int x, int y) {
                                QRect(r->offset_x, r->offset_y, r->view_width, r->view_height));
             return;
         case ViewScroll::rebuilt:
-            if (code != 0) {
-                image_free(&r->view_copy);
-                image_free(&r->display_copy);
-            }
+            // A failed copy is reported; the window stays, empty.
+            if (code != 0) error_report(code);
             viewport()->update();
             return;
     }
