@@ -8,6 +8,7 @@
 #include "shell/preferences_panel.h"
 #include "shell/recent_files.h"
 #include "shell/splash_panel.h"
+#include "shell/view_commands.h"
 #include "shell/window_arrange.h"
 
 #include <QMainWindow>
@@ -88,6 +89,7 @@ CommandResult command_dispatch(QWidget* window, int command) {
             return CommandResult::done;
         default:
             if (image_window_command(area, number)) return CommandResult::done;
+            if (view_command(area, number)) return CommandResult::done;
             break;
     }
     // Marked built in the table but without an action here.

@@ -36,7 +36,7 @@ inline constexpr int recent_file_last = 1109;
 // clang-format off
 inline constexpr CommandEntry command_table[] = {
     // File
-    {1001, "&New Image...", "Ctrl+N", MenuId::file, 0, false},
+    {1001, "&New Image...", "Ctrl+N", MenuId::file, 0, true},
     {1026, "&Workflow...", "", MenuId::file, 0, false},
     {1015, "Album...", "", MenuId::file, 0, false},
     {1002, "&Open...", "Ctrl+O", MenuId::file, 0, false, true},
@@ -62,10 +62,10 @@ inline constexpr CommandEntry command_table[] = {
     // The recent files: their entries follow the list, not this table.
     {recent_file_first, nullptr, "", MenuId::none, 0, true, false, recent_file_last},
     // Edit
-    {2001, "&Undo", "Ctrl+Z", MenuId::edit, 0, false},
-    {2002, "Undo &All", "", MenuId::edit, 0, false},
-    {2003, "Cop&y", "", MenuId::edit, 0, false, true},
-    {2004, "&Paste", "", MenuId::edit, 0, false},
+    {2001, "&Undo", "Ctrl+Z", MenuId::edit, 0, true},
+    {2002, "Undo &All", "", MenuId::edit, 0, true},
+    {2003, "Cop&y", "", MenuId::edit, 0, true, true},
+    {2004, "&Paste", "", MenuId::edit, 0, true},
     // Transformations: 4005 and 4006 make their window at once, without a panel.
     {4001, "&Mirror/Rotate...", "", MenuId::transformations, 19, false},
     {4002, "&Crop/Add Border...", "", MenuId::transformations, 3, false},
@@ -145,7 +145,7 @@ inline constexpr CommandEntry command_table[] = {
     {4500, "&New", "", MenuId::mask, 0, false},
     {4501, nullptr, "", MenuId::none, 0, false, false, 4550},
     // Window
-    {3001, "&Info...", "Ctrl+W", MenuId::window, 0, false},
+    {3001, "&Info...", "Ctrl+W", MenuId::window, 0, true},
     {3022, "File Co&mments...", "", MenuId::window, 0, false},
     {3021, "&Count Colors...", "", MenuId::window, 0, false},
     {3002, "&Grid...", "", MenuId::window, 0, false},
@@ -159,7 +159,7 @@ inline constexpr CommandEntry command_table[] = {
     {3006, "Zoom In and Resize", "", MenuId::window, 0, true},
     {3005, "Zoom In", "", MenuId::window, 0, true},
     {3007, "Zoom Out", "", MenuId::window, 0, true},
-    {3008, "&Zoom Factor...", "", MenuId::window, 0, false},
+    {3008, "&Zoom Factor...", "", MenuId::window, 0, true},
     {3015, "Zoom &1:1", "", MenuId::window, 0, true},
     {3016, "Zoom 1:1 and &Resize", "", MenuId::window, 0, true},
     {3012, "Next", "Ins", MenuId::window, 0, true, true},

@@ -2,6 +2,7 @@
 
 #include "core/errors.h"
 #include "core/preferences.h"
+#include "core/undo.h"
 
 #include "shell/message_box.h"
 #include "shell/view_update.h"
@@ -70,6 +71,7 @@ ImageWindow::ImageWindow(int slot, WindowRecord* record) : record_(record) {
 
 ImageWindow::~ImageWindow() {
     links_forget_window(this);
+    undo_forget_window(this);
     window_record_release(record_slot);
 }
 
@@ -221,29 +223,13 @@ void ImageWindow::rebuild_copies() {
     r->view_x2 = r->view_x1 + r->view_width - 1;
     r->view_y2 = r->view_y1 + r->view_height - 1;
     if (r->view_width > 0 && r->view_height > 0) view_to_picture_rect(r);
-    // A failed copy leaves the window standing, empty.
-    if (view_update(r, preferences().smoothzoomflag) == 0 && r->display_copy.type != 0)
-        screen_ = display_image(r->display_copy);
-    else
-        screen_ = QImage();
+    // A failed copy is reported; the window stays, empty (both copies freed).
+    if (int code = view_update(r, preferences().smoothzoomflag)) error_report(code);
     viewport()->update();
 }
 
 void ImageWindow::scrollContentsBy(int, int) {
-    // The whole view is rebuilt from the new position.
-    WindowRecord* r = record_;
-    const int x = round_position(horizontalScrollBar()->value(), r->zoom);
-    const int y = round_position(verticalScrollBar()->value(), r->zoom);
-    if (x != horizontalScrollBar()->value() || y != verticalScrollBar()->value()) {
-        const QSignalBlocker block_h(horizontalScrollBar());
-        const QSignalBlocker block_v(verticalScrollBar());
-        horizontalScrollBar()->setValue(x);
-        verticalScrollBar()->setValue(y);
-    }
-    if (x == r->view_x1 && y == r->view_y1) return;
-    r->view_x1 = x;
-    r->view_y1 = y;
-    rebuild_copies();
+    scroll_to(horizontalScrollBar()->value(), verticalScrollBar()->value());
 }
 
 void ImageWindow::resizeEvent(QResizeEvent* event) {
@@ -254,21 +240,30 @@ void ImageWindow::resizeEvent(QResizeEvent* event) {
 void ImageWindow::paintEvent(QPaintEvent* event) {
     QPainter painter(viewport());
     const Rgb8 border = preferences().border;
-    const QRect picture(record_->offset_x, record_->offset_y, screen_.width(), screen_.height());
+    const Image& display = record_->display_copy;
+    const QRect picture(record_->offset_x, record_->offset_y, display.width, display.height);
     const QRegion edges = QRegion(event->rect()) - QRegion(picture);
     for (const QRect& rect : edges)
         painter.fillRect(rect, QColor(border.red, border.green, border.blue));
-    if (!screen_.isNull()) painter.drawImage(picture.topLeft(), screen_);
+    // Only the part asked for is converted: after a scroll that is the strip.
+    const QRect part = event->rect() & picture;
+    if (display.type != 0 && !part.isEmpty())
+        painter.drawImage(part.topLeft(),
+                          display_image(display, part.translated(-picture.topLeft())));
 }
 
 QImage display_image(const Image& display_copy) {
-    const int w = display_copy.width;
+    return display_image(display_copy, QRect(0, 0, display_copy.width, display_copy.height));
+}
+
+QImage display_image(const Image& display_copy, const QRect& rect) {
+    const QRect part = rect & QRect(0, 0, display_copy.width, display_copy.height);
+    QImage out(part.width(), part.height(), QImage::Format_RGB888);
     const int h = display_copy.height;
-    QImage out(w, h, QImage::Format_RGB888);
-    for (int t = 0; t < h; ++t) {
-        const std::uint8_t* in = display_copy.rows[h - 1 - t];
+    for (int t = 0; t < part.height(); ++t) {
+        const std::uint8_t* in = display_copy.rows[h - 1 - (part.top() + t)] + 3 * part.left();
         uchar* line = out.scanLine(t);
-        for (int x = 0; x < w; ++x) {
+        for (int x = 0; x < part.width(); ++x) {
             line[3 * x] = in[3 * x + 2];
             line[3 * x + 1] = in[3 * x + 1];
             line[3 * x + 2] = in[3 * x];

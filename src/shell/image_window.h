@@ -9,12 +9,15 @@
 
 #include <QAbstractScrollArea>
 #include <QImage>
+#include <QPoint>
+#include <QRect>
 #include <QString>
 
 #include <functional>
 
 class QMdiArea;
 class QMdiSubWindow;
+class QMenu;
 
 class ImageWindow : public QAbstractScrollArea, public ChildWindow, public WindowBase {
     Q_OBJECT
@@ -41,20 +44,37 @@ public:
     void layout_view();
     // The title as shown: base text, zoom and size.
     void update_title();
+    // Scrolls to (x, y) in zoomed pixels, limited to the range and at zoom
+    // n >= 2 rounded down to a whole picture pixel. Overlapping views move
+    // the screen and recompute only the uncovered strip.
+    void scroll_to(int x, int y);
+    // The menu of the right mouse button: the zoom commands, and on image
+    // windows "&Grid", "Add to Workflow" and "Properties". Each action's data
+    // is its command number. The caller owns the menu.
+    QMenu* context_menu();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void scrollContentsBy(int dx, int dy) override;
     void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
 
 private:
     void resize_to_picture();
     void rebuild_copies();
 
     WindowRecord* record_;
-    QImage screen_;  // display_copy as the painter takes it
     bool laying_out_ = false;
+    // The dragging hand: where the drag began, on the screen and in the view.
+    bool dragging_ = false;
+    QPoint drag_start_;
+    int drag_view_x_ = 0;
+    int drag_view_y_ = 0;
 };
 
 // Takes a record, moves `picture` into it (left empty), lets `setup` fill in
@@ -79,6 +99,8 @@ int fit_zoom(int width, int height, int extra_w, int extra_h, int area_w, int ar
 
 // The display copy (bottom-up blue, green, red) as a top-down image for painting.
 QImage display_image(const Image& display_copy);
+// The same for a rectangle of it, counted from its top left; clipped to it.
+QImage display_image(const Image& display_copy, const QRect& rect);
 
 // The window commands on the active image window: 3003 to 3016, 4005 and 4006.
 // Returns false when the command isn't one of these.

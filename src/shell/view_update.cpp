@@ -2,7 +2,9 @@
 
 #include "core/tables.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <vector>
 
 namespace {
@@ -62,20 +64,29 @@ ColumnMap map_axis(int view_start, int view_size, int zoom, int picture_size) {
     return map;
 }
 
+// The part of a copy being written: `width` columns from `left` and `height`
+// rows from `top`, counted from the view's top left.
+struct Region {
+    int left;
+    int top;
+    int width;
+    int height;
+};
+
 // Gray and colour, 8 and 16 bits: one routine for the four, the depth and the
 // sample count fixed at compile time so the inner loops carry no type tests.
 template <bool wide, int channels>
-void copy_samples(const Image& picture, Image* view, const ColumnMap& columns,
+void copy_samples(const Image& picture, Image* view, const Region& region, const ColumnMap& columns,
                   const ColumnMap& rows, bool average) {
-    const int w = view->width;
     const int h = view->height;
-    for (int t = 0; t < h; ++t) {
-        std::uint8_t* out = view->rows[h - 1 - t];
+    for (int t = 0; t < region.height; ++t) {
+        std::uint8_t* out =
+            view->rows[h - 1 - (region.top + t)] + static_cast<std::size_t>(region.left) * channels;
         const int top = rows.first[static_cast<std::size_t>(t)];
         const int block_h = average ? rows.count[static_cast<std::size_t>(t)] : 1;
         if (block_h == 1) {
             const std::uint8_t* line = picture.rows[picture.height - 1 - top];
-            for (int i = 0; i < w; ++i) {
+            for (int i = 0; i < region.width; ++i) {
                 const int x = columns.first[static_cast<std::size_t>(i)];
                 const int block_w = average ? columns.count[static_cast<std::size_t>(i)] : 1;
                 for (int c = 0; c < channels; ++c) {
@@ -87,7 +98,7 @@ void copy_samples(const Image& picture, Image* view, const ColumnMap& columns,
             }
             continue;
         }
-        for (int i = 0; i < w; ++i) {
+        for (int i = 0; i < region.width; ++i) {
             const int x = columns.first[static_cast<std::size_t>(i)];
             const int block_w = columns.count[static_cast<std::size_t>(i)];
             const unsigned pixels = static_cast<unsigned>(block_w * block_h);
@@ -107,28 +118,29 @@ void copy_samples(const Image& picture, Image* view, const ColumnMap& columns,
 
 // Binary pictures stay binary in the view: each view pixel takes the top-left
 // pixel of its block.
-void copy_bits(const Image& picture, Image* view, const ColumnMap& columns, const ColumnMap& rows) {
-    const int w = view->width;
+void copy_bits(const Image& picture, Image* view, const Region& region, const ColumnMap& columns,
+               const ColumnMap& rows) {
     const int h = view->height;
-    for (int t = 0; t < h; ++t) {
-        std::uint8_t* out = view->rows[h - 1 - t];
+    for (int t = 0; t < region.height; ++t) {
+        std::uint8_t* out = view->rows[h - 1 - (region.top + t)];
         const std::uint8_t* line =
             picture.rows[picture.height - 1 - rows.first[static_cast<std::size_t>(t)]];
-        for (int i = 0; i < w; ++i) {
+        for (int i = 0; i < region.width; ++i) {
             if (image_bit_get(line, columns.first[static_cast<std::size_t>(i)]))
-                image_bit_set(out, i);
+                image_bit_set(out, region.left + i);
             else
-                image_bit_clear(out, i);
+                image_bit_clear(out, region.left + i);
         }
     }
 }
 
 // The screen's step: gray and binary spread over three channels.
-void view_to_display(const Image& view, Image* display) {
-    for (int y = 0; y < view.height; ++y) {
-        const std::uint8_t* in = view.rows[y];
-        std::uint8_t* out = display->rows[y];
-        for (int x = 0; x < view.width; ++x) {
+void view_to_display(const Image& view, Image* display, const Region& region) {
+    const int h = view.height;
+    for (int t = region.top; t < region.top + region.height; ++t) {
+        const std::uint8_t* in = view.rows[h - 1 - t];
+        std::uint8_t* out = display->rows[h - 1 - t];
+        for (int x = region.left; x < region.left + region.width; ++x) {
             if (view.type == image_type_colour8) {
                 out[3 * x] = in[3 * x];
                 out[3 * x + 1] = in[3 * x + 1];
@@ -142,15 +154,60 @@ void view_to_display(const Image& view, Image* display) {
     }
 }
 
+bool shows_pixels(int type) {
+    return type == image_type_binary || type == image_type_gray8 || type == image_type_colour8 ||
+           type == image_type_gray16 || type == image_type_colour16;
+}
+
+// Fills one region of both copies from the picture.
+void fill_region(WindowRecord* record, const Region& region, bool smooth) {
+    const Image& picture = record->image;
+    const ColumnMap columns =
+        map_axis(record->view_x1 + region.left, region.width, record->zoom, picture.width);
+    const ColumnMap rows =
+        map_axis(record->view_y1 + region.top, region.height, record->zoom, picture.height);
+    const bool average = smooth && record->zoom < 0;
+    Image* view = &record->view_copy;
+    switch (picture.type) {
+        case image_type_binary:
+            copy_bits(picture, view, region, columns, rows);
+            break;
+        case image_type_gray8:
+            copy_samples<false, 1>(picture, view, region, columns, rows, average);
+            break;
+        case image_type_colour8:
+            copy_samples<false, 3>(picture, view, region, columns, rows, average);
+            break;
+        case image_type_gray16:
+            copy_samples<true, 1>(picture, view, region, columns, rows, average);
+            break;
+        default:
+            copy_samples<true, 3>(picture, view, region, columns, rows, average);
+            break;
+    }
+    view_to_display(*view, &record->display_copy, region);
+}
+
+// Both copies exist with the view's size, so that they can be shifted.
+bool copies_match_view(const WindowRecord& record) {
+    const Image& view = record.view_copy;
+    const Image& display = record.display_copy;
+    return view.type == view_type_of(record.image.type) && view.width == record.view_width &&
+           view.height == record.view_height && display.type == image_type_colour8 &&
+           display.width == record.view_width && display.height == record.view_height;
+}
+
+void set_view_rectangles(WindowRecord* record) {
+    record->view_x2 = record->view_x1 + record->view_width - 1;
+    record->view_y2 = record->view_y1 + record->view_height - 1;
+    if (record->view_width > 0 && record->view_height > 0) view_to_picture_rect(record);
+}
+
 }  // namespace
 
 int view_update(WindowRecord* record, bool smooth) {
-    const Image& picture = record->image;
-    const int type = picture.type;
-    const bool shows_pixels = type == image_type_binary || type == image_type_gray8 ||
-                              type == image_type_colour8 || type == image_type_gray16 ||
-                              type == image_type_colour16;
-    if (!shows_pixels || record->view_width <= 0 || record->view_height <= 0) {
+    const int type = record->image.type;
+    if (!shows_pixels(type) || record->view_width <= 0 || record->view_height <= 0) {
         image_free(&record->view_copy);
         image_free(&record->display_copy);
         return 0;
@@ -164,27 +221,57 @@ int view_update(WindowRecord* record, bool smooth) {
         image_free(&record->display_copy);
         return code;
     }
-    const ColumnMap columns = map_axis(record->view_x1, w, record->zoom, picture.width);
-    const ColumnMap rows = map_axis(record->view_y1, h, record->zoom, picture.height);
-    const bool average = smooth && record->zoom < 0;
-    Image* view = &record->view_copy;
-    switch (type) {
-        case image_type_binary:
-            copy_bits(picture, view, columns, rows);
-            break;
-        case image_type_gray8:
-            copy_samples<false, 1>(picture, view, columns, rows, average);
-            break;
-        case image_type_colour8:
-            copy_samples<false, 3>(picture, view, columns, rows, average);
-            break;
-        case image_type_gray16:
-            copy_samples<true, 1>(picture, view, columns, rows, average);
-            break;
-        default:
-            copy_samples<true, 3>(picture, view, columns, rows, average);
-            break;
-    }
-    view_to_display(*view, &record->display_copy);
+    fill_region(record, Region{0, 0, w, h}, smooth);
     return 0;
+}
+
+void view_update_region(WindowRecord* record, int x1, int y1, int x2, int y2, bool smooth) {
+    if (!shows_pixels(record->image.type) || !copies_match_view(*record)) return;
+    x1 = std::max(x1, 0);
+    y1 = std::max(y1, 0);
+    x2 = std::min(x2, record->view_width - 1);
+    y2 = std::min(y2, record->view_height - 1);
+    if (x1 > x2 || y1 > y2) return;
+    fill_region(record, Region{x1, y1, x2 - x1 + 1, y2 - y1 + 1}, smooth);
+}
+
+ViewScroll view_scroll(WindowRecord* record, int view_x1, int view_y1, bool smooth, int* code) {
+    *code = 0;
+    const int dx = view_x1 - record->view_x1;
+    const int dy = view_y1 - record->view_y1;
+    if (dx == 0 && dy == 0) return ViewScroll::unchanged;
+    const int w = record->view_width;
+    const int h = record->view_height;
+    record->view_x1 = view_x1;
+    record->view_y1 = view_y1;
+    set_view_rectangles(record);
+    const bool overlap = std::abs(dx) < w && std::abs(dy) < h;
+    if (!overlap || record->display_scale >= 2 || !shows_pixels(record->image.type) ||
+        !copies_match_view(*record)) {
+        *code = view_update(record, smooth);
+        return ViewScroll::rebuilt;
+    }
+    // Moving the view right moves the pixels left in the copies; moving it
+    // down moves the rows up the screen, which is towards lower line numbers
+    // counted from the top, so towards higher line numbers in the copies.
+    for (Image* copy : {&record->view_copy, &record->display_copy}) {
+        if (dx > 0) image_shift_left(copy, dx);
+        if (dx < 0) image_shift_right(copy, -dx);
+        if (dy > 0) image_shift_up(copy, dy);
+        if (dy < 0) image_shift_down(copy, -dy);
+    }
+    // The uncovered columns over the whole height, then the uncovered rows
+    // over the columns that the first strip didn't cover.
+    int left = 0;
+    int right = w - 1;
+    if (dx > 0) {
+        view_update_region(record, w - dx, 0, w - 1, h - 1, smooth);
+        right = w - dx - 1;
+    } else if (dx < 0) {
+        view_update_region(record, 0, 0, -dx - 1, h - 1, smooth);
+        left = -dx;
+    }
+    if (dy > 0) view_update_region(record, left, h - dy, right, h - 1, smooth);
+    if (dy < 0) view_update_region(record, left, 0, right, -dy - 1, smooth);
+    return ViewScroll::shifted;
 }

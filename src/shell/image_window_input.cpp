@@ -1,0 +1,188 @@
+// How an image window is moved about: scrolling by the bars, the keys and the
+// dragging hand, and the zoom menu of the right mouse button.
+#include "shell/image_window.h"
+
+#include "core/errors.h"
+#include "core/preferences.h"
+
+#include "shell/app_state.h"
+#include "shell/command_dispatch.h"
+#include "shell/view_update.h"
+
+#include <QContextMenuEvent>
+#include <QKeyEvent>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QScrollBar>
+
+#include <algorithm>
+
+namespace {
+
+// The tool that makes the left button drag the picture.
+constexpr int scroll_tool = 6002;
+
+struct MenuItem {
+    int number;
+    const char* label;
+};
+
+// The right button's menu; the last three only on image windows.
+constexpr MenuItem zoom_menu_items[] = {
+    {3005, "Zoom &In"},     {3006, "Zoom In and &Resize"},     {3007, "Zoom &Out"},
+    {3015, "Zoom to &1:1"}, {3016, "Zoom to 1:1 and Re&size"}, {3004, "Zoom Out to &Fit Screen"},
+};
+constexpr MenuItem image_menu_items[] = {
+    {3002, "&Grid"},
+    {0, "Add to Workflow"},  // no command of its own: the workflow window takes it
+    {3001, "Properties"},
+};
+
+}  // namespace
+
+void ImageWindow::scroll_to(int x, int y) {
+    WindowRecord* r = record_;
+    x = std::clamp(x, 0, std::max(0, r->scroll_max_x));
+    y = std::clamp(y, 0, std::max(0, r->scroll_max_y));
+    if (r->zoom >= 2) {
+        x = x / r->zoom * r->zoom;
+        y = y / r->zoom * r->zoom;
+    }
+    if (horizontalScrollBar()->value() != x || verticalScrollBar()->value() != y) {
+        const QSignalBlocker block_h(horizontalScrollBar());
+        const QSignalBlocker block_v(verticalScrollBar());
+        horizontalScrollBar()->setValue(x);
+        verticalScrollBar()->setValue(y);
+    }
+    const int dx = x - r->view_x1;
+    const int dy = y - r->view_y1;
+    int code = 0;
+    switch (view_scroll(r, x, y, preferences().smoothzoomflag, &code)) {
+        case ViewScroll::unchanged:
+            return;
+        case ViewScroll::shifted:
+            // The screen moves with the copies; only the strip is painted anew.
+            viewport()->scroll(-dx, -dy,
+                               QRect(r->offset_x, r->offset_y, r->view_width, r->view_height));
+            return;
+        case ViewScroll::rebuilt:
+            // A failed copy is reported; the window stays, empty.
+            if (code != 0) error_report(code);
+            viewport()->update();
+            return;
+    }
+}
+
+void ImageWindow::keyPressEvent(QKeyEvent* event) {
+    const WindowRecord* r = record_;
+    const int line_x = std::max(1, r->view_width / 8);
+    const int line_y = std::max(1, r->view_height / 8);
+    const int page_y = std::max(1, r->view_height * 7 / 8);
+    const bool both = (event->modifiers() & Qt::ControlModifier) != 0;
+    int x = r->view_x1;
+    int y = r->view_y1;
+    switch (event->key()) {
+        case Qt::Key_Left:
+            x -= line_x;
+            break;
+        case Qt::Key_Right:
+            x += line_x;
+            break;
+        case Qt::Key_Up:
+            y -= line_y;
+            break;
+        case Qt::Key_Down:
+            y += line_y;
+            break;
+        case Qt::Key_PageUp:
+            y -= page_y;
+            break;
+        case Qt::Key_PageDown:
+            y += page_y;
+            break;
+        case Qt::Key_Home:
+            x = 0;
+            if (both) y = 0;
+            break;
+        case Qt::Key_End:
+            x = r->scroll_max_x;
+            if (both) y = r->scroll_max_y;
+            break;
+        default:
+            QAbstractScrollArea::keyPressEvent(event);
+            return;
+    }
+    event->accept();
+    scroll_to(x, y);
+}
+
+QMenu* ImageWindow::context_menu() {
+    auto* menu = new QMenu(this);
+    menu->setObjectName(QStringLiteral("zoom_menu"));
+    const auto add = [&](const MenuItem& item) {
+        QAction* action = menu->addAction(QString::fromLatin1(item.label));
+        action->setData(item.number);
+        action->setEnabled(item.number != 0 && command_available(item.number));
+        const int number = item.number;
+        connect(action, &QAction::triggered, this, [this, number] {
+            // The commands act on the active window: make it this one.
+            if (QMdiSubWindow* sub = sub_window(); sub != nullptr && sub->mdiArea() != nullptr)
+                sub->mdiArea()->setActiveSubWindow(sub);
+            command_dispatch(this, number);
+        });
+    };
+    for (const MenuItem& item : zoom_menu_items)
+        add(item);
+    if (window_kind() == window_kind_image) {
+        menu->addSeparator();
+        for (const MenuItem& item : image_menu_items)
+            add(item);
+    }
+    return menu;
+}
+
+void ImageWindow::contextMenuEvent(QContextMenuEvent* event) {
+    QMenu* menu = context_menu();
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->popup(event->globalPos());
+    event->accept();
+}
+
+void ImageWindow::mousePressEvent(QMouseEvent* event) {
+    const bool hand =
+        event->button() == Qt::LeftButton &&
+        ((event->modifiers() & Qt::AltModifier) != 0 || app_state.current_tool == scroll_tool);
+    if (!hand) {
+        QAbstractScrollArea::mousePressEvent(event);
+        return;
+    }
+    dragging_ = true;
+    drag_start_ = event->globalPosition().toPoint();
+    drag_view_x_ = record_->view_x1;
+    drag_view_y_ = record_->view_y1;
+    viewport()->setCursor(Qt::ClosedHandCursor);
+    event->accept();
+}
+
+void ImageWindow::mouseMoveEvent(QMouseEvent* event) {
+    if (!dragging_) {
+        QAbstractScrollArea::mouseMoveEvent(event);
+        return;
+    }
+    // The picture follows the hand: moving it right shows what lies left.
+    const QPoint moved = event->globalPosition().toPoint() - drag_start_;
+    scroll_to(drag_view_x_ - moved.x(), drag_view_y_ - moved.y());
+    event->accept();
+}
+
+void ImageWindow::mouseReleaseEvent(QMouseEvent* event) {
+    if (!dragging_ || event->button() != Qt::LeftButton) {
+        QAbstractScrollArea::mouseReleaseEvent(event);
+        return;
+    }
+    dragging_ = false;
+    viewport()->unsetCursor();
+    event->accept();
+}

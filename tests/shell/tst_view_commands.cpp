@@ -1,0 +1,520 @@
+// The commands that make and inspect pictures without a transformation panel:
+// Copy and Paste through the clipboard, New Image, Info, Zoom Factor, Undo.
+#include "core/preferences.h"
+#include "core/undo.h"
+#include "core/window_record.h"
+#include "shell/clipboard.h"
+#include "shell/command_dispatch.h"
+#include "shell/image_window.h"
+#include "shell/info_panel.h"
+#include "shell/main_frame.h"
+#include "shell/new_image_panel.h"
+#include "shell/shell_error_reporter.h"
+#include "shell/zoom_factor_panel.h"
+#include "shell_test_support.h"
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QFile>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <random>
+
+namespace {
+
+void fill_noise(Image* image, int type, int width, int height, double resolution) {
+    QVERIFY(image_alloc(image, type, width, height, resolution) == 0);
+    std::mt19937 random(static_cast<unsigned>(type * 31 + width));
+    for (int y = 0; y < height; ++y)
+        for (int b = 0; b < image->row_bytes; ++b)
+            image->rows[y][b] = static_cast<std::uint8_t>(random());
+}
+
+// Sample `c` (blue, green, red order) of a pixel counted from the top, as 8 bits
+// the way a 16-bit sample is rounded to 8.
+int sample8(const Image& image, int x, int y_from_top, int c) {
+    const int y = image.height - 1 - y_from_top;
+    const std::uint8_t* line = image.rows[y];
+    switch (image.type) {
+        case image_type_binary:
+            return (line[x / 8] >> (7 - x % 8)) & 1 ? 255 : 0;
+        case image_type_gray8:
+            return line[x];
+        case image_type_colour8:
+            return line[3 * x + c];
+        case image_type_gray16:
+        case image_type_colour16: {
+            const int channels = image.type == image_type_gray16 ? 1 : 3;
+            const int at = 2 * (x * channels + (channels == 1 ? 0 : c));
+            const int v = line[at] | (line[at + 1] << 8);
+            return (v * 255 + 32767) / 65535;
+        }
+        default:
+            return -1;
+    }
+}
+
+// Runs `act` on the modal panel of type `Panel` once it is shown.
+template <typename Panel>
+void when_shown(std::function<void(Panel*)> act) {
+    QTimer::singleShot(0, [act] {
+        auto* panel = qobject_cast<Panel*>(QApplication::activeModalWidget());
+        QVERIFY(panel != nullptr);
+        act(panel);
+    });
+}
+
+}  // namespace
+
+class TestViewCommands : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void copy_and_paste_every_type();
+    void paste_bitmaps_of_other_programs();
+    void new_image_checks_and_makes();
+    void info_shows_the_file();
+    void zoom_factor_sets_the_zoom();
+    void undo_puts_pixels_back_on_screen();
+
+private:
+    ImageWindow* show_picture(Image* image);
+    ImageWindow* newest_window() const;
+    int window_count() const { return static_cast<int>(frame_->area()->subWindowList().size()); }
+    std::unique_ptr<MainFrame> frame_;
+    TestStore store_;
+};
+
+void TestViewCommands::initTestCase() {
+    shell_error_reporter_install();
+}
+
+void TestViewCommands::init() {
+    app_state_reset();
+    window_record_table_init();
+    undo_clear();
+    preferences() = Preferences{};
+    frame_ = std::make_unique<MainFrame>();
+    frame_->resize(900, 700);
+    frame_->show();
+    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    QApplication::clipboard()->clear();
+}
+
+void TestViewCommands::cleanup() {
+    for (QMdiSubWindow* sub : frame_->area()->subWindowList()) {
+        if (auto* window = image_window_of(sub)) window->modified = 0;
+    }
+    frame_.reset();
+    app_state_reset();
+    undo_clear();
+}
+
+ImageWindow* TestViewCommands::show_picture(Image* image) {
+    ImageWindow* window = nullptr;
+    if (image_window_create(frame_->area(), image, &window) != 0) return nullptr;
+    frame_->area()->setActiveSubWindow(window->sub_window());
+    return window;
+}
+
+ImageWindow* TestViewCommands::newest_window() const {
+    const QList<QMdiSubWindow*> list = frame_->area()->subWindowList(QMdiArea::CreationOrder);
+    return list.isEmpty() ? nullptr : image_window_of(list.last());
+}
+
+void TestViewCommands::copy_and_paste_every_type() {
+    const int types[] = {image_type_binary, image_type_gray8, image_type_colour8, image_type_gray16,
+                         image_type_colour16};
+    for (const int type : types) {
+        ImageHolder picture;
+        fill_noise(picture.get(), type, 37, 23, 300.0);
+        ImageHolder original;
+        QCOMPARE(image_copy_quiet(picture.get(), original.get()), 0);
+        ImageWindow* source = show_picture(picture.get());
+        QVERIFY(source != nullptr);
+        app_state.clipboard_image_ours = false;
+        QCOMPARE(command_dispatch(nullptr, 2003), CommandResult::done);
+        QVERIFY(app_state.clipboard_image_ours);
+
+        // What another program would find there: the picture top-down in red,
+        // green, blue at 8 bits.
+        const QImage bitmap = QApplication::clipboard()->image();
+        QCOMPARE(bitmap.size(), QSize(37, 23));
+        QCOMPARE(qRound(bitmap.dotsPerMeterX() * 0.0254), 300);
+        const bool colour = type == image_type_colour8 || type == image_type_colour16;
+        for (int y = 0; y < 23; ++y)
+            for (int x = 0; x < 37; ++x) {
+                const QRgb want =
+                    colour ? qRgb(sample8(*original, x, y, 2), sample8(*original, x, y, 1),
+                                  sample8(*original, x, y, 0))
+                           : qRgb(sample8(*original, x, y, 0), sample8(*original, x, y, 0),
+                                  sample8(*original, x, y, 0));
+                QCOMPARE(bitmap.pixel(x, y), want);
+            }
+
+        const int before = window_count();
+        QCOMPARE(command_dispatch(nullptr, 2004), CommandResult::done);
+        QCOMPARE(window_count(), before + 1);
+        ImageWindow* pasted = newest_window();
+        QVERIFY(pasted != nullptr && pasted != source);
+        QCOMPARE(pasted->modified, 1);
+        const Image& back = pasted->record()->image;
+        const int expected_type = type == image_type_gray16
+                                      ? image_type_gray8
+                                      : (type == image_type_colour16 ? image_type_colour8 : type);
+        QCOMPARE(back.type, expected_type);
+        QCOMPARE(back.resolution, 300.0);
+        for (int y = 0; y < 23; ++y)
+            for (int x = 0; x < 37; ++x)
+                for (int c = 0; c < (colour ? 3 : 1); ++c)
+                    QCOMPARE(sample8(back, x, y, c), sample8(*original, x, y, c));
+    }
+
+    // Only pictures of pixels go to the clipboard.
+    ImageHolder mosaic;
+    QCOMPARE(image_alloc(mosaic.get(), image_type_mosaic, 8, 8, 100.0), 0);
+    QImage bitmap;
+    QCOMPARE(clipboard_bitmap_of(*mosaic, &bitmap), 14);
+    QVERIFY(bitmap.isNull());
+    ImageWindow* raw = show_picture(mosaic.get());
+    QVERIFY(raw != nullptr);
+    ScriptedBoxes boxes;
+    QApplication::clipboard()->clear();
+    app_state.clipboard_image_ours = false;
+    QCOMPARE(command_dispatch(nullptr, 2003), CommandResult::done);
+    QCOMPARE(boxes.texts(), QStringList{QStringLiteral("Illegal input image type")});
+    QVERIFY(!app_state.clipboard_image_ours);
+
+    // An empty clipboard pastes nothing.
+    const int before = window_count();
+    QCOMPARE(command_dispatch(nullptr, 2004), CommandResult::done);
+    QCOMPARE(window_count(), before);
+}
+
+void TestViewCommands::paste_bitmaps_of_other_programs() {
+    // A palette that runs backwards: the index isn't the gray value.
+    QImage indexed(5, 3, QImage::Format_Indexed8);
+    QList<QRgb> palette;
+    for (int i = 0; i < 256; ++i)
+        palette.append(qRgb(255 - i, 255 - i, 255 - i));
+    indexed.setColorTable(palette);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 5; ++x)
+            indexed.setPixel(x, y, static_cast<uint>(x * 40 + y));
+    preferences().defaultres = 150.0;
+    QApplication::clipboard()->setImage(indexed);
+    QCOMPARE(command_dispatch(nullptr, 2004), CommandResult::done);
+    ImageWindow* window = newest_window();
+    QVERIFY(window != nullptr);
+    const Image& gray = window->record()->image;
+    QCOMPARE(gray.type, image_type_gray8);
+    QCOMPARE(gray.resolution, 150.0);  // the bitmap gave none of its own
+    QCOMPARE(sample8(gray, 2, 1, 0), 255 - 81);
+    QCOMPARE(window->sub_window()->windowTitle(), QStringLiteral("Untitled 1 (1:1 - 5 x 3)"));
+
+    // Two colours, white first: a set bit of ours is white.
+    QImage mono(10, 2, QImage::Format_Mono);
+    mono.setColorTable({qRgb(255, 255, 255), qRgb(0, 0, 0)});
+    mono.fill(0);
+    mono.setPixel(3, 0, 1);
+    ImageHolder binary;
+    QCOMPARE(clipboard_picture_of(mono, 100.0, binary.get()), 0);
+    QCOMPARE(binary->type, image_type_binary);
+    for (int x = 0; x < 10; ++x) {
+        QCOMPARE(sample8(*binary, x, 0, 0), x == 3 ? 0 : 255);
+        QCOMPARE(sample8(*binary, x, 1, 0), 255);
+    }
+    // Two colours that aren't black and white are a colour picture.
+    mono.setColorTable({qRgb(255, 0, 0), qRgb(0, 0, 255)});
+    ImageHolder two_colours;
+    QCOMPARE(clipboard_picture_of(mono, 100.0, two_colours.get()), 0);
+    QCOMPARE(two_colours->type, image_type_colour8);
+    QCOMPARE(sample8(*two_colours, 3, 0, 0), 255);  // blue
+    QCOMPARE(sample8(*two_colours, 3, 0, 2), 0);
+
+    // Transparency is dropped; 16-bit bitmaps keep their depth.
+    QImage argb(4, 4, QImage::Format_ARGB32);
+    argb.fill(qRgba(10, 20, 30, 40));
+    ImageHolder colour;
+    QCOMPARE(clipboard_picture_of(argb, 100.0, colour.get()), 0);
+    QCOMPARE(colour->type, image_type_colour8);
+    QCOMPARE(sample8(*colour, 1, 1, 2), 10);
+    QCOMPARE(sample8(*colour, 1, 1, 0), 30);
+
+    QImage deep(3, 2, QImage::Format_RGBA64);
+    deep.fill(QColor::fromRgba64(1000, 30000, 65535, 65535));
+    ImageHolder colour16;
+    QCOMPARE(clipboard_picture_of(deep, 100.0, colour16.get()), 0);
+    QCOMPARE(colour16->type, image_type_colour16);
+    const std::uint8_t* p = image_pixel_pointer(colour16.get(), 2, 1);
+    QCOMPARE(p[0] | (p[1] << 8), 65535);  // blue
+    QCOMPARE(p[2] | (p[3] << 8), 30000);
+    QCOMPARE(p[4] | (p[5] << 8), 1000);  // red
+
+    QImage gray16(2, 2, QImage::Format_Grayscale16);
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 2; ++x)
+            reinterpret_cast<quint16*>(gray16.scanLine(y))[x] = static_cast<quint16>(4660 + x);
+    ImageHolder gray_deep;
+    QCOMPARE(clipboard_picture_of(gray16, 100.0, gray_deep.get()), 0);
+    QCOMPARE(gray_deep->type, image_type_gray16);
+    p = image_pixel_pointer(gray_deep.get(), 1, 0);
+    QCOMPARE(p[0] | (p[1] << 8), 4661);
+}
+
+void TestViewCommands::new_image_checks_and_makes() {
+    // Sizes in other units are rounded to whole pixels.
+    QCOMPARE(new_image_side(2.54, units_centimetres, 300.0), 300);
+    QCOMPARE(new_image_side(1.5, units_inches, 201.0), 302);  // 301.5 rounds up
+    QCOMPARE(new_image_side(0.4, units_pixels, 200.0), 0);
+    QCOMPARE(new_image_side(new_image_side_max + 1.0, units_pixels, 200.0), 0);
+
+    // Each type painted in the colour: gray (100, 100, 100) has luminance 100
+    // whatever the weights, and 16 bits spread it to 100 * 257.
+    const int types[] = {image_type_binary, image_type_gray8, image_type_colour8, image_type_gray16,
+                         image_type_colour16};
+    for (const int type : types) {
+        NewImageSettings settings;
+        settings.width = 13;
+        settings.height = 4;
+        settings.type = type;
+        settings.colour = Rgb8{100, 100, 100};
+        ImageHolder picture;
+        QCOMPARE(new_image_make(settings, picture.get()), 0);
+        QCOMPARE(picture->width, 13);
+        QCOMPARE(picture->type, type);
+        const int last = 12;
+        if (type == image_type_binary) {
+            QCOMPARE(sample8(*picture, last, 3, 0), 0);  // below half: black
+            settings.colour = Rgb8{200, 200, 200};
+            QCOMPARE(new_image_make(settings, picture.get()), 0);
+            QCOMPARE(sample8(*picture, last, 3, 0), 255);
+        } else if (type == image_type_gray16 || type == image_type_colour16) {
+            const std::uint8_t* p = image_pixel_pointer(picture.get(), last, 3);
+            QCOMPARE(p[0] | (p[1] << 8), 25700);
+        } else {
+            QCOMPARE(sample8(*picture, last, 3, 0), 100);
+        }
+    }
+    NewImageSettings colour;
+    colour.width = 2;
+    colour.height = 2;
+    colour.colour = Rgb8{255, 128, 0};
+    ImageHolder orange;
+    QCOMPARE(new_image_make(colour, orange.get()), 0);
+    QCOMPARE(sample8(*orange, 1, 1, 2), 255);  // red
+    QCOMPARE(sample8(*orange, 1, 1, 1), 128);
+    QCOMPARE(sample8(*orange, 1, 1, 0), 0);
+
+    // The panel: the units and the resolution start from the preferences; a
+    // bad field is named and the panel stays until it is put right.
+    preferences().defaultunits = units_inches;
+    preferences().defaultres = 100.0;
+    ScriptedBoxes boxes;
+    bool stayed_open = false;
+    when_shown<NewImagePanel>([&](NewImagePanel* panel) {
+        QCOMPARE(panel->windowTitle(), QStringLiteral("New Image"));
+        auto* units = panel->findChild<QComboBox*>(QStringLiteral("units"));
+        auto* width = panel->findChild<QLineEdit*>(QStringLiteral("width"));
+        auto* height = panel->findChild<QLineEdit*>(QStringLiteral("height"));
+        auto* resolution = panel->findChild<QLineEdit*>(QStringLiteral("resolution"));
+        auto* type = panel->findChild<QComboBox*>(QStringLiteral("type"));
+        QCOMPARE(units->currentIndex(), units_inches);
+        QCOMPARE(resolution->text(), QStringLiteral("100"));
+        resolution->setText(QStringLiteral("abc"));
+        panel->accept();
+        resolution->setText(QStringLiteral("0"));
+        panel->accept();
+        resolution->setText(QStringLiteral("120"));
+        width->setText(QStringLiteral("-2"));
+        panel->accept();
+        width->setText(QStringLiteral("2.5"));
+        height->setText(QStringLiteral("many"));
+        panel->accept();
+        stayed_open = panel->isVisible();
+        height->setText(QStringLiteral("1"));
+        type->setCurrentIndex(3);  // 16-bit gray
+        panel->accept();
+    });
+    QCOMPARE(command_dispatch(nullptr, 1001), CommandResult::done);
+    QVERIFY(stayed_open);
+    QCOMPARE(boxes.texts(), QStringList({"Invalid dpi setting", "Invalid dpi setting",
+                                         "Invalid image width", "Invalid image height"}));
+    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
+    ImageWindow* window = newest_window();
+    QVERIFY(window != nullptr);
+    const Image& made = window->record()->image;
+    QCOMPARE(made.type, image_type_gray16);
+    QCOMPARE(made.width, 300);
+    QCOMPARE(made.height, 120);
+    QCOMPARE(made.resolution, 120.0);
+    QCOMPARE(window->modified, 0);
+    QCOMPARE(window->sub_window()->windowTitle().left(10), QStringLiteral("Untitled 1"));
+
+    // The next time the panel shows what was chosen; Cancel makes nothing.
+    when_shown<NewImagePanel>([](NewImagePanel* panel) {
+        QCOMPARE(panel->findChild<QLineEdit*>(QStringLiteral("width"))->text(),
+                 QStringLiteral("2.5"));
+        QCOMPARE(panel->findChild<QComboBox*>(QStringLiteral("type"))->currentIndex(), 3);
+        panel->reject();
+    });
+    QCOMPARE(command_dispatch(nullptr, 1001), CommandResult::done);
+    QCOMPARE(window_count(), 1);
+}
+
+void TestViewCommands::info_shows_the_file() {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("holiday.tif"));
+    // A file of 3000 bytes: whatever is in it, the size is what is shown.
+    {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.write(QByteArray(3000, 'x')) == 3000);
+    }
+    ImageHolder picture;
+    fill_noise(picture.get(), image_type_colour8, 600, 450, 300.0);
+    ImageWindow* window = show_picture(picture.get());
+    QVERIFY(window != nullptr);
+    window->record()->file_name = path.toStdString();
+
+    const auto row = [&](const QString& label) {
+        for (const auto& [name, text] : image_properties_rows(*window->record()))
+            if (name == label) return text;
+        return QStringLiteral("(missing)");
+    };
+    QCOMPARE(row(QStringLiteral("W x H:")),
+             QStringLiteral("600 x 450 pixels\n2.0 x 1.5 in @ 300.0 dpi"));
+    QCOMPARE(row(QStringLiteral("Size:")), QStringLiteral("2.93 KB"));  // 3000 / 1024
+    QCOMPARE(row(QStringLiteral("File:")), QStringLiteral("holiday.tif"));
+    QCOMPARE(row(QStringLiteral("Folder:")), QDir::toNativeSeparators(dir.path()));
+    QCOMPARE(row(QStringLiteral("WFL:")), QStringLiteral("No WFL file"));
+    QVERIFY(row(QStringLiteral("Modified:")).endsWith(QStringLiteral("  (Windows)")));
+    QCOMPARE(row(QStringLiteral("Profile: ")), QStringLiteral("None"));
+    {
+        QFile wfl(path + QStringLiteral(".wfl"));
+        QVERIFY(wfl.open(QIODevice::WriteOnly));
+    }
+    QCOMPARE(row(QStringLiteral("WFL:")), QStringLiteral("WFL file exists"));
+    preferences().defaultunits = units_centimetres;
+    QCOMPARE(row(QStringLiteral("W x H:")),
+             QStringLiteral("600 x 450 pixels\n5.1 x 3.8 cm @ 300.0 dpi"));
+    QCOMPARE(file_size_text(5 * 1024 * 1024 + 512 * 1024), QStringLiteral("5.50 MB"));
+    QCOMPARE(file_size_text(1024 * 1024 - 1), QStringLiteral("1024.00 KB"));
+
+    // The command shows it for the active window and it goes with the window.
+    QCOMPARE(command_dispatch(nullptr, 3001), CommandResult::done);
+    QPointer<InfoPanel> panel;
+    for (QWidget* top : QApplication::topLevelWidgets())
+        if (auto* info = qobject_cast<InfoPanel*>(top); info != nullptr && info->isVisible())
+            panel = info;
+    QVERIFY(panel != nullptr);
+    QCOMPARE(panel->windowTitle(),
+             QStringLiteral("Image Properties  (%1)").arg(window->sub_window()->windowTitle()));
+    QCOMPARE(panel->row_text(QStringLiteral("File:")), QStringLiteral("holiday.tif"));
+    window->sub_window()->close();
+    QTRY_VERIFY(panel.isNull());
+}
+
+void TestViewCommands::zoom_factor_sets_the_zoom() {
+    ImageHolder picture;
+    fill_noise(picture.get(), image_type_gray8, 400, 300, 100.0);
+    ImageWindow* window = show_picture(picture.get());
+    QVERIFY(window != nullptr);
+    window->set_zoom(-3, false);
+    const QSize size = window->sub_window()->size();
+
+    when_shown<ZoomFactorPanel>([](ZoomFactorPanel* panel) {
+        QCOMPARE(panel->windowTitle(), QStringLiteral("Zoom Factor"));
+        QCOMPARE(panel->factor()->value(), 3);
+        QVERIFY(panel->reduce()->isChecked());
+        panel->factor()->setValue(5);
+        panel->accept();
+    });
+    QCOMPARE(command_dispatch(nullptr, 3008), CommandResult::done);
+    QCOMPARE(window->record()->zoom, -5);
+    QCOMPARE(window->sub_window()->size(), size);
+
+    // 1 is 1:1 whichever way; an enlargement with the window resized to it.
+    when_shown<ZoomFactorPanel>([](ZoomFactorPanel* panel) {
+        panel->factor()->setValue(1);
+        QCOMPARE(panel->zoom(), 1);
+        panel->enlarge()->setChecked(true);
+        panel->factor()->setValue(2);
+        panel->resize_check()->setChecked(true);
+        panel->accept();
+    });
+    QCOMPARE(command_dispatch(nullptr, 3008), CommandResult::done);
+    QCOMPARE(window->record()->zoom, 2);
+    QCOMPARE(window->sub_window()->windowTitle(), QStringLiteral("Untitled 1 (2:1 - 400 x 300)"));
+
+    when_shown<ZoomFactorPanel>([](ZoomFactorPanel* panel) {
+        QVERIFY(panel->resize_check()->isChecked());  // remembered
+        panel->factor()->setValue(7);
+        panel->reject();
+    });
+    QCOMPARE(command_dispatch(nullptr, 3008), CommandResult::done);
+    QCOMPARE(window->record()->zoom, 2);
+}
+
+void TestViewCommands::undo_puts_pixels_back_on_screen() {
+    ImageHolder picture;
+    fill_noise(picture.get(), image_type_gray8, 50, 40, 100.0);
+    ImageHolder original;
+    QCOMPARE(image_copy_quiet(picture.get(), original.get()), 0);
+    ImageWindow* window = show_picture(picture.get());
+    QVERIFY(window != nullptr);
+    window->set_zoom(1, true);
+    static int told = 0;
+    told = 0;
+    links_set_notifier([](WindowBase*, WindowBase*) { ++told; });
+    WindowBase panel;
+    link_add(&panel, window, "Input", false);
+
+    // A tool paints two strokes, each stored first.
+    Image& image = window->record()->image;
+    for (int stroke = 0; stroke < 2; ++stroke) {
+        undo_begin_step();
+        QCOMPARE(undo_store(window, 10 * stroke, 5, 10 * stroke + 20, 30), 0);
+        for (int y = 5; y <= 30; ++y)
+            for (int x = 10 * stroke; x <= 10 * stroke + 20; ++x)
+                *image_pixel_pointer(&image, x, y) = static_cast<std::uint8_t>(stroke * 100);
+        window->layout_view();
+    }
+    QCOMPARE(command_dispatch(nullptr, 2002), CommandResult::done);
+    QCOMPARE(told, 1);
+    // The screen shows the picture as it was: line y of the picture is row
+    // height - 1 - y from the top.
+    const QImage screen = display_image(window->record()->display_copy);
+    for (int y = 0; y < 40; ++y)
+        for (int x = 0; x < 50; ++x)
+            QCOMPARE(qGray(screen.pixel(x, 39 - y)),
+                     int(*image_pixel_pointer(original.get(), x, y)));
+    QCOMPARE(undo_record_count(), std::size_t{0});
+    QCOMPARE(command_dispatch(nullptr, 2001), CommandResult::done);  // nothing left: harmless
+    QCOMPARE(told, 1);
+    links_set_notifier(nullptr);
+    link_remove_all(&panel);
+
+    // A closed window's steps go with it.
+    undo_begin_step();
+    QCOMPARE(undo_store(window, 0, 0, 5, 5), 0);
+    window->sub_window()->close();
+    QTRY_COMPARE(undo_record_count(), std::size_t{0});
+}
+
+QTEST_MAIN(TestViewCommands)
+#include "tst_view_commands.moc"
