@@ -6,7 +6,9 @@
 #include "shell/command_line.h"
 #include "shell/file_open_queue.h"
 #include "shell/key_filter.h"
+#include "shell/link_notify.h"
 #include "shell/main_frame.h"
+#include "shell/progress_panel.h"
 #include "shell/shell_error_reporter.h"
 #include "shell/single_instance.h"
 #include "shell/splash_panel.h"
@@ -48,6 +50,7 @@ int main(int argc, char* argv[]) {
     startup_saved_settings(command.batch);
     key_filter_install();
     active_window_track();
+    link_notifier_install();
     if (!command.batch) startup_session_log(line);
 
     MainFrame frame;
@@ -58,6 +61,7 @@ int main(int argc, char* argv[]) {
     }
 
     frame.serve_hand_overs(&instance_server);
+    progress_display_install(frame.area());
 
     // Until the saved state keeps the frame's place, it takes most of the screen.
     const QRect screen = frame.screen()->availableGeometry();

@@ -1,0 +1,486 @@
+// The amount control: its caption and swatch, the masks it offers and the
+// links it keeps, the mouse gestures (neutral while Shift is held, Ctrl to
+// mirror, the right button to the mask's window), the hint and the slider.
+#include "core/preferences.h"
+#include "core/window_record.h"
+#include "shell/amount_control.h"
+#include "shell/image_window.h"
+#include "shell/input_chooser.h"
+#include "shell/link_notify.h"
+#include "shell/main_frame.h"
+#include "shell_test_support.h"
+
+#include <QApplication>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenu>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+#include <QToolTip>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+AmountSettings amounts(int low, int high, bool bipolar, const char* label = "Amount: ") {
+    AmountSettings settings;
+    settings.amount_low = low;
+    settings.amount_high = high;
+    settings.bipolar = bipolar ? 1 : 0;
+    std::snprintf(settings.label, sizeof settings.label, "%s", label);
+    return settings;
+}
+
+// The caption as C's printf would write it: an oracle apart from the system's formatter.
+QString printf_caption(const char* label, double low, double high) {
+    char text[200];
+    if (high < -1000)
+        std::snprintf(text, sizeof text, "%s%.1f%%", label, low);
+    else
+        std::snprintf(text, sizeof text, "%s%.1f%% .. %.1f%%", label, low, high);
+    return QString::fromLatin1(text);
+}
+
+QColor centre_colour(QWidget* widget, double fx = 0.5, double fy = 0.5) {
+    const QImage image = widget->grab().toImage();
+    return image.pixelColor(static_cast<int>(image.width() * fx),
+                            static_cast<int>(image.height() * fy));
+}
+
+}  // namespace
+
+class TestAmountControl : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void caption_data();
+    void caption();
+    void swatch_shows_the_amount_as_gray();
+    void offers_gray_windows_of_the_size_asked();
+    void choosing_a_mask_moves_the_link();
+    void pop_up_lists_no_mask_then_the_masks();
+    void new_size_drops_a_mask_that_no_longer_fits();
+    void shift_shows_neutral_until_release();
+    void ctrl_click_mirrors();
+    void right_button_brings_the_mask_forward();
+    void hint_after_resting_on_the_swatch();
+    void slider_follows_mouse_and_keys();
+    void settings_from_outside_give_no_signal();
+    void hears_of_new_mask_pixels();
+
+private:
+    ImageWindow* open_picture(int type, int width, int height, int left_value = 0,
+                              int right_value = 0);
+    std::unique_ptr<AmountControl> make_control();
+    QMdiArea* area() const { return frame_->area(); }
+    std::unique_ptr<MainFrame> frame_;
+};
+
+void TestAmountControl::initTestCase() {
+    link_notifier_install();
+}
+
+void TestAmountControl::init() {
+    app_state_reset();
+    window_record_table_init();
+    preferences() = Preferences{};
+    frame_ = std::make_unique<MainFrame>();
+    frame_->resize(1000, 750);
+    frame_->show();
+    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+}
+
+void TestAmountControl::cleanup() {
+    frame_.reset();
+    app_state_reset();
+}
+
+// A picture whose left half has `left_value` and right half `right_value`.
+ImageWindow* TestAmountControl::open_picture(int type, int width, int height, int left_value,
+                                             int right_value) {
+    ImageHolder picture;
+    if (image_alloc(picture.get(), type, width, height, 100.0) != 0) return nullptr;
+    const int samples = type == image_type_colour8 ? 3 : 1;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            std::memset(image_pixel_pointer(picture.get(), x, y),
+                        x < width / 2 ? left_value : right_value, samples);
+    ImageWindow* window = nullptr;
+    if (image_window_create(area(), picture.get(), &window) != 0) return nullptr;
+    return window;
+}
+
+std::unique_ptr<AmountControl> TestAmountControl::make_control() {
+    auto control = std::make_unique<AmountControl>(area(), area());
+    control->resize(control->sizeHint().expandedTo(QSize(300, 0)));
+    control->move(10, 10);
+    control->show();
+    control->raise();
+    return control;
+}
+
+void TestAmountControl::caption_data() {
+    QTest::addColumn<int>("low");
+    QTest::addColumn<int>("high");
+    QTest::addColumn<bool>("bipolar");
+    QTest::addColumn<QString>("label");
+    for (const int low : {0, 300, 512, 700, 1000, 1024}) {
+        QTest::addRow("plain %d", low) << low << -1 << false << "Amount: ";
+        QTest::addRow("bipolar %d", low) << low << -1 << true << "Amount: ";
+    }
+    QTest::addRow("mask") << 0 << 1024 << false << "Amount: ";
+    QTest::addRow("mask mirrored") << 1000 << 300 << false << "Strength: ";
+    QTest::addRow("bipolar mask") << 100 << 900 << true << "Amount: ";
+}
+
+void TestAmountControl::caption() {
+    QFETCH(int, low);
+    QFETCH(int, high);
+    QFETCH(bool, bipolar);
+    QFETCH(QString, label);
+    const QByteArray label_bytes = label.toLatin1();
+    const AmountSettings settings = amounts(low, high, bipolar, label_bytes.constData());
+    // Percent by the two scales: 100% at 1024, or 0% at 512 and 100% at 1024.
+    auto shown = [bipolar](int value) {
+        return bipolar ? (value / 1024.0 - 0.5) * 200.0 : value / 10.24;
+    };
+    const QString expected =
+        printf_caption(label_bytes.constData(), shown(low), high < 0 ? -9999.0 : shown(high));
+    QCOMPARE(amount_caption(settings), expected);
+}
+
+void TestAmountControl::swatch_shows_the_amount_as_gray() {
+    auto control = make_control();
+    for (const int low : {0, 1, 300, 512, 1023, 1024}) {
+        control->set_settings(amounts(low, -1, false));
+        const int gray = static_cast<int>(std::lround(low * 255.0 / 1024.0));
+        QCOMPARE(amount_gray_level(low), gray);
+        QCOMPARE(centre_colour(control->swatch()), QColor(gray, gray, gray));
+    }
+    // Square, at the right of the slider.
+    QCOMPARE(control->swatch()->width(), control->swatch()->height());
+    QVERIFY(control->swatch()->x() > control->slider()->geometry().right());
+}
+
+void TestAmountControl::offers_gray_windows_of_the_size_asked() {
+    ImageWindow* gray = open_picture(image_type_gray8, 40, 30);
+    ImageWindow* colour = open_picture(image_type_colour8, 40, 30);
+    ImageWindow* small = open_picture(image_type_gray8, 20, 10);
+    ImageWindow* preview = open_picture(image_type_gray8, 40, 30);
+    ImageWindow* gray16 = open_picture(image_type_gray16, 40, 30);
+    QVERIFY(gray && colour && small && preview && gray16);
+    preview->WindowBase::window_kind = window_kind_preview;
+
+    auto control = make_control();
+    QCOMPARE(control->mask_candidates(), (std::vector<ImageWindow*>{gray, small}));
+    control->set_mask_size(40, 30);
+    QCOMPARE(control->mask_candidates(), (std::vector<ImageWindow*>{gray}));
+    control->set_mask_size(20, 10);
+    QCOMPARE(control->mask_candidates(), (std::vector<ImageWindow*>{small}));
+    control->set_mask_size(0, 0);
+    QCOMPARE(control->mask_candidates().size(), std::size_t(2));
+}
+
+void TestAmountControl::choosing_a_mask_moves_the_link() {
+    ImageWindow* first = open_picture(image_type_gray8, 40, 30, 0, 255);
+    ImageWindow* second = open_picture(image_type_gray8, 40, 30, 255, 0);
+    auto control = make_control();
+    QSignalSpy changed(control.get(), &AmountControl::amount_changed);
+
+    control->choose_mask(first);
+    const AmountSettings& s = control->settings();
+    QCOMPARE(s.amount_low, 0);
+    QCOMPARE(s.amount_high, 1024);
+    QCOMPARE(s.amount_mask, &first->record()->image);
+    QCOMPARE(s.amount_mask_window, static_cast<WindowBase*>(first));
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(changed.last().at(0).value<AmountSettings>().amount_high, 1024);
+    QCOMPARE(link_blocker(first), std::string("Amount Mask"));
+    QCOMPARE(control->caption(), QStringLiteral("Amount: 0.0% .. 100.0%"));
+    // The swatch shows the mask: black at the left, white at the right.
+    QVERIFY(centre_colour(control->swatch(), 0.3).lightness() < 40);
+    QVERIFY(centre_colour(control->swatch(), 0.7).lightness() > 215);
+    // The mask window now refuses to close, naming the link.
+    ScriptedBoxes boxes;
+    QVERIFY(!first->may_close());
+    QCOMPARE(boxes.texts(), QStringList{"Window in use by Amount Mask - Cannot close"});
+
+    // Another mask: the link moves with it, and the swatch shows the new one.
+    control->choose_mask(second);
+    QVERIFY(link_blocker(first).empty());
+    QCOMPARE(link_blocker(second), std::string("Amount Mask"));
+    QVERIFY(centre_colour(control->swatch(), 0.3).lightness() > 215);
+
+    // "No Mask".
+    control->choose_mask(nullptr);
+    QCOMPARE(control->settings().amount_low, 1024);
+    QCOMPARE(control->settings().amount_high, -1);
+    QVERIFY(control->settings().amount_mask == nullptr);
+    QVERIFY(control->settings().amount_mask_window == nullptr);
+    QVERIFY(link_blocker(second).empty());
+    QCOMPARE(changed.count(), 3);
+
+    // A bipolar amount starts from the middle at both ends.
+    control->set_settings(amounts(700, -1, true));
+    control->choose_mask(first);
+    QCOMPARE(control->settings().amount_low, 512);
+    QCOMPARE(control->settings().amount_high, 512);
+
+    // The link goes with the control.
+    control.reset();
+    QVERIFY(link_blocker(first).empty());
+}
+
+void TestAmountControl::pop_up_lists_no_mask_then_the_masks() {
+    ImageWindow* first = open_picture(image_type_gray8, 40, 30, 0, 255);
+    open_picture(image_type_colour8, 40, 30);
+    ImageWindow* second = open_picture(image_type_gray8, 40, 30, 128, 128);
+    auto control = make_control();
+
+    QStringList listed;
+    bool had_pictures = false;
+    QTimer::singleShot(0, control.get(), [&] {
+        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        QVERIFY(menu != nullptr);
+        for (QAction* action : menu->actions())
+            listed.append(action->text());
+        had_pictures =
+            !menu->actions().at(1)->icon().isNull() && !menu->actions().at(2)->icon().isNull();
+        menu->setActiveAction(menu->actions().at(2));
+        QTest::keyClick(menu, Qt::Key_Return);
+    });
+    // A press on the swatch opens it.
+    QTest::mousePress(control->swatch(), Qt::LeftButton);
+    QCOMPARE(listed, (QStringList{"No Mask", image_window_list_name(first),
+                                  image_window_list_name(second)}));
+    QVERIFY(had_pictures);
+    QCOMPARE(control->mask_window(), second);
+
+    QTimer::singleShot(0, control.get(), [] {
+        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        QVERIFY(menu != nullptr);
+        menu->setActiveAction(menu->actions().at(0));
+        QTest::keyClick(menu, Qt::Key_Return);
+    });
+    control->pop_up_masks();
+    QVERIFY(control->mask_window() == nullptr);
+    QCOMPARE(control->settings().amount_low, 1024);
+
+    // Closing the list without a choice changes nothing.
+    QSignalSpy changed(control.get(), &AmountControl::amount_changed);
+    QTimer::singleShot(0, control.get(),
+                       [] { QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Escape); });
+    control->pop_up_masks();
+    QCOMPARE(changed.count(), 0);
+}
+
+void TestAmountControl::new_size_drops_a_mask_that_no_longer_fits() {
+    ImageWindow* mask = open_picture(image_type_gray8, 40, 30);
+    auto control = make_control();
+    control->set_mask_size(40, 30);
+    control->choose_mask(mask);
+    QSignalSpy changed(control.get(), &AmountControl::amount_changed);
+
+    control->set_mask_size(40, 30);
+    QCOMPARE(changed.count(), 0);
+    QCOMPARE(control->mask_window(), mask);
+
+    control->set_mask_size(41, 30);
+    QCOMPARE(changed.count(), 1);
+    QVERIFY(control->mask_window() == nullptr);
+    QCOMPARE(control->settings().amount_high, -1);
+    QCOMPARE(control->settings().amount_low, 1024);
+    QVERIFY(control->settings().amount_mask == nullptr);
+    QVERIFY(link_blocker(mask).empty());
+}
+
+void TestAmountControl::shift_shows_neutral_until_release() {
+    ImageWindow* mask = open_picture(image_type_gray8, 40, 30);
+    for (const bool bipolar : {false, true}) {
+        auto control = make_control();
+        control->set_settings(amounts(300, -1, bipolar));
+        control->choose_mask(mask);
+        control->set_settings([&] {
+            AmountSettings s = control->settings();
+            s.amount_low = 200;
+            s.amount_high = 900;
+            return s;
+        }());
+        QSignalSpy changed(control.get(), &AmountControl::amount_changed);
+
+        QTest::mousePress(control->slider(), Qt::LeftButton, Qt::ShiftModifier,
+                          QPoint(5, control->slider()->height() / 2));
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(control->settings().amount_low, bipolar ? 512 : 0);
+        QCOMPARE(control->settings().amount_high, -1);
+        QCOMPARE(control->slider()->high(), -1);
+        // Held: moving doesn't drag the slider.
+        QTest::mouseMove(control->slider(), QPoint(control->slider()->width() - 3, 5));
+        QCOMPARE(control->settings().amount_low, bipolar ? 512 : 0);
+
+        // Released, even without Shift: back as it was, mask and all.
+        QTest::mouseRelease(control->slider(), Qt::LeftButton, Qt::NoModifier,
+                            QPoint(control->slider()->width() - 3, 5));
+        QCOMPARE(changed.count(), 2);
+        QCOMPARE(control->settings().amount_low, 200);
+        QCOMPARE(control->settings().amount_high, 900);
+        QCOMPARE(control->settings().amount_mask_window, static_cast<WindowBase*>(mask));
+        QCOMPARE(control->slider()->low(), 200);
+        QCOMPARE(control->slider()->high(), 900);
+    }
+}
+
+void TestAmountControl::ctrl_click_mirrors() {
+    ImageWindow* mask = open_picture(image_type_gray8, 40, 30);
+    auto control = make_control();
+    control->set_settings(amounts(300, -1, false));
+    QSignalSpy changed(control.get(), &AmountControl::amount_changed);
+    QTest::mouseClick(control->slider(), Qt::LeftButton, Qt::ControlModifier, QPoint(3, 3));
+    QCOMPARE(control->settings().amount_low, 724);
+    QCOMPARE(control->settings().amount_high, -1);
+    QCOMPARE(changed.count(), 1);
+
+    control->choose_mask(mask);
+    control->set_settings([&] {
+        AmountSettings s = control->settings();
+        s.amount_low = 100;
+        s.amount_high = 1000;
+        return s;
+    }());
+    // On the swatch too, where a plain click would open the list.
+    QTest::mouseClick(control->swatch(), Qt::LeftButton, Qt::ControlModifier);
+    QCOMPARE(control->settings().amount_low, 924);
+    QCOMPARE(control->settings().amount_high, 24);
+    QCOMPARE(control->caption(), QStringLiteral("Amount: 90.2% .. 2.3%"));
+}
+
+void TestAmountControl::right_button_brings_the_mask_forward() {
+    ImageWindow* mask = open_picture(image_type_gray8, 40, 30);
+    ImageWindow* other = open_picture(image_type_colour8, 40, 30);
+    auto control = make_control();
+    control->choose_mask(mask);
+    area()->setActiveSubWindow(other->sub_window());
+    QCOMPARE(area()->activeSubWindow(), other->sub_window());
+    QTest::mouseClick(control->swatch(), Qt::RightButton);
+    QCOMPARE(area()->activeSubWindow(), mask->sub_window());
+    // Without a mask it does nothing.
+    control->choose_mask(nullptr);
+    area()->setActiveSubWindow(other->sub_window());
+    QTest::mouseClick(control->swatch(), Qt::RightButton);
+    QCOMPARE(area()->activeSubWindow(), other->sub_window());
+}
+
+void TestAmountControl::hint_after_resting_on_the_swatch() {
+    auto control = make_control();
+    AmountSwatch* swatch = control->swatch();
+    QEnterEvent enter(QPointF(2, 2), QPointF(2, 2), swatch->mapToGlobal(QPointF(2, 2)));
+    QCoreApplication::sendEvent(swatch, &enter);
+    QVERIFY(swatch->hint_pending());
+    QVERIFY(!QToolTip::isVisible());
+    QTRY_VERIFY_WITH_TIMEOUT(QToolTip::isVisible(), 3000);
+    QCOMPARE(QToolTip::text(), QStringLiteral("Select Amount Mask"));
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(swatch, &leave);
+    QTRY_VERIFY(!QToolTip::isVisible());
+    // Leaving early: no hint at all.
+    QCoreApplication::sendEvent(swatch, &enter);
+    QCoreApplication::sendEvent(swatch, &leave);
+    QVERIFY(!swatch->hint_pending());
+}
+
+void TestAmountControl::slider_follows_mouse_and_keys() {
+    auto control = make_control();
+    AmountSlider* slider = control->slider();
+    QSignalSpy changed(control.get(), &AmountControl::amount_changed);
+    const int mid = slider->height() / 2;
+    QTest::mousePress(slider, Qt::LeftButton, {}, QPoint(0, mid));
+    QCOMPARE(control->settings().amount_low, 0);
+    // The thumb follows the pointer: it stands under it.
+    QTest::mouseMove(slider, QPoint(slider->width() / 2, mid));
+    QVERIFY(qAbs(slider->thumb_x(0) - slider->width() / 2) <= 1);
+    QVERIFY(qAbs(control->settings().amount_low - 512) <= 1024 * 12 / slider->width());
+    QTest::mouseMove(slider, QPoint(slider->width() + 40, mid));
+    QTest::mouseRelease(slider, Qt::LeftButton, {}, QPoint(slider->width() + 40, mid));
+    QCOMPARE(control->settings().amount_low, 1024);
+    QVERIFY(changed.count() >= 3);
+    QCOMPARE(control->caption(), QStringLiteral("Amount: 100.0%"));
+    // The thumb is drawn where the value says, and the mouse finds it there.
+    for (const int value : {0, 100, 512, 900, 1024}) {
+        slider->set_values(value, -1);
+        QVERIFY(qAbs(slider->value_at(slider->thumb_x(0)) - value) <= 1024 / slider->width() + 1);
+    }
+
+    control->set_settings(amounts(500, -1, false));
+    slider->setFocus();
+    QTest::keyClick(slider, Qt::Key_Home);
+    QCOMPARE(control->settings().amount_low, 0);
+    QTest::keyClick(slider, Qt::Key_Right);
+    QVERIFY(control->settings().amount_low > 0);
+    QTest::keyClick(slider, Qt::Key_End);
+    QCOMPARE(control->settings().amount_low, 1024);
+
+    // With a mask, the thumb nearest the press moves: here the high one.
+    ImageWindow* mask = open_picture(image_type_gray8, 40, 30);
+    control->choose_mask(mask);
+    QCOMPARE(slider->high(), 1024);
+    const int three_quarters = slider->width() * 3 / 4;
+    QTest::mouseClick(slider, Qt::LeftButton, {}, QPoint(three_quarters, mid));
+    QCOMPARE(control->settings().amount_low, 0);
+    QVERIFY(qAbs(slider->thumb_x(1) - three_quarters) <= 1);
+    const int high = control->settings().amount_high;
+    QVERIFY(high > 512 && high < 1024);
+    const int fifth = slider->width() / 5;
+    QTest::mouseClick(slider, Qt::LeftButton, {}, QPoint(fifth, mid));
+    QVERIFY(qAbs(slider->thumb_x(0) - fifth) <= 1);
+    QCOMPARE(control->settings().amount_high, high);
+}
+
+void TestAmountControl::settings_from_outside_give_no_signal() {
+    ImageWindow* first = open_picture(image_type_gray8, 40, 30);
+    ImageWindow* second = open_picture(image_type_gray8, 40, 30);
+    auto control = make_control();
+    QSignalSpy changed(control.get(), &AmountControl::amount_changed);
+
+    AmountSettings settings = amounts(100, 800, false, "Opacity: ");
+    settings.amount_mask = &first->record()->image;
+    settings.amount_mask_window = first;
+    control->set_settings(settings);
+    QCOMPARE(control->mask_window(), first);
+    QCOMPARE(link_blocker(first), std::string("Amount Mask"));
+    QCOMPARE(control->caption(), QStringLiteral("Opacity: 9.8% .. 78.1%"));
+
+    settings.amount_mask = &second->record()->image;
+    settings.amount_mask_window = second;
+    control->set_settings(settings);
+    QVERIFY(link_blocker(first).empty());
+    QCOMPARE(link_blocker(second), std::string("Amount Mask"));
+
+    control->set_settings(amounts(1024, -1, false));
+    QVERIFY(link_blocker(second).empty());
+    QCOMPARE(changed.count(), 0);
+}
+
+void TestAmountControl::hears_of_new_mask_pixels() {
+    ImageWindow* mask = open_picture(image_type_gray8, 40, 30, 0, 0);
+    auto control = make_control();
+    control->choose_mask(mask);
+    QVERIFY(centre_colour(control->swatch(), 0.7).lightness() < 40);
+    QSignalSpy told(control.get(), &AmountControl::mask_image_changed);
+    // New pixels, then the links are told.
+    Image& image = mask->record()->image;
+    for (int y = 0; y < image.height; ++y)
+        std::memset(image.rows[y], 255, static_cast<std::size_t>(image.width));
+    links_notify_changed(mask);
+    QCOMPARE(told.count(), 1);
+    QVERIFY(centre_colour(control->swatch(), 0.7).lightness() > 215);
+}
+
+QTEST_MAIN(TestAmountControl)
+#include "tst_amount_control.moc"

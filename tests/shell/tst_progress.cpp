@@ -1,0 +1,328 @@
+// The progress panel: the time-left estimate, the bar, "Cancel" during a long
+// loop of steps while the rest of the interface stays frozen, and the display
+// that the core's progress calls reach.
+#include "core/progress.h"
+#include "shell/main_frame.h"
+#include "shell/progress_panel.h"
+#include "shell_test_support.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+
+#include <memory>
+
+namespace {
+
+class ReleaseCounter : public QWidget {
+public:
+    using QWidget::QWidget;
+    int count = 0;
+
+protected:
+    void mouseReleaseEvent(QMouseEvent* event) override {
+        ++count;
+        event->accept();
+    }
+};
+
+}  // namespace
+
+class TestProgress : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    void time_left_data();
+    void time_left();
+    void panel_sits_centred_near_the_top();
+    void bar_fills_black_over_the_ticks();
+    void time_line_waits_for_the_second_step_and_for_a_change();
+    void cancel_works_during_a_long_loop_and_nothing_else_does();
+    void without_cancel_no_events_are_served();
+    void core_calls_reach_the_display();
+    void wait_cursor_nests();
+
+private:
+    QMdiArea* area() const { return frame_->area(); }
+    std::unique_ptr<MainFrame> frame_;
+};
+
+void TestProgress::init() {
+    app_state_reset();
+    frame_ = std::make_unique<MainFrame>();
+    frame_->resize(900, 700);
+    frame_->show();
+    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+}
+
+void TestProgress::cleanup() {
+    frame_.reset();
+    app_state_reset();
+    progress_set_display(nullptr);
+}
+
+void TestProgress::time_left_data() {
+    QTest::addColumn<qint64>("elapsed_ms");
+    QTest::addColumn<qint64>("done");
+    QTest::addColumn<qint64>("range");
+    QTest::addColumn<QString>("shown");
+    // A quarter done in 10 s: 30 s to go, shown as 31.
+    QTest::newRow("quarter") << qint64(10000) << qint64(25) << qint64(100) << "Time left: 00:00:31";
+    // 1234.5 s for a quarter: 3703.5 s to go, rounded up to 3704 = 1 h 1 min 44 s.
+    QTest::newRow("hours") << qint64(1234500) << qint64(1) << qint64(4) << "Time left: 01:01:45";
+    // 0.4 s to go rounds to nothing, 0.6 s to one second.
+    QTest::newRow("round down") << qint64(400) << qint64(1) << qint64(2) << "Time left: 00:00:01";
+    QTest::newRow("round up") << qint64(600) << qint64(1) << qint64(2) << "Time left: 00:00:02";
+    // 59.6 s rounds to a whole minute.
+    QTest::newRow("minute") << qint64(59600) << qint64(1) << qint64(2) << "Time left: 00:01:01";
+    // Two hours for a third: four hours to go.
+    QTest::newRow("four hours") << qint64(7200000) << qint64(1) << qint64(3)
+                                << "Time left: 04:00:01";
+    // Past the end nothing is left.
+    QTest::newRow("overrun") << qint64(5000) << qint64(5) << qint64(4) << "Time left: 00:00:01";
+    // A hundred hours don't fit two columns: the formatter prints asterisks.
+    QTest::newRow("too long") << qint64(360000000) << qint64(1) << qint64(2)
+                              << "Time left: **:00:01";
+}
+
+void TestProgress::time_left() {
+    QFETCH(qint64, elapsed_ms);
+    QFETCH(qint64, done);
+    QFETCH(qint64, range);
+    QFETCH(QString, shown);
+    const auto time = progress_time_left(elapsed_ms, done, range);
+    QVERIFY(time.has_value());
+    QCOMPARE(progress_time_text(*time), shown);
+    // Nothing done yet gives no estimate at all.
+    QVERIFY(!progress_time_left(elapsed_ms, 0, range).has_value());
+}
+
+void TestProgress::panel_sits_centred_near_the_top() {
+    ProgressPanel panel(area(), QStringLiteral("Add Noise"), 0, 99, true);
+    panel.show();
+    QCOMPARE(panel.parentWidget(), area());
+    QCOMPARE(panel.window_kind, 12);
+    QCOMPARE(panel.title(), QStringLiteral("Add Noise"));
+    QVERIFY(panel.cancel_button() != nullptr);
+    QCOMPARE(panel.cancel_button()->text(), QStringLiteral("Cancel"));
+    const QRect room = area()->viewport()->geometry();
+    const int left_gap = panel.x() - room.left();
+    const int right_gap = room.right() - panel.geometry().right();
+    QVERIFY(qAbs(left_gap - right_gap) <= 1);
+    // Near the top: in the upper quarter, and wholly inside the area.
+    QVERIFY(panel.y() >= room.top());
+    QVERIFY(panel.y() < room.top() + room.height() / 4);
+    QVERIFY(room.contains(panel.geometry()));
+
+    ProgressPanel plain(area(), QStringLiteral("Copy"), 0, 10, false);
+    QVERIFY(plain.cancel_button() == nullptr);
+    QVERIFY(plain.findChild<QPushButton*>() == nullptr);
+}
+
+void TestProgress::bar_fills_black_over_the_ticks() {
+    ProgressPanel panel(area(), QStringLiteral("Work"), 100, 300, false);
+    panel.show();
+    ProgressBar* bar = panel.bar();
+    const QRect inner = bar->inner_rect();
+    QVERIFY(inner.width() >= 100);
+    const int upper = inner.top() + 1;
+    const int lower = inner.bottom() - 1;
+
+    // Before the first step: white, with exactly nine ticks in the lower half.
+    QImage image = bar->grab().toImage();
+    int ticks = 0;
+    for (int x = inner.left(); x <= inner.right(); ++x) {
+        QCOMPARE(image.pixelColor(x, upper), QColor(Qt::white));
+        if (image.pixelColor(x, lower) == QColor(Qt::black)) ++ticks;
+    }
+    QCOMPARE(ticks, 9);
+    // The fifth tick stands at the middle.
+    QCOMPARE(image.pixelColor(inner.left() + inner.width() / 2, lower), QColor(Qt::black));
+
+    // 150 of 200 done (the range starts at 100): three quarters black from the left.
+    QCOMPARE(panel.step(250), 0);
+    image = bar->grab().toImage();
+    const int edge = inner.left() + inner.width() * 3 / 4;
+    for (int x = inner.left(); x < edge - 1; ++x)
+        QCOMPARE(image.pixelColor(x, upper), QColor(Qt::black));
+    for (int x = edge + 1; x <= inner.right(); ++x)
+        QCOMPARE(image.pixelColor(x, upper), QColor(Qt::white));
+    // Two ticks (at eight and nine tenths) remain in the white part.
+    ticks = 0;
+    for (int x = edge + 1; x <= inner.right(); ++x)
+        if (image.pixelColor(x, lower) == QColor(Qt::black)) ++ticks;
+    QCOMPARE(ticks, 2);
+
+    // The last value fills it.
+    QCOMPARE(panel.step(300), 0);
+    image = bar->grab().toImage();
+    QCOMPARE(image.pixelColor(inner.right(), upper), QColor(Qt::black));
+}
+
+void TestProgress::time_line_waits_for_the_second_step_and_for_a_change() {
+    qint64 clock = 5000;
+    ProgressPanel panel(area(), QStringLiteral("Work"), 0, 100, false, [&clock] { return clock; });
+    panel.show();
+
+    // The first step paints the panel but leaves the time line empty.
+    clock += 2000;
+    QCOMPARE(panel.step(10), 0);
+    QVERIFY(panel.time_text().isEmpty());
+    QCOMPARE(panel.time_redraws(), 0);
+
+    // 4 s for a fifth: 16 s to go.
+    clock += 2000;
+    QCOMPARE(panel.step(20), 0);
+    QCOMPARE(panel.time_text(), QStringLiteral("Time left: 00:00:17"));
+    QCOMPARE(panel.time_redraws(), 1);
+
+    // 4.4 s for 22: 15.6 s rounds to 16 as before, so nothing is redrawn.
+    clock += 400;
+    QCOMPARE(panel.step(22), 0);
+    QCOMPARE(panel.time_redraws(), 1);
+
+    // 6 s for half: 6 s to go.
+    clock += 1600;
+    QCOMPARE(panel.step(50), 0);
+    QCOMPARE(panel.time_text(), QStringLiteral("Time left: 00:00:07"));
+    QCOMPARE(panel.time_redraws(), 2);
+}
+
+void TestProgress::cancel_works_during_a_long_loop_and_nothing_else_does() {
+    // Controls of the frozen part of the interface.
+    auto* other = new QPushButton(QStringLiteral("Other"), area());
+    other->setGeometry(10, 10, 80, 30);
+    other->show();
+    QSignalSpy other_clicked(other, &QPushButton::clicked);
+    auto* edit = new QLineEdit(area());
+    edit->setGeometry(10, 50, 120, 25);
+    edit->show();
+    edit->setFocus();
+    auto* releases = new ReleaseCounter(area());
+    releases->setGeometry(10, 90, 40, 40);
+    releases->show();
+
+    auto owned =
+        std::make_unique<ProgressPanel>(area(), QStringLiteral("Long"), 0, 1000000000, true);
+    ProgressPanel& panel = *owned;
+    panel.show();
+    panel.raise();
+    QVERIFY(!panel.geometry().intersects(other->geometry()));
+    QVERIFY(!panel.geometry().intersects(edit->geometry()));
+
+    bool tried_others = false;
+    bool frame_visible_after_close = false;
+    QTimer::singleShot(30, frame_.get(), [&] {
+        QTest::mouseClick(other, Qt::LeftButton);
+        QTest::mouseRelease(releases, Qt::LeftButton);
+        QTest::keyClicks(edit, QStringLiteral("typed"));
+        frame_->close();
+        frame_visible_after_close = frame_->isVisible();
+        tried_others = true;
+    });
+    QTimer::singleShot(80, frame_.get(),
+                       [&] { QTest::mouseClick(panel.cancel_button(), Qt::LeftButton); });
+
+    QElapsedTimer watch;
+    watch.start();
+    int result = 0;
+    std::int64_t value = 0;
+    // A loop that runs until cancelled, or fails the test after 10 s.
+    while (result == 0 && watch.elapsed() < 10000) {
+        volatile int work = 0;
+        for (int i = 0; i < 20000; ++i)
+            work = work + i;
+        result = panel.step(++value);
+    }
+    QCOMPARE(result, 11);
+    QVERIFY(panel.cancelled());
+    QVERIFY(tried_others);
+    QCOMPARE(other_clicked.count(), 0);
+    QVERIFY(edit->text().isEmpty());
+    QVERIFY(frame_visible_after_close);
+    // Once cancelled, every later step says so too.
+    QCOMPARE(panel.step(value + 1), 11);
+
+    // The release that came meanwhile arrives once the panel is gone, so that
+    // nothing held down when the computation began is left held.
+    QCOMPARE(releases->count, 0);
+    owned.reset();
+    QTRY_COMPARE(releases->count, 1);
+    QCOMPARE(other_clicked.count(), 0);
+}
+
+void TestProgress::without_cancel_no_events_are_served() {
+    ProgressPanel panel(area(), QStringLiteral("Copy"), 0, 100, false);
+    panel.show();
+    bool fired = false;
+    QTimer::singleShot(0, frame_.get(), [&fired] { fired = true; });
+    for (int i = 0; i <= 100; ++i)
+        QCOMPARE(panel.step(i), 0);
+    QVERIFY(!fired);
+    QTRY_VERIFY(fired);
+}
+
+void TestProgress::core_calls_reach_the_display() {
+    progress_display_install(area());
+    auto panels = [this] { return area()->findChildren<ProgressPanel*>(); };
+    QVERIFY(panels().isEmpty());
+
+    progress_begin("Add Noise", 0, 9, true);
+    QCOMPARE(panels().size(), 1);
+    ProgressPanel* outer = panels().first();
+    QVERIFY(outer->isVisible());
+    QCOMPARE(outer->title(), QStringLiteral("Add Noise"));
+    QCOMPARE(progress_step(3), 0);
+
+    // A nested panel takes the steps until it ends.
+    progress_begin("Copy", 0, 4, false);
+    QCOMPARE(panels().size(), 2);
+    QCOMPARE(progress_step(4), 0);
+    progress_end();
+    QCOMPARE(panels().size(), 1);
+
+    outer->cancel_button()->click();
+    QCOMPARE(progress_step(4), 11);
+    progress_end();
+    QVERIFY(panels().isEmpty());
+    // A step with no panel open is harmless.
+    QCOMPARE(progress_step(5), 0);
+
+    // Below the threshold only the wait cursor shows.
+    {
+        ProgressScope small("Small", progress_threshold - 1, 0, 10, true);
+        QVERIFY(panels().isEmpty());
+        QVERIFY(QApplication::overrideCursor() != nullptr);
+        QCOMPARE(QApplication::overrideCursor()->shape(), Qt::WaitCursor);
+    }
+    QVERIFY(QApplication::overrideCursor() == nullptr);
+}
+
+void TestProgress::wait_cursor_nests() {
+    ShellProgressDisplay display(area());
+    QVERIFY(QApplication::overrideCursor() == nullptr);
+    display.wait_cursor(true);
+    display.wait_cursor(true);
+    display.wait_cursor(false);
+    QVERIFY(QApplication::overrideCursor() != nullptr);
+    QCOMPARE(QApplication::overrideCursor()->shape(), Qt::WaitCursor);
+    display.wait_cursor(false);
+    QVERIFY(QApplication::overrideCursor() == nullptr);
+    // One end too many doesn't take away a cursor that someone else set.
+    QApplication::setOverrideCursor(Qt::CrossCursor);
+    display.wait_cursor(false);
+    QVERIFY(QApplication::overrideCursor() != nullptr);
+    QCOMPARE(QApplication::overrideCursor()->shape(), Qt::CrossCursor);
+    QApplication::restoreOverrideCursor();
+}
+
+QTEST_MAIN(TestProgress)
+#include "tst_progress.moc"

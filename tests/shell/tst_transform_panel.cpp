@@ -1,0 +1,354 @@
+// The frame of transformation panels: where a panel opens, its flags, the rows
+// of buttons and what they report, the keys, keeping it in view, and the
+// input chooser.
+#include "core/preferences.h"
+#include "core/window_record.h"
+#include "shell/active_window.h"
+#include "shell/image_window.h"
+#include "shell/input_chooser.h"
+#include "shell/key_filter.h"
+#include "shell/link_notify.h"
+#include "shell/main_frame.h"
+#include "shell/panel_title_bar.h"
+#include "shell/transform_panel.h"
+#include "shell_test_support.h"
+
+#include <QAbstractItemView>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSizeGrip>
+#include <QTest>
+#include <QTimer>
+
+#include <memory>
+
+namespace {
+
+// The buttons reported by a panel, in order.
+QList<PanelButton> pressed_buttons(const QSignalSpy& spy) {
+    QList<PanelButton> result;
+    for (const QList<QVariant>& call : spy)
+        result.append(call.at(0).value<PanelButton>());
+    return result;
+}
+
+}  // namespace
+
+class TestTransformPanel : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void opens_centred_against_the_bottom();
+    void flags_decide_close_box_and_resizing();
+    void rows_of_buttons_report_presses();
+    void apply_takes_a_double_click_as_one();
+    void auto_is_pressed_by_itself_with_defaultpreview();
+    void esc_cancels_and_enter_is_ok_while_allowed();
+    void keep_visible_moves_up_and_left_only_as_needed();
+    void fits_its_controls_after_hiding_one();
+    void hears_of_linked_pictures();
+    void input_chooser_offers_open_image_windows();
+
+private:
+    ImageWindow* open_picture(int type, int width, int height);
+    QMdiArea* area() const { return frame_->area(); }
+    std::unique_ptr<MainFrame> frame_;
+};
+
+void TestTransformPanel::initTestCase() {
+    qRegisterMetaType<PanelButton>();
+    key_filter_install();
+    active_window_track();
+    link_notifier_install();
+}
+
+void TestTransformPanel::init() {
+    app_state_reset();
+    window_record_table_init();
+    preferences() = Preferences{};
+    frame_ = std::make_unique<MainFrame>();
+    frame_->resize(1000, 750);
+    frame_->show();
+    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+}
+
+void TestTransformPanel::cleanup() {
+    frame_.reset();
+    app_state_reset();
+}
+
+ImageWindow* TestTransformPanel::open_picture(int type, int width, int height) {
+    ImageHolder picture;
+    if (image_alloc(picture.get(), type, width, height, 100.0) != 0) return nullptr;
+    ImageWindow* window = nullptr;
+    if (image_window_create(area(), picture.get(), &window) != 0) return nullptr;
+    return window;
+}
+
+void TestTransformPanel::opens_centred_against_the_bottom() {
+    TransformPanel* panel = panel_create(QStringLiteral("Add Noise"), 300, 120, 51, 0);
+    QVERIFY(panel != nullptr);
+    panel->show();
+    QCOMPARE(panel->parentWidget(), area());
+    QCOMPARE(panel->window_kind, 51);
+    QCOMPARE(panel->title(), QStringLiteral("Add Noise"));
+    QCOMPARE(panel->client()->size(), QSize(300, 120));
+    const QRect room = area()->viewport()->geometry();
+    QCOMPARE(panel->geometry().bottom(), room.bottom());
+    QVERIFY(qAbs((panel->x() - room.left()) - (room.right() - panel->geometry().right())) <= 1);
+    // The client lies below the title bar, inside the panel.
+    QVERIFY(panel->client()->geometry().top() >= panel->findChild<PanelTitleBar*>()->height());
+    // Open while it lives, and no longer once it is gone.
+    QVERIFY(transform_panel_open());
+    delete panel;
+    QVERIFY(!transform_panel_open());
+}
+
+void TestTransformPanel::flags_decide_close_box_and_resizing() {
+    std::unique_ptr<TransformPanel> plain(panel_create(QStringLiteral("Plain"), 200, 80, 51, 0));
+    plain->show();
+    auto* bar = plain->findChild<PanelTitleBar*>();
+    QVERIFY(!bar->close_box_rect().isEmpty());
+    QVERIFY(plain->findChild<QSizeGrip*>() == nullptr);
+    QCOMPARE(plain->minimumSize(), plain->maximumSize());
+    // The close box is "Cancel".
+    QSignalSpy plain_pressed(plain.get(), &TransformPanel::button_pressed);
+    QTest::mouseClick(bar, Qt::LeftButton, {}, bar->close_box_rect().center());
+    QCOMPARE(pressed_buttons(plain_pressed), QList<PanelButton>{PanelButton::cancel});
+    // A press on the rest of the bar is no close.
+    QTest::mouseClick(bar, Qt::LeftButton, {}, QPoint(5, bar->height() / 2));
+    QCOMPARE(plain_pressed.count(), 1);
+
+    std::unique_ptr<TransformPanel> bare(
+        panel_create(QStringLiteral("Bare"), 200, 80, 60, panel_no_system_menu | panel_resizable));
+    bare->show();
+    QVERIFY(bare->findChild<PanelTitleBar*>()->close_box_rect().isEmpty());
+    auto* grip = bare->findChild<QSizeGrip*>();
+    QVERIFY(grip != nullptr);
+    QVERIFY(grip->isVisible());
+    QVERIFY(bare->maximumWidth() > bare->width());
+    // The grip sits in the bottom right corner, and the client follows a resize.
+    QVERIFY(bare->rect().contains(grip->geometry()));
+    QVERIFY(grip->geometry().right() >= bare->width() - 4);
+    bare->resize(bare->width() + 50, bare->height() + 30);
+    QCOMPARE(bare->client()->size(), QSize(250, 110));
+}
+
+void TestTransformPanel::rows_of_buttons_report_presses() {
+    std::unique_ptr<TransformPanel> panel(panel_create(QStringLiteral("Full"), 500, 100, 51, 0));
+    panel->show();
+    const int after = panel_buttons(panel.get(), 7, 5);
+    PanelButtonRow* row = panel->button_row();
+    QVERIFY(row != nullptr);
+    QCOMPARE(row->pos(), QPoint(7, 5));
+    QCOMPARE(after, row->geometry().right() + 1);
+    // In this order from the left, and in this order for Tab.
+    const QList<QWidget*> order = {row->auto_box(), row->preview_button(), row->apply_button(),
+                                   row->ok_button(), row->cancel_button()};
+    const QStringList texts = {"Auto", "Preview", "Apply", "OK", "Cancel"};
+    for (int i = 0; i < order.size(); ++i) {
+        QCOMPARE(order[i]->property("text").toString(), texts[i]);
+        if (i > 0) QVERIFY(order[i]->x() > order[i - 1]->geometry().right());
+    }
+    QVERIFY(!row->auto_box()->isChecked());
+
+    QSignalSpy pressed(panel.get(), &TransformPanel::button_pressed);
+    for (QWidget* button : order)
+        QTest::mouseClick(button, Qt::LeftButton);
+    QCOMPARE(pressed_buttons(pressed),
+             (QList<PanelButton>{PanelButton::automatic, PanelButton::preview, PanelButton::apply,
+                                 PanelButton::ok, PanelButton::cancel}));
+
+    std::unique_ptr<TransformPanel> short_panel(
+        panel_create(QStringLiteral("Short"), 400, 100, 51, 0));
+    short_panel->show();
+    const int short_after = panel_buttons_short(short_panel.get(), 0, 0);
+    PanelButtonRow* short_row = short_panel->button_row();
+    QVERIFY(short_row->auto_box() == nullptr);
+    QVERIFY(short_row->preview_button() == nullptr);
+    QCOMPARE(short_row->findChildren<QAbstractButton*>().size(), 3);
+    QCOMPARE(short_after, short_row->width());
+    QVERIFY(short_after < after - 7);
+    QSignalSpy short_pressed(short_panel.get(), &TransformPanel::button_pressed);
+    QTest::mouseClick(short_row->ok_button(), Qt::LeftButton);
+    QCOMPARE(pressed_buttons(short_pressed), QList<PanelButton>{PanelButton::ok});
+}
+
+void TestTransformPanel::apply_takes_a_double_click_as_one() {
+    std::unique_ptr<TransformPanel> panel(panel_create(QStringLiteral("Twice"), 500, 100, 51, 0));
+    panel->show();
+    panel_buttons(panel.get(), 0, 0);
+    QSignalSpy pressed(panel.get(), &TransformPanel::button_pressed);
+    QPushButton* apply = panel->button_row()->apply_button();
+    QPushButton* ok = panel->button_row()->ok_button();
+    // A double click as widgets receive it: press, release, press, double click, release.
+    auto double_click = [](QWidget* button) {
+        QTest::mouseClick(button, Qt::LeftButton);
+        QTest::mousePress(button, Qt::LeftButton);
+        QTest::mouseDClick(button, Qt::LeftButton);
+        QTest::mouseRelease(button, Qt::LeftButton);
+    };
+    double_click(apply);
+    QCOMPARE(pressed_buttons(pressed), QList<PanelButton>{PanelButton::apply});
+    QVERIFY(!apply->isDown());
+    // The next plain click counts again.
+    QTest::mouseClick(apply, Qt::LeftButton);
+    QCOMPARE(pressed.count(), 2);
+    // Another button, for comparison: a double click there is two clicks.
+    double_click(ok);
+    QCOMPARE(pressed_buttons(pressed), (QList<PanelButton>{PanelButton::apply, PanelButton::apply,
+                                                           PanelButton::ok, PanelButton::ok}));
+}
+
+void TestTransformPanel::auto_is_pressed_by_itself_with_defaultpreview() {
+    for (const bool preference : {true, false}) {
+        preferences().defaultpreview = preference;
+        std::unique_ptr<TransformPanel> panel(panel_create(QStringLiteral("A"), 500, 60, 51, 0));
+        panel->show();
+        panel_buttons_auto(panel.get(), 0, 0);
+        // Whoever listens connects after the row is made.
+        QSignalSpy pressed(panel.get(), &TransformPanel::button_pressed);
+        QCOMPARE(pressed.count(), 0);
+        QCoreApplication::processEvents();
+        QCOMPARE(panel->button_row()->auto_box()->isChecked(), preference);
+        QCOMPARE(pressed_buttons(pressed),
+                 preference ? QList<PanelButton>{PanelButton::automatic} : QList<PanelButton>{});
+    }
+}
+
+void TestTransformPanel::esc_cancels_and_enter_is_ok_while_allowed() {
+    std::unique_ptr<TransformPanel> panel(panel_create(QStringLiteral("Keys"), 500, 100, 51, 0));
+    panel_buttons(panel.get(), 0, 0);
+    auto* edit = new QLineEdit(panel->client());
+    edit->move(0, 40);
+    panel->show();
+    frame_->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(frame_.get()));
+    edit->setFocus();
+    QTRY_COMPARE(app_state.active_window.data(), static_cast<QWidget*>(panel.get()));
+
+    QSignalSpy pressed(panel.get(), &TransformPanel::button_pressed);
+    QTest::keyClick(edit, Qt::Key_Escape);
+    QCOMPARE(pressed_buttons(pressed), QList<PanelButton>{PanelButton::cancel});
+    QTest::keyClick(edit, Qt::Key_Return);
+    QCOMPARE(pressed_buttons(pressed), (QList<PanelButton>{PanelButton::cancel, PanelButton::ok}));
+    app_state.enter_is_ok = false;
+    QTest::keyClick(edit, Qt::Key_Return);
+    QCOMPARE(pressed.count(), 2);
+    app_state.enter_is_ok = true;
+}
+
+void TestTransformPanel::keep_visible_moves_up_and_left_only_as_needed() {
+    std::unique_ptr<TransformPanel> panel(panel_create(QStringLiteral("Far"), 300, 100, 51, 0));
+    const QRect room = area()->viewport()->geometry();
+    // Inside already: it stays.
+    panel->move(room.left() + 20, room.top() + 30);
+    panel_keep_visible(panel.get());
+    QCOMPARE(panel->pos(), QPoint(room.left() + 20, room.top() + 30));
+    // Off the right and bottom edges: back in, touching them.
+    panel->move(room.right() - 50, room.bottom() - 10);
+    panel_keep_visible(panel.get());
+    QCOMPARE(panel->geometry().right(), room.right());
+    QCOMPARE(panel->geometry().bottom(), room.bottom());
+    // Bigger than the area: its top left corner goes to the area's.
+    panel->set_client_size(room.width() + 100, room.height() + 100);
+    panel->move(room.left() + 40, room.top() + 40);
+    panel_keep_visible(panel.get());
+    QCOMPARE(panel->pos(), room.topLeft());
+}
+
+void TestTransformPanel::fits_its_controls_after_hiding_one() {
+    std::unique_ptr<TransformPanel> panel(panel_create(QStringLiteral("Rows"), 400, 400, 51, 0));
+    panel->show();
+    const int x = panel_buttons(panel.get(), 8, 8);
+    auto* first = new QLineEdit(panel->client());
+    first->setGeometry(8, 50, 200, 24);
+    auto* second = new QLineEdit(panel->client());
+    second->setGeometry(8, 80, 200, 24);
+    first->show();
+    second->show();
+    panel->fit_to_contents();
+    const int tall = panel->height();
+    QCOMPARE(panel->client()->width(), std::max(x, 208) + panel_ui_sizes(panel.get()).gap);
+    QCOMPARE(panel->client()->height(), 104 + panel_ui_sizes(panel.get()).gap);
+    second->hide();
+    panel->fit_to_contents();
+    QCOMPARE(panel->height(), tall - 30);
+}
+
+void TestTransformPanel::hears_of_linked_pictures() {
+    ImageWindow* input = open_picture(image_type_colour8, 20, 20);
+    QVERIFY(input != nullptr);
+    std::unique_ptr<TransformPanel> panel(panel_create(QStringLiteral("L"), 100, 50, 51, 0));
+    link_add(panel.get(), input, "L", true);
+    QSignalSpy told(panel.get(), &TransformPanel::linked_image_changed);
+    links_notify_changed(input);
+    QCOMPARE(told.count(), 1);
+    QCOMPARE(told.first().at(0).value<WindowBase*>(), static_cast<WindowBase*>(input));
+    // The panel's links go with it.
+    panel.reset();
+    QVERIFY(link_blocker(input).empty());
+}
+
+void TestTransformPanel::input_chooser_offers_open_image_windows() {
+    ImageWindow* first = open_picture(image_type_colour8, 30, 20);
+    ImageWindow* preview = open_picture(image_type_colour8, 30, 20);
+    ImageWindow* second = open_picture(image_type_gray8, 10, 10);
+    QVERIFY(first && preview && second);
+    preview->WindowBase::window_kind = window_kind_preview;
+
+    std::unique_ptr<TransformPanel> panel(panel_create(QStringLiteral("In"), 400, 100, 51, 0));
+    auto* chooser = new InputChooser(panel->client(), area());
+    chooser->move(0, 0);
+    chooser->resize(chooser->sizeHint());
+    panel->show();
+    chooser->show();
+    QCOMPARE(chooser->findChild<QLabel*>()->text(), QStringLiteral("Input Image:"));
+    chooser->set_current(first);
+    QComboBox* combo = chooser->combo();
+    QCOMPARE(combo->count(), 2);
+    QCOMPARE(combo->itemText(0), image_window_list_name(first));
+    QCOMPARE(combo->itemText(1), image_window_list_name(second));
+    QCOMPARE(combo->itemText(0), QStringLiteral("Untitled 1"));
+    QCOMPARE(combo->currentIndex(), 0);
+
+    // A window opened later is in the list when it next opens.
+    ImageWindow* third = open_picture(image_type_colour8, 5, 5);
+    QSignalSpy changed(chooser, &InputChooser::input_changed);
+    QTimer::singleShot(0, combo, [combo] {
+        QCOMPARE(combo->count(), 3);
+        QTest::keyClick(combo->view(), Qt::Key_Down);
+        QTest::keyClick(combo->view(), Qt::Key_Down);
+        QTest::keyClick(combo->view(), Qt::Key_Return);
+    });
+    combo->showPopup();
+    QTRY_COMPARE(changed.count(), 1);
+    QCOMPARE(changed.first().at(0).value<ImageWindow*>(), third);
+    QCOMPARE(chooser->current(), third);
+
+    // Choosing the same again is no change; neither is setting from outside.
+    emit combo->activated(2);
+    chooser->set_current(second);
+    QCOMPARE(changed.count(), 1);
+    emit combo->activated(0);
+    QCOMPARE(changed.count(), 2);
+    QCOMPARE(chooser->current(), first);
+
+    // A filter narrows the list.
+    chooser->set_filter(
+        [](const ImageWindow* window) { return window->record()->image.type == image_type_gray8; });
+    QCOMPARE(combo->count(), 1);
+    QCOMPARE(combo->itemText(0), image_window_list_name(second));
+}
+
+QTEST_MAIN(TestTransformPanel)
+#include "tst_transform_panel.moc"
