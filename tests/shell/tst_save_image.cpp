@@ -17,6 +17,7 @@
 #include "shell/shell_error_reporter.h"
 #include "shell_test_support.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
@@ -30,6 +31,7 @@
 #include <QSlider>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #include <unistd.h>
 
@@ -832,6 +834,17 @@ void TestSaveImage::save_image_panel_controls() {
     const SaveImageAnswer answer = panel.answer();
     QCOMPARE(answer.filter, save_filter_jpeg);
     QCOMPARE(QFileInfo(answer.name).fileName(), QStringLiteral("pic.jpg"));
+
+    // Shown for real: a format picked, then OK.
+    QTimer::singleShot(0, [] {
+        auto* shown = qobject_cast<SaveImagePanel*>(QApplication::activeModalWidget());
+        if (shown == nullptr) return;
+        shown->choose_filter(save_filter_png);
+        QMetaObject::invokeMethod(shown, "accept");
+    });
+    const SaveImageAnswer ran = save_image_panel_run(request);
+    QCOMPARE(ran.filter, save_filter_png);
+    QCOMPARE(ran.name, dir_->filePath(QStringLiteral("pic.png")));
 
     // The JPEG choices reach the saved state only with the JPEG format.
     ImageHolder picture;
