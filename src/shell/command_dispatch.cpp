@@ -1,12 +1,16 @@
 #include "shell/command_dispatch.h"
 
+#include "core/errors.h"
+
 #include "shell/app_state.h"
 #include "shell/command_table.h"
 #include "shell/file_open_queue.h"
 #include "shell/image_window.h"
 #include "shell/message_box.h"
+#include "shell/open_file.h"
 #include "shell/preferences_panel.h"
 #include "shell/recent_files.h"
+#include "shell/save_image.h"
 #include "shell/splash_panel.h"
 #include "shell/view_commands.h"
 #include "shell/window_arrange.h"
@@ -57,6 +61,12 @@ CommandResult command_dispatch(QWidget* window, int command) {
         return CommandResult::done;
     }
     switch (number) {
+        case 1002:
+            if (const int code = DoFileOpen_ParentWnd({}, app_state.main_window, 0);
+                code != err_aborted)
+                error_report(code);
+            open_queued_files();
+            return CommandResult::done;
         case 1010:
             preferences_panel_run(app_state.main_window);
             return CommandResult::done;
@@ -88,8 +98,9 @@ CommandResult command_dispatch(QWidget* window, int command) {
             about_box();
             return CommandResult::done;
         default:
-            if (image_window_command(area, number)) return CommandResult::done;
-            if (view_command(area, number)) return CommandResult::done;
+            if (image_window_command(area, number) || save_image_command(area, number) ||
+                view_command(area, number))
+                return CommandResult::done;
             break;
     }
     // Marked built in the table but without an action here.

@@ -5,6 +5,7 @@
 #include "core/undo.h"
 
 #include "shell/message_box.h"
+#include "shell/save_image.h"
 #include "shell/view_update.h"
 
 #include <QApplication>
@@ -97,12 +98,7 @@ bool ImageWindow::may_close() {
         message_box(this, QStringLiteral("Warning"), box_yes_no_cancel,
                     QStringLiteral("Save Modified Image: %1?").arg(title_base_of(*record_)));
     if (answer == answer_no) return true;
-    if (answer == answer_yes) {
-        // Saving comes with the file layer's writers; until then the picture stays.
-        message_box(this, QStringLiteral("Error"), box_ok,
-                    QStringLiteral("Saving images is not available yet"));
-    }
-    return false;
+    return answer == answer_yes && save_before_close(this);
 }
 
 void ImageWindow::closeEvent(QCloseEvent* event) {

@@ -7,6 +7,7 @@
 #include "shell/image_window.h"
 #include "shell/main_frame.h"
 #include "shell/open_file.h"
+#include "shell/save_image.h"
 #include "shell_test_support.h"
 
 #include <QMdiArea>
@@ -102,7 +103,7 @@ void TestImageWindow::opening_a_tiff_and_opening_it_again() {
     ImageWindow* window = image_window_of(frame_->area()->subWindowList().first());
     QVERIFY(window != nullptr);
     QCOMPARE(window->modified, 0);
-    QCOMPARE(window->record()->file_type, 0);
+    QCOMPARE(window->record()->file_type, 2);
     QCOMPARE(window->sub_window()->windowTitle(),
              QStringLiteral("1 - picture.tif (1:1 - 30 x 20)"));
     for (int y = 0; y < 20; ++y)
@@ -287,10 +288,13 @@ void TestImageWindow::modified_window_asks_before_closing() {
         QCOMPARE(boxes.calls[0].text, QStringLiteral("Save Modified Image: Untitled 1?"));
     }
     {
-        // Saving isn't there yet: Yes says so and the picture stays.
+        // Yes saves; with the Save Image panel cancelled the picture stays.
         ScriptedBoxes boxes({answer_yes});
+        const SaveImageChooser before =
+            save_image_set_chooser([](const SaveImageRequest&) { return SaveImageAnswer{}; });
         QVERIFY(!sub->close());
-        QCOMPARE(boxes.calls.size(), std::size_t{2});
+        save_image_set_chooser(before);
+        QCOMPARE(boxes.calls.size(), std::size_t{1});
     }
     {
         ScriptedBoxes boxes({answer_no});

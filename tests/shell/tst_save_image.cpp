@@ -1,0 +1,977 @@
+// Saving image windows: Save As in each format read back by other programs,
+// the checks and questions of the Save Image panel, failed saves that must
+// leave the old file alone, Save in place, Revert, the close question's Yes,
+// the panels themselves, and File Open with its one-at-a-time guard.
+#include "core/preferences.h"
+#include "core/progress.h"
+#include "core/tables.h"
+#include "core/window_record.h"
+#include "file/file_types.h"
+#include "file/write_image.h"
+#include "shell/command_dispatch.h"
+#include "shell/image_window.h"
+#include "shell/main_frame.h"
+#include "shell/open_file.h"
+#include "shell/save_image.h"
+#include "shell/save_image_panel.h"
+#include "shell/shell_error_reporter.h"
+#include "shell_test_support.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QGroupBox>
+#include <QLabel>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPushButton>
+#include <QSlider>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <memory>
+#include <vector>
+
+namespace {
+
+// A picture as netpbm has it: top line first, red, green, blue.
+struct Pnm {
+    int width = 0;
+    int height = 0;
+    int channels = 0;
+    int maxval = 0;
+    std::vector<int> samples;
+    int at(int x, int y, int c) const { return samples[(y * width + x) * channels + c]; }
+};
+
+int pnm_number(QFile& file) {
+    char c = 0;
+    while (file.getChar(&c) && (c == ' ' || c == '\n' || c == '\r' || c == '\t')) {
+    }
+    int value = 0;
+    while (c >= '0' && c <= '9') {
+        value = value * 10 + (c - '0');
+        if (!file.getChar(&c)) break;
+    }
+    return value;
+}
+
+Pnm read_pnm(const QString& path) {
+    Pnm p;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) return p;
+    const QByteArray magic = file.read(2);
+    if (magic != "P5" && magic != "P6") return p;
+    p.channels = magic == "P6" ? 3 : 1;
+    p.width = pnm_number(file);
+    p.height = pnm_number(file);
+    p.maxval = pnm_number(file);
+    const QByteArray data = file.readAll();
+    const int size = p.maxval > 255 ? 2 : 1;
+    const int count = p.width * p.height * p.channels;
+    if (data.size() < count * size) return Pnm{};
+    for (int i = 0; i < count; ++i) {
+        const auto byte = [&](int k) { return static_cast<unsigned char>(data[k]); };
+        p.samples.push_back(size == 2 ? byte(2 * i) << 8 | byte(2 * i + 1) : byte(i));
+    }
+    return p;
+}
+
+bool run(const QString& command) {
+    return std::system(QFile::encodeName(command).constData()) == 0;
+}
+
+QString quoted(const QString& path) {
+    return QLatin1Char('\'') + path + QLatin1Char('\'');
+}
+
+// The picture of a file as a netpbm tool decodes it.
+Pnm decoded_by(const QString& tool, const QString& path) {
+    const QString out = path + QStringLiteral(".decoded.pnm");
+    if (!run(tool + QLatin1Char(' ') + quoted(path) + QStringLiteral(" > ") + quoted(out) +
+             QStringLiteral(" 2>/dev/null")))
+        return Pnm{};
+    Pnm result = read_pnm(out);
+    QFile::remove(out);
+    return result;
+}
+
+// The samples of an Image of type 2, 3, 6 or 7, top line first, red first.
+Pnm pnm_of(const Image* image) {
+    Pnm p;
+    p.width = image->width;
+    p.height = image->height;
+    p.channels = image_is_colour(image) ? 3 : 1;
+    p.maxval = image_is_16bit(image) ? 65535 : 255;
+    for (int y = 0; y < p.height; ++y) {
+        const std::uint8_t* line = image->rows[p.height - 1 - y];
+        for (int x = 0; x < p.width; ++x)
+            for (int c = 0; c < p.channels; ++c) {
+                const int index = p.channels == 3 ? 3 * x + 2 - c : x;  // blue, green, red
+                if (p.maxval > 255) {
+                    const std::uint8_t* s = line + 2 * index;
+                    p.samples.push_back(s[0] | s[1] << 8);
+                } else {
+                    p.samples.push_back(line[index]);
+                }
+            }
+    }
+    return p;
+}
+
+void write_pnm(const QString& path, const Pnm& p) {
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QStringLiteral("%1\n%2 %3\n%4\n")
+                   .arg(p.channels == 3 ? QStringLiteral("P6") : QStringLiteral("P5"))
+                   .arg(p.width)
+                   .arg(p.height)
+                   .arg(p.maxval)
+                   .toLatin1());
+    for (int v : p.samples) {
+        if (p.maxval > 255) file.putChar(static_cast<char>(v >> 8));
+        file.putChar(static_cast<char>(v & 0xFF));
+    }
+}
+
+// A picture whose neighbouring pixels differ, with gradients and hard edges.
+void fill(Image* image, int type, int width, int height) {
+    QCOMPARE(image_alloc(image, type, width, height, 150.0), 0);
+    const int channels = type == image_type_colour8 || type == image_type_colour16 ? 3 : 1;
+    const bool wide = type == image_type_gray16 || type == image_type_colour16;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < channels; ++c) {
+                int v = (x * 255 / std::max(1, width - 1) * (c + 1) +
+                         y * 255 / std::max(1, height - 1) * (3 - c)) /
+                        4;
+                if ((x / 8 + y / 8) % 3 == 0) v = 255 - v;
+                const int sample = wide ? v * 257 + (x * 7 + y * 3 + c) % 200 : v;
+                std::uint8_t* p = image->rows[y] + (x * channels + c) * (wide ? 2 : 1);
+                p[0] = static_cast<std::uint8_t>(sample & 0xFF);
+                if (wide) p[1] = static_cast<std::uint8_t>(sample >> 8);
+            }
+}
+
+// Changes every sample of an 8-bit colour picture.
+void invert(Image* image) {
+    for (int y = 0; y < image->height; ++y)
+        for (int i = 0; i < image->width * 3; ++i)
+            image->rows[y][i] = static_cast<std::uint8_t>(255 - image->rows[y][i]);
+}
+
+QByteArray file_bytes(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void write_file(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+QStringList names_in(const QString& folder) {
+    return QDir(folder).entryList(QDir::Files, QDir::Name);
+}
+
+// Answers the Save Image panel from a list and keeps every request; Cancel
+// once the list is used up.
+class ScriptedPanel {
+public:
+    explicit ScriptedPanel(std::deque<SaveImageAnswer> answers = {})
+        : answers_(std::move(answers)) {
+        before_ = save_image_set_chooser([this](const SaveImageRequest& request) {
+            requests.push_back(request);
+            if (answers_.empty()) return SaveImageAnswer{};
+            SaveImageAnswer next = answers_.front();
+            answers_.pop_front();
+            if (next.choices == SaveChoices{}) next.choices = request.choices;
+            return next;
+        });
+    }
+    ~ScriptedPanel() { save_image_set_chooser(std::move(before_)); }
+    ScriptedPanel(const ScriptedPanel&) = delete;
+    ScriptedPanel& operator=(const ScriptedPanel&) = delete;
+
+    std::vector<SaveImageRequest> requests;
+
+private:
+    std::deque<SaveImageAnswer> answers_;
+    SaveImageChooser before_;
+};
+
+SaveImageAnswer save_as(const QString& path, int filter) {
+    return SaveImageAnswer{path, filter, SaveChoices{}};
+}
+
+// A progress display that asks to cancel at its `cancel_at`-th step, or runs
+// `on_step` at each step.
+class TestProgress : public ProgressDisplay {
+public:
+    explicit TestProgress(int cancel_at) : cancel_at_(cancel_at) {
+        before_ = progress_set_display(this);
+    }
+    ~TestProgress() override { progress_set_display(before_); }
+    TestProgress(const TestProgress&) = delete;
+    TestProgress& operator=(const TestProgress&) = delete;
+
+    void begin(const char*, std::int64_t, std::int64_t, bool) override {}
+    int step(std::int64_t) override {
+        ++steps;
+        if (on_step) on_step();
+        return cancel_at_ > 0 && steps >= cancel_at_ ? 11 : 0;
+    }
+    void end() override {}
+    void wait_cursor(bool) override {}
+
+    int steps = 0;
+    std::function<void()> on_step;
+
+private:
+    int cancel_at_;
+    ProgressDisplay* before_;
+};
+
+}  // namespace
+
+class TestSaveImage : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    // First: the panel's proposals depend on the format saved last in the session.
+    void proposals_of_the_panel();
+    void save_as_each_format_and_read_back();
+    void names_extensions_and_types();
+    void sixteen_bit_pictures();
+    void overwrite_questions();
+    void failed_saves_keep_the_original();
+    void save_in_place();
+    void revert_reads_the_file_again();
+    void close_question_yes_saves();
+    void save_image_panel_controls();
+    void jpeg_statistics();
+    void file_open_panel_and_guard();
+
+private:
+    ImageWindow* show_picture(Image* image);
+    ImageWindow* open_window(const QString& path);
+    QString make_tiff(const QString& name, const Image* image);
+    std::unique_ptr<MainFrame> frame_;
+    std::unique_ptr<QTemporaryDir> dir_;
+    TestStore store_;
+};
+
+void TestSaveImage::init() {
+    app_state_reset();
+    window_record_table_init();
+    preferences() = Preferences{};
+    saved_state() = State{};
+    // The statistics panel has a test of its own.
+    saved_state().savefileoptions = save_without_statistics;
+    shell_error_reporter_install();
+    dir_ = std::make_unique<QTemporaryDir>();
+    frame_ = std::make_unique<MainFrame>();
+    frame_->resize(900, 700);
+    frame_->show();
+    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+}
+
+void TestSaveImage::cleanup() {
+    for (QMdiSubWindow* sub : frame_->area()->subWindowList()) {
+        if (auto* window = image_window_of(sub)) window->modified = 0;
+    }
+    frame_.reset();
+    dir_.reset();
+    app_state_reset();
+}
+
+ImageWindow* TestSaveImage::show_picture(Image* image) {
+    ImageWindow* window = nullptr;
+    if (image_window_create(frame_->area(), image, &window) != 0) return nullptr;
+    frame_->area()->setActiveSubWindow(window->sub_window());
+    window->modified = 1;
+    return window;
+}
+
+ImageWindow* TestSaveImage::open_window(const QString& path) {
+    if (open_file_path(path) != 0) return nullptr;
+    ImageWindow* window = image_window_of_file(path);
+    if (window != nullptr) frame_->area()->setActiveSubWindow(window->sub_window());
+    return window;
+}
+
+// A TIFF file made by netpbm from the picture.
+QString TestSaveImage::make_tiff(const QString& name, const Image* image) {
+    const QString pnm = dir_->filePath(name + QStringLiteral(".pnm"));
+    write_pnm(pnm, pnm_of(image));
+    const QString path = dir_->filePath(name);
+    const bool made = run(QStringLiteral("pnmtotiff -truecolor ") + quoted(pnm) +
+                          QStringLiteral(" > ") + quoted(path) + QStringLiteral(" 2>/dev/null"));
+    QFile::remove(pnm);
+    return made ? path : QString();
+}
+
+void TestSaveImage::save_as_each_format_and_read_back() {
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour8, 40, 27);
+    const Pnm original = pnm_of(picture.get());
+    ImageWindow* window = show_picture(picture.get());
+    QVERIFY(window != nullptr);
+    saved_state().jpegquality[0] = 90;
+
+    struct Case {
+        const char* name;
+        int filter;
+        const char* reader;
+        int stored_type;
+    };
+    const Case cases[] = {{"a.tif", save_filter_tiff, "tifftopnm", 2},
+                          {"b.png", save_filter_png, "pngtopnm", 9},
+                          {"c.jpg", save_filter_jpeg, "djpeg", 3}};
+    for (const Case& c : cases) {
+        const QString path = dir_->filePath(QLatin1String(c.name));
+        window->modified = 1;
+        ScriptedPanel panel({save_as(path, c.filter)});
+        ScriptedBoxes boxes;
+        QCOMPARE(command_dispatch(nullptr, 1007), CommandResult::done);
+        QVERIFY2(boxes.calls.empty(), qPrintable(boxes.texts().join(QLatin1Char('|'))));
+        QCOMPARE(panel.requests.size(), std::size_t{1});
+
+        const Pnm read = decoded_by(QLatin1String(c.reader), path);
+        QCOMPARE(read.width, 40);
+        QCOMPARE(read.height, 27);
+        if (c.filter == save_filter_jpeg) {
+            // The same picture through cjpeg at the preference's quality, with
+            // full colour resolution as the saved sampling asks, decodes the same.
+            const QString pnm = dir_->filePath(QStringLiteral("c.pnm"));
+            write_pnm(pnm, original);
+            const QString reference = dir_->filePath(QStringLiteral("reference.jpg"));
+            QVERIFY(run(QStringLiteral("cjpeg -quality 90 -sample 1x1 ") + quoted(pnm) +
+                        QStringLiteral(" > ") + quoted(reference)));
+            QCOMPARE(read.samples, decoded_by(QStringLiteral("djpeg"), reference).samples);
+            int worst = 0;
+            for (std::size_t i = 0; i < read.samples.size(); ++i)
+                worst = std::max(worst, std::abs(read.samples[i] - original.samples[i]));
+            QVERIFY2(worst <= 40, qPrintable(QString::number(worst)));
+        } else {
+            QCOMPARE(read.samples, original.samples);
+        }
+
+        // The window now stands for the new file.
+        const WindowRecord* record = window->record();
+        QCOMPARE(QString::fromStdString(record->file_name), path);
+        QCOMPARE(record->file_type, c.stored_type);
+        QCOMPARE(window->modified, 0);
+        QCOMPARE(window->sub_window()->windowTitle(),
+                 QStringLiteral("1 - %1 (1:1 - 40 x 27)").arg(QLatin1String(c.name)));
+        QCOMPARE(QString::fromStdString(saved_state().openfile.front()), path);
+    }
+    // Nothing but the three files (and the reference) was left behind.
+    QCOMPARE(names_in(dir_->path()),
+             (QStringList{QStringLiteral("a.tif"), QStringLiteral("b.png"), QStringLiteral("c.jpg"),
+                          QStringLiteral("c.pnm"), QStringLiteral("reference.jpg")}));
+    // Each reopens in the editor with the pixels written.
+    window->sub_window()->close();
+    ImageWindow* reopened = open_window(dir_->filePath(QStringLiteral("b.png")));
+    QVERIFY(reopened != nullptr);
+    QCOMPARE(pnm_of(&reopened->record()->image).samples, original.samples);
+    QCOMPARE(reopened->record()->file_type, 9);
+}
+
+void TestSaveImage::names_extensions_and_types() {
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour8, 12, 9);
+    ImageWindow* window = show_picture(picture.get());
+    QVERIFY(window != nullptr);
+
+    {
+        // A wrong extension is told and the panel comes back with the name;
+        // an upper-case long one passes.
+        ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("a.tif2")), save_filter_tiff),
+                             save_as(dir_->filePath(QStringLiteral("a.jpg")), save_filter_tiff),
+                             save_as(dir_->filePath(QStringLiteral("a.TIFF")), save_filter_tiff)});
+        ScriptedBoxes boxes;
+        QCOMPARE(SaveImageAs(window), 0);
+        QCOMPARE(
+            boxes.texts(),
+            (QStringList{QStringLiteral("TIFF files must have an extension of .tif or .tiff"),
+                         QStringLiteral("TIFF files must have an extension of .tif or .tiff")}));
+        QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
+        QCOMPARE(panel.requests.size(), std::size_t{3});
+        QCOMPARE(panel.requests[1].name, dir_->filePath(QStringLiteral("a.tif2")));
+        QCOMPARE(names_in(dir_->path()), QStringList{QStringLiteral("a.TIFF")});
+    }
+    {
+        // A name without extension gets the format's.
+        ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("noext")), save_filter_png)});
+        QCOMPARE(SaveImageAs(window), 0);
+        QVERIFY(QFileInfo::exists(dir_->filePath(QStringLiteral("noext.png"))));
+        QCOMPARE(window->record()->file_name,
+                 dir_->filePath(QStringLiteral("noext.png")).toStdString());
+    }
+    {
+        // Formats this version cannot write, and a cancelled panel, change nothing.
+        window->modified = 1;
+        ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("a.bmp")), save_filter_bmp)});
+        QCOMPARE(SaveImageAs(window), 136);
+        QCOMPARE(SaveImageAs(window), 11);
+        QCOMPARE(window->modified, 1);
+        QCOMPARE(window->record()->file_type, 9);
+        QVERIFY(!QFileInfo::exists(dir_->filePath(QStringLiteral("a.bmp"))));
+        QCOMPARE(window->busy, 0);
+    }
+
+    // A binary picture is refused as JPEG with the format's own message.
+    ImageHolder binary;
+    QCOMPARE(image_alloc(binary.get(), image_type_binary, 16, 4, 100.0), 0);
+    ImageWindow* bits = show_picture(binary.get());
+    ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("bits.jpg")), save_filter_jpeg)});
+    ScriptedBoxes boxes;
+    QCOMPARE(command_dispatch(nullptr, 1007), CommandResult::done);
+    QCOMPARE(
+        boxes.texts(),
+        QStringList{QStringLiteral("Only grayscale or color images can be saved in JPEG format")});
+    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
+    QVERIFY(!QFileInfo::exists(dir_->filePath(QStringLiteral("bits.jpg"))));
+    QCOMPARE(bits->modified, 1);
+    QVERIFY(bits->record()->file_name.empty());
+}
+
+void TestSaveImage::sixteen_bit_pictures() {
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour16, 20, 10);
+    const Pnm wide = pnm_of(picture.get());
+    ImageWindow* window = show_picture(picture.get());
+    QVERIFY(window != nullptr);
+
+    // TIFF takes 16 bits as they are, without a question.
+    {
+        ScriptedPanel panel(
+            {save_as(dir_->filePath(QStringLiteral("wide.tif")), save_filter_tiff)});
+        ScriptedBoxes boxes;
+        QCOMPARE(SaveImageAs(window), 0);
+        QVERIFY(boxes.calls.empty());
+        const Pnm read = decoded_by(QStringLiteral("tifftopnm -byrow"),
+                                    dir_->filePath(QStringLiteral("wide.tif")));
+        QCOMPARE(read.maxval, 65535);
+        QCOMPARE(read.samples, wide.samples);
+    }
+    // PNG asks first: Cancel brings the panel back, OK converts the window's
+    // picture to 8 bits for good and writes it.
+    ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("narrow.png")), save_filter_png),
+                         save_as(dir_->filePath(QStringLiteral("narrow.png")), save_filter_png)});
+    ScriptedBoxes boxes({answer_cancel, answer_ok});
+    QCOMPARE(SaveImageAs(window), 0);
+    QCOMPARE(panel.requests.size(), std::size_t{2});
+    QCOMPARE(boxes.calls.size(), std::size_t{2});
+    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Warning"));
+    QCOMPARE(boxes.calls[0].kind, box_ok_cancel);
+    QCOMPARE(boxes.calls[0].text,
+             QStringLiteral("Only TIFF and FITS file formats support 16-bit image data.\nConvert "
+                            "image to 8-bit and continue?"));
+    QCOMPARE(window->record()->image.type, static_cast<int>(image_type_colour8));
+    const Pnm read =
+        decoded_by(QStringLiteral("pngtopnm"), dir_->filePath(QStringLiteral("narrow.png")));
+    QCOMPARE(read.maxval, 255);
+    QCOMPARE(read.samples.size(), wide.samples.size());
+    for (std::size_t i = 0; i < wide.samples.size(); ++i)
+        QCOMPARE(read.samples[i], (wide.samples[i] * 255 + 32767) / 65535);
+    // The screen shows the converted picture.
+    QCOMPARE(window->record()->view_copy.type, static_cast<int>(image_type_colour8));
+}
+
+void TestSaveImage::overwrite_questions() {
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour8, 10, 10);
+    ImageWindow* window = show_picture(picture.get());
+    QVERIFY(window != nullptr);
+    const QString target = dir_->filePath(QStringLiteral("there.png"));
+    const QByteArray old_bytes("not really a picture");
+    write_file(target, old_bytes);
+
+    {
+        // No brings the panel back; the file stays as it was.
+        ScriptedPanel panel({save_as(target, save_filter_png)});
+        ScriptedBoxes boxes({answer_no});
+        QCOMPARE(SaveImageAs(window), 11);
+        QCOMPARE(boxes.calls.size(), std::size_t{1});
+        QCOMPARE(boxes.calls[0].text, QStringLiteral("Replace existing file: %1?").arg(target));
+        QCOMPARE(boxes.calls[0].caption, QString());
+        QCOMPARE(boxes.calls[0].kind, box_yes_no);
+        QCOMPARE(panel.requests.size(), std::size_t{2});
+        QCOMPARE(file_bytes(target), old_bytes);
+        QCOMPARE(window->modified, 1);
+    }
+    {
+        ScriptedPanel panel({save_as(target, save_filter_png)});
+        ScriptedBoxes boxes({answer_yes});
+        QCOMPARE(SaveImageAs(window), 0);
+        QVERIFY(file_bytes(target).startsWith("\x89PNG"));
+    }
+
+    // The file is open in another window: that one must close first.
+    ImageHolder second;
+    fill(second.get(), image_type_gray8, 6, 6);
+    ImageWindow* other = show_picture(second.get());
+    QVERIFY(other != nullptr);
+    const QByteArray saved_bytes = file_bytes(target);
+    {
+        // In use by a link: refused, and the panel comes back.
+        WindowBase owner;
+        link_add(&owner, window, "Input", true);
+        ScriptedPanel panel({save_as(target, save_filter_png)});
+        ScriptedBoxes boxes;
+        QCOMPARE(SaveImageAs(other), 11);
+        QCOMPARE(boxes.texts(),
+                 QStringList{QStringLiteral("A file of this name is currently open and in use")});
+        link_remove(&owner, window);
+    }
+    {
+        // No refuses; Yes closes the other window and replaces the file
+        // without asking again.
+        ScriptedPanel panel({save_as(target, save_filter_png), save_as(target, save_filter_png)});
+        ScriptedBoxes boxes({answer_no, answer_yes});
+        window->modified = 0;
+        QPointer<QMdiSubWindow> closing = window->sub_window();
+        QCOMPARE(SaveImageAs(other), 0);
+        QCOMPARE(boxes.texts(),
+                 (QStringList{QStringLiteral("A file of this name is currently open.\nClose its "
+                                             "window and replace the existing file?"),
+                              QStringLiteral("A file of this name is currently open.\nClose its "
+                                             "window and replace the existing file?")}));
+        QTRY_VERIFY(closing.isNull());
+        QVERIFY(file_bytes(target) != saved_bytes);
+        QCOMPARE(decoded_by(QStringLiteral("pngtopnm"), target).channels, 1);
+    }
+}
+
+void TestSaveImage::failed_saves_keep_the_original() {
+    // Big enough for the writers to show progress, which is where they stop.
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour8, 500, 400);
+    ImageWindow* window = show_picture(picture.get());
+    QVERIFY(window != nullptr);
+    const QByteArray old_bytes("the file that was there");
+    for (const auto& [name, filter] :
+         {std::pair{"old.tif", save_filter_tiff}, std::pair{"old.jpg", save_filter_jpeg},
+          std::pair{"old.png", save_filter_png}}) {
+        const QString target = dir_->filePath(QLatin1String(name));
+        write_file(target, old_bytes);
+        TestProgress cancel(2);
+        ScriptedPanel panel({save_as(target, filter)});
+        ScriptedBoxes boxes({answer_yes});
+        QCOMPARE(SaveImageAs(window), 11);
+        QVERIFY(cancel.steps >= 2);
+        QCOMPARE(file_bytes(target), old_bytes);
+        QCOMPARE(window->modified, 1);
+        QVERIFY(window->record()->file_name.empty());
+        QCOMPARE(window->busy, 0);
+        QCOMPARE(app_state.file_operation_busy, false);
+    }
+    QCOMPARE(names_in(dir_->path()),
+             (QStringList{QStringLiteral("old.jpg"), QStringLiteral("old.png"),
+                          QStringLiteral("old.tif")}));
+
+    // A folder that cannot be written to (permissions bind all but the super-user).
+    if (geteuid() != 0) {
+        const QString locked = dir_->filePath(QStringLiteral("locked"));
+        QVERIFY(QDir().mkdir(locked));
+        const QString target = locked + QStringLiteral("/old.tif");
+        write_file(target, old_bytes);
+        QFile::setPermissions(locked, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+        ScriptedPanel panel({save_as(target, save_filter_tiff)});
+        ScriptedBoxes boxes({answer_yes});
+        QCOMPARE(command_dispatch(nullptr, 1007), CommandResult::done);
+        QFile::setPermissions(
+            locked, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        QCOMPARE(boxes.calls.size(), std::size_t{2});
+        QCOMPARE(boxes.calls[1].caption, QStringLiteral("Error"));
+        QCOMPARE(file_bytes(target), old_bytes);
+        QCOMPARE(window->modified, 1);
+    }
+}
+
+void TestSaveImage::save_in_place() {
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour8, 30, 20);
+    const QString path = make_tiff(QStringLiteral("in place.tif"), picture.get());
+    QVERIFY(!path.isEmpty());
+    ImageWindow* window = open_window(path);
+    QVERIFY(window != nullptr);
+    QCOMPARE(window->record()->file_type, 2);
+
+    // Change the picture, then Save: no panel, no question, the file follows.
+    invert(&window->record()->image);
+    const Pnm changed = pnm_of(&window->record()->image);
+    window->modified = 1;
+    {
+        ScriptedPanel panel;
+        ScriptedBoxes boxes;
+        QCOMPARE(command_dispatch(nullptr, 1006), CommandResult::done);
+        QVERIFY(panel.requests.empty());
+        QVERIFY(boxes.calls.empty());
+        QCOMPARE(window->modified, 0);
+        QCOMPARE(decoded_by(QStringLiteral("tifftopnm"), path).samples, changed.samples);
+    }
+    // A Save cancelled half way keeps the file and the mark.
+    {
+        ImageHolder big;
+        fill(big.get(), image_type_colour8, 500, 400);
+        image_move(big.get(), &window->record()->image);
+        window->modified = 1;
+        const QByteArray before = file_bytes(path);
+        TestProgress cancel(2);
+        QCOMPARE(SaveImage(window), 11);
+        QCOMPARE(file_bytes(path), before);
+        QCOMPARE(window->modified, 1);
+    }
+    // A 16-bit picture saved in place over a PNG is refused by the format,
+    // without the question that Save As asks.
+    {
+        ImageHolder wide;
+        fill(wide.get(), image_type_gray16, 8, 8);
+        const QString png = dir_->filePath(QStringLiteral("wide.png"));
+        write_file(png, QByteArray("old"));
+        window->record()->file_name = png.toStdString();
+        window->record()->file_type = 9;
+        image_move(wide.get(), &window->record()->image);
+        ScriptedBoxes boxes;
+        QCOMPARE(command_dispatch(nullptr, 1006), CommandResult::done);
+        QCOMPARE(boxes.texts(),
+                 QStringList{QStringLiteral(
+                     "Only binary, grayscale, or color images can be saved in PNG format")});
+        QCOMPARE(file_bytes(png), QByteArray("old"));
+    }
+    // A file of a type that cannot be written back turns Save into Save As.
+    {
+        window->record()->file_type = -1;
+        ScriptedPanel panel;
+        QCOMPARE(SaveImage(window), 11);
+        QCOMPARE(panel.requests.size(), std::size_t{1});
+    }
+}
+
+void TestSaveImage::proposals_of_the_panel() {
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour8, 8, 8);
+    const QString tif = make_tiff(QStringLiteral("shot.tif"), picture.get());
+    ImageWindow* opened = open_window(tif);
+    QVERIFY(opened != nullptr);
+    {
+        // A file's own format, beside it, under a number so as not to overwrite.
+        ScriptedPanel panel;
+        QCOMPARE(SaveImageAs(opened), 11);
+        QCOMPARE(panel.requests[0].filter, save_filter_tiff);
+        QCOMPARE(panel.requests[0].name, dir_->filePath(QStringLiteral("shot-1.tif")));
+        QCOMPARE(panel.requests[0].title,
+                 QStringLiteral("Save Image  (1 - shot.tif (1:1 - 8 x 8))"));
+    }
+    // A picture derived from it: with `honorfilesavetype` the preferred
+    // format, else its source's; named after the source.
+    QCOMPARE(command_dispatch(nullptr, 4006), CommandResult::done);
+    ImageWindow* derived = image_window_active(frame_->area());
+    QVERIFY(derived != nullptr && derived != opened);
+    preferences().defaultfilesavetype = save_filter_png;
+    {
+        ScriptedPanel panel;
+        QCOMPARE(SaveImageAs(derived), 11);
+        QCOMPARE(panel.requests[0].filter, save_filter_png);
+        QCOMPARE(panel.requests[0].name, dir_->filePath(QStringLiteral("shot.png")));
+    }
+    preferences().honorfilesavetype = false;
+    {
+        ScriptedPanel panel;
+        QCOMPARE(SaveImageAs(derived), 11);
+        QCOMPARE(panel.requests[0].filter, save_filter_tiff);
+        QCOMPARE(panel.requests[0].name, dir_->filePath(QStringLiteral("shot-1.tif")));
+    }
+    // After a Save As the filter used last is proposed for new pictures.
+    preferences().honorfilesavetype = true;
+    {
+        ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("q.jpg")), save_filter_jpeg)});
+        QCOMPARE(SaveImageAs(derived), 0);
+    }
+    ImageHolder fresh;
+    fill(fresh.get(), image_type_gray8, 4, 4);
+    ImageWindow* untitled = show_picture(fresh.get());
+    ScriptedPanel panel;
+    QCOMPARE(SaveImageAs(untitled), 11);
+    QCOMPARE(panel.requests[0].filter, save_filter_jpeg);
+    QCOMPARE(QFileInfo(panel.requests[0].name).fileName(), QStringLiteral("Untitled.jpg"));
+    // The choices start from the saved state.
+    QCOMPARE(panel.requests[0].choices, save_choices_from_state());
+}
+
+void TestSaveImage::revert_reads_the_file_again() {
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour8, 30, 20);
+    const Pnm original = pnm_of(picture.get());
+    const QString path = make_tiff(QStringLiteral("revert.tif"), picture.get());
+    ImageWindow* window = open_window(path);
+    QVERIFY(window != nullptr);
+    window->set_zoom(2, true);
+
+    invert(&window->record()->image);
+    window->layout_view();
+    window->modified = 1;
+    QCOMPARE(command_dispatch(nullptr, 1009), CommandResult::done);
+    QCOMPARE(window->modified, 0);
+    QCOMPARE(pnm_of(&window->record()->image).samples, original.samples);
+    QCOMPARE(window->record()->zoom, 2);
+    // The screen shows the file's pixels again.
+    const QImage screen = display_image(window->record()->display_copy);
+    QCOMPARE(screen.pixel(3, 1),
+             qRgb(original.at(1, 0, 0), original.at(1, 0, 1), original.at(1, 0, 2)));
+
+    // A file that is gone leaves the window empty and unnamed.
+    QVERIFY(QFile::remove(path));
+    ScriptedBoxes boxes;
+    QCOMPARE(command_dispatch(nullptr, 1009), CommandResult::done);
+    QCOMPARE(boxes.calls.size(), std::size_t{1});
+    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
+    QCOMPARE(window->record()->image.type, 0);
+    QVERIFY(window->record()->file_name.empty());
+    QVERIFY(window->sub_window()->windowTitle().startsWith(QStringLiteral("Untitled 1")));
+    // Without a file there is nothing to go back to.
+    QCOMPARE(Revert(window), 0);
+}
+
+void TestSaveImage::close_question_yes_saves() {
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour8, 30, 20);
+    const QString path = make_tiff(QStringLiteral("closing.tif"), picture.get());
+    ImageWindow* window = open_window(path);
+    QVERIFY(window != nullptr);
+    invert(&window->record()->image);
+    const Pnm changed = pnm_of(&window->record()->image);
+    window->modified = 1;
+    {
+        // Yes writes the window's own file, then it closes.
+        ScriptedPanel panel;
+        ScriptedBoxes boxes({answer_yes});
+        QPointer<QMdiSubWindow> sub = window->sub_window();
+        QVERIFY(sub->close());
+        QCOMPARE(boxes.texts(),
+                 QStringList{QStringLiteral("Save Modified Image: 1 - closing.tif?")});
+        QVERIFY(panel.requests.empty());
+        QTRY_VERIFY(sub.isNull());
+        QCOMPARE(decoded_by(QStringLiteral("tifftopnm"), path).samples, changed.samples);
+    }
+    // An untitled picture goes through the panel.
+    ImageHolder fresh;
+    fill(fresh.get(), image_type_colour8, 500, 400);
+    ImageWindow* untitled = show_picture(fresh.get());
+    QPointer<QMdiSubWindow> sub = untitled->sub_window();
+    const QString named = dir_->filePath(QStringLiteral("named.png"));
+    {
+        // A save that fails keeps it open and modified.
+        TestProgress cancel(2);
+        ScriptedPanel panel({save_as(named, save_filter_png)});
+        ScriptedBoxes boxes({answer_yes});
+        QVERIFY(!sub->close());
+        QCOMPARE(untitled->modified, 1);
+        QVERIFY(!QFileInfo::exists(named));
+    }
+    {
+        ScriptedPanel panel({save_as(named, save_filter_png)});
+        ScriptedBoxes boxes({answer_yes});
+        QVERIFY(sub->close());
+        QTRY_VERIFY(sub.isNull());
+        QCOMPARE(decoded_by(QStringLiteral("pngtopnm"), named).width, 500);
+    }
+}
+
+void TestSaveImage::save_image_panel_controls() {
+    SaveImageRequest request;
+    request.title = QStringLiteral("Save Image  (x)");
+    request.name = dir_->filePath(QStringLiteral("pic.tif"));
+    request.filter = save_filter_tiff;
+    request.choices = save_choices_from_state();
+    request.choices.save_file_options = 0;
+    SaveImagePanel panel(request);
+    QCOMPARE(panel.windowTitle(), QStringLiteral("Save Image  (x)"));
+    QCOMPARE(panel.nameFilters().size(), 11);
+    QCOMPARE(panel.nameFilters()[1], QStringLiteral("JPEG (*.jpg *.jpeg *.jpe *.j2k *.jp2)"));
+    QCOMPARE(panel.name_field(), QStringLiteral("pic.tif"));
+    QVERIFY(!panel.tiff_group()->isHidden());
+    QVERIFY(panel.jpeg_group()->isHidden());
+
+    // Another format: its extension in the name field, its group shown.
+    panel.choose_filter(save_filter_jpeg);
+    QCOMPARE(panel.name_field(), QStringLiteral("pic.jpg"));
+    QVERIFY(panel.tiff_group()->isHidden());
+    QVERIFY(!panel.jpeg_group()->isHidden());
+    panel.choose_filter(save_filter_png);
+    QCOMPARE(panel.name_field(), QStringLiteral("pic.png"));
+    QVERIFY(panel.jpeg_group()->isHidden() && panel.bmp_group()->isHidden());
+    panel.choose_filter(save_filter_jpeg);
+
+    // The slider runs on 0 to 1024; the quality is cut toward zero.
+    QCOMPARE(panel.jpeg_slider()->maximum(), 1024);
+    QCOMPARE(panel.jpeg_slider()->value(), 97 * 1024 / 100);
+    QCOMPARE(panel.choices().jpeg_quality, 97);
+    QCOMPARE(panel.jpeg_quality_label()->text(), QStringLiteral("JPEG Quality: 97"));
+    panel.jpeg_slider()->setValue(500);
+    QCOMPARE(panel.choices().jpeg_quality, 48);
+    QCOMPARE(panel.jpeg_quality_label()->text(), QStringLiteral("JPEG Quality: 48"));
+    // Leaving the profile out is marked in red and noted in the flags.
+    QVERIFY(panel.include_profile()->styleSheet().isEmpty());
+    panel.include_profile()->setChecked(false);
+    QVERIFY(panel.include_profile()->styleSheet().contains(QStringLiteral("red")));
+    QCOMPARE(panel.choices().save_file_options, save_without_profile);
+    const SaveImageAnswer answer = panel.answer();
+    QCOMPARE(answer.filter, save_filter_jpeg);
+    QCOMPARE(QFileInfo(answer.name).fileName(), QStringLiteral("pic.jpg"));
+
+    // Shown for real: a format picked, then OK.
+    QTimer::singleShot(0, [] {
+        auto* shown = qobject_cast<SaveImagePanel*>(QApplication::activeModalWidget());
+        if (shown == nullptr) return;
+        shown->choose_filter(save_filter_png);
+        QMetaObject::invokeMethod(shown, "accept");
+    });
+    const SaveImageAnswer ran = save_image_panel_run(request);
+    QCOMPARE(ran.filter, save_filter_png);
+    QCOMPARE(ran.name, dir_->filePath(QStringLiteral("pic.png")));
+
+    // The JPEG choices reach the saved state only with the JPEG format.
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour8, 8, 8);
+    ImageWindow* window = show_picture(picture.get());
+    SaveChoices choices = save_choices_from_state();
+    choices.jpeg_quality = 40;
+    choices.tiff_compression = 2;
+    {
+        ScriptedPanel scripted(
+            {{dir_->filePath(QStringLiteral("s.tif")), save_filter_tiff, choices}});
+        QCOMPARE(SaveImageAs(window), 0);
+        QCOMPARE(saved_state().jpegquality[0], 97);
+        QCOMPARE(saved_state().TIFFCompressMode, 2);
+    }
+    {
+        ScriptedPanel scripted(
+            {{dir_->filePath(QStringLiteral("s.jpg")), save_filter_jpeg, choices}});
+        QCOMPARE(SaveImageAs(window), 0);
+        QCOMPARE(saved_state().jpegquality[0], 40);
+    }
+}
+
+void TestSaveImage::jpeg_statistics() {
+    QCOMPARE(jpeg_size_text(999), QStringLiteral("999 bytes"));
+    QCOMPARE(jpeg_size_text(1000), QStringLiteral("1.00 KB"));
+    QCOMPARE(jpeg_size_text(1234567), QStringLiteral("1.23 MB"));
+    QCOMPARE(jpeg_size_text(2500000000LL), QStringLiteral("2.50 GB"));
+
+    ImageHolder picture;
+    fill(picture.get(), image_type_colour8, 64, 48);
+    ImageWindow* window = show_picture(picture.get());
+    saved_state().savefileoptions = 0;
+    const QString path = dir_->filePath(QStringLiteral("stats.jpg"));
+    std::vector<JpegStatistics> shown;
+    qint64 first_size = 0;
+    const JpegStatisticsPanel before = save_image_set_statistics_panel(
+        [&](const JpegStatistics& statistics, SaveChoices* choices) {
+            shown.push_back(statistics);
+            if (shown.size() > 1) return false;
+            first_size = QFileInfo(path).size();
+            choices->jpeg_quality = 10;  // "Save Again" at a low quality
+            return true;
+        });
+    ScriptedPanel panel({save_as(path, save_filter_jpeg)});
+    QCOMPARE(SaveImageAs(window), 0);
+    save_image_set_statistics_panel(before);
+    QCOMPARE(shown.size(), std::size_t{2});
+    QCOMPARE(shown[0].image_bytes, 64LL * 48 * 3);
+    QCOMPARE(shown[0].file_bytes, first_size);
+    QVERIFY(shown[0].colour);
+    QCOMPARE(shown[1].choices.jpeg_quality, 10);
+    QCOMPARE(shown[1].file_bytes, QFileInfo(path).size());
+    QVERIFY(shown[1].file_bytes < first_size);
+    QCOMPARE(saved_state().jpegquality[0], 10);
+
+    // The panel: "Save Again" only once something differs from what was used.
+    JpegStatistics statistics;
+    statistics.image_bytes = 9216;
+    statistics.file_bytes = 0;
+    statistics.colour = true;
+    statistics.choices = save_choices_from_state();
+    statistics.choices.jpeg_quality = 50;  // a quality the slider shows exactly
+    JpegStatisticsDialog dialog(statistics, nullptr);
+    QCOMPARE(dialog.windowTitle(), QStringLiteral("File Save (JPEG)"));
+    QCOMPARE(dialog.text_of(QStringLiteral("Image Size:")), QStringLiteral("9.22 KB"));
+    QCOMPARE(dialog.text_of(QStringLiteral("Compression Ratio:")), QStringLiteral("9216.00"));
+    QVERIFY(!dialog.save_again_button()->isEnabled());
+    const int position = dialog.quality_slider()->value();
+    dialog.quality_slider()->setValue(position - 200);
+    QVERIFY(dialog.save_again_button()->isEnabled());
+    dialog.quality_slider()->setValue(position);
+    QVERIFY(!dialog.save_again_button()->isEnabled());
+    dialog.include_list()->setCurrentIndex(3);
+    QCOMPARE(dialog.choices().save_file_options, save_without_comments | save_without_profile);
+    QVERIFY(dialog.save_again_button()->isEnabled());
+}
+
+void TestSaveImage::file_open_panel_and_guard() {
+    ImageHolder a;
+    fill(a.get(), image_type_colour8, 500, 400);
+    const QString big = make_tiff(QStringLiteral("big.tif"), a.get());
+    ImageHolder b;
+    fill(b.get(), image_type_colour8, 7, 5);
+    const QString small = make_tiff(QStringLiteral("small.tif"), b.get());
+
+    // The panel: its title, its filters, both chosen files opened.
+    std::vector<OpenFileRequest> requests;
+    const OpenFileChooser before = open_file_set_chooser([&](const OpenFileRequest& request) {
+        requests.push_back(request);
+        return requests.size() == 1 ? QStringList{big, small} : QStringList{};
+    });
+    QCOMPARE(command_dispatch(nullptr, 1002), CommandResult::done);
+    QCOMPARE(requests.size(), std::size_t{1});
+    QCOMPARE(requests[0].title, QStringLiteral("File Open"));
+    QCOMPARE(requests[0].filters.size(), 14);
+    QCOMPARE(requests[0].filter, 0);
+    QVERIFY(requests[0].filters[0].startsWith(QStringLiteral("All Image Files (")));
+    QVERIFY(requests[0].filters[0].contains(QStringLiteral("*.nef")));
+    QVERIFY(!requests[0].filters[0].contains(QStringLiteral("*.rwl")));
+    QCOMPARE(requests[0].filters.last(), QStringLiteral("All Files (*.*)"));
+    QCOMPARE(frame_->area()->subWindowList().size(), 2);
+    QCOMPARE(QString::fromStdString(saved_state().lastdirectory), dir_->path());
+    // Cancel opens nothing and says nothing.
+    {
+        ScriptedBoxes boxes;
+        QCOMPARE(command_dispatch(nullptr, 1002), CommandResult::done);
+        QVERIFY(boxes.calls.empty());
+    }
+    open_file_set_chooser(before);
+    for (QMdiSubWindow* sub : frame_->area()->subWindowList())
+        sub->close();
+    QTRY_VERIFY(image_window_of_file(big) == nullptr && image_window_of_file(small) == nullptr);
+
+    // A second open while a slow one shows progress is turned away.
+    int nested = -1;
+    TestProgress progress(0);
+    progress.on_step = [&] {
+        if (nested == -1) nested = open_file_path(small);
+    };
+    QCOMPARE(open_file_path(big), 0);
+    QCOMPARE(nested, 125);
+    QCOMPARE(frame_->area()->subWindowList().size(), 1);
+    // Once it is over the next one runs.
+    QCOMPARE(open_file_path(small), 0);
+    QCOMPARE(frame_->area()->subWindowList().size(), 2);
+}
+
+QTEST_MAIN(TestSaveImage)
+#include "tst_save_image.moc"
