@@ -1,6 +1,8 @@
 // orvane-batch: the editor's file routines without a window.
 //   orvane-batch info FILE
 //   orvane-batch convert IN OUT [--compression none|zip|lzw] [--thumbnail]
+//   orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT
+//   orvane-batch list
 // Exit status 0 on success, otherwise the error code, with its text on
 // standard error; 255 for a command line that cannot be understood.
 #include <cstdio>
@@ -8,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/batch_apply.h"
 #include "cli/batch_io.h"
 #include "core/errors.h"
 #include "core/image.h"
@@ -21,7 +24,9 @@ constexpr int exit_usage = 255;
 int usage() {
     std::fputs(
         "usage: orvane-batch info FILE\n"
-        "       orvane-batch convert IN OUT [--compression none|zip|lzw] [--thumbnail]\n",
+        "       orvane-batch convert IN OUT [--compression none|zip|lzw] [--thumbnail]\n"
+        "       orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT\n"
+        "       orvane-batch list\n",
         stderr);
     return exit_usage;
 }
@@ -135,5 +140,7 @@ int main(int argc, char** argv) {
     std::vector<std::string> args(argv + 2, argv + argc);
     if (command == "info" && args.size() == 1) return info(args[0]);
     if (command == "convert") return convert(args);
+    if (command == "apply") return batch_apply(args);
+    if (command == "list" && args.empty()) return batch_list();
     return usage();
 }
