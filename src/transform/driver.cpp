@@ -189,10 +189,9 @@ int run(bool apply, const TransformRegion* region, bool& stop) {
     }
 
     if (!apply) {
-        if (!sets_own_profile(state.panel_code)) {
+        if (!sets_own_profile(state.panel_code))
             preview_settle_profile(input, record, host().working_profile());
-            host().window_display_update(window, shown);
-        }
+        host().window_display_update(window, shown);
         host().window_retitle(window);
     } else {
         window->window_kind = window_kind_image;

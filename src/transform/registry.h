@@ -3,6 +3,12 @@
 // workflow, what it reads, the settings file it keeps, and its descriptor
 // when it is built. Everything that lists, enables or finds a transformation
 // asks here.
+//
+// The editor's menu keeps its rows in shell/command_table.h, but whether a
+// transformation command can run comes from here: for a row of the
+// Transformations menu, `transform_command_built(number)` decides whether it
+// is enabled and dispatched, and `transform_find_command(number)->descriptor`
+// is what transform_open (driver.h) takes.
 #pragma once
 
 #include <cstdint>

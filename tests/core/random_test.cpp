@@ -46,14 +46,4 @@ TEST_F(RandomTest, AgreesWithTheSixtyFourBitFormula) {
     }
 }
 
-TEST_F(RandomTest, StateCanBeSavedAndRestored) {
-    random_set_state(987654321);
-    const std::int32_t before = random_state();
-    const std::int32_t a = random_next();
-    const std::int32_t b = random_next();
-    random_set_state(before);
-    EXPECT_EQ(random_next(), a);
-    EXPECT_EQ(random_next(), b);
-}
-
 }  // namespace

@@ -552,33 +552,17 @@ TEST_F(AddNoiseTextTest, ReaderSkipsUnknownLinesAndDropsAnUnfinishedBlock) {
     EXPECT_EQ(field_find(fields, "amount")->amount(p)->amount_low, 700);
 }
 
-TEST(AddNoiseDescriptor, BuiltInValuesAndControls) {
+TEST(AddNoiseDescriptor, TheChannelListShowsForColourInputsOnly) {
     const TransformDescriptor& d = add_noise();
-    EXPECT_EQ(d.title, "Add Noise");
-    EXPECT_TRUE(d.preview_one_to_one);
-    ParamBlock block;
-    ASSERT_EQ(block.allocate(d), 0);
     const TransformField* channels = field_find(d.fields, "channels");
     ASSERT_NE(channels, nullptr);
-    EXPECT_EQ(channels->label, "Channel(s):");
-    ASSERT_EQ(channels->words.size(), 3u);
-    EXPECT_EQ(channels->words[1], "HSV V");
-    EXPECT_EQ(channels->get(block.get()), 0);
-    // The channel list shows for colour inputs only.
     for (int type = 0; type <= 10; ++type)
         EXPECT_EQ(field_shown(*channels, type), type == 3 || type == 7) << type;
-    EXPECT_TRUE(field_shown(*field_find(d.fields, "method"), image_type_gray8));
-    // Tab order: input, amount, method, channels.
-    ASSERT_EQ(d.fields.size(), 4u);
-    EXPECT_EQ(d.fields[0].kind, ControlKind::input_chooser);
-    EXPECT_EQ(d.fields[0].label, "Input Image:");
-    EXPECT_EQ(d.fields[1].kind, ControlKind::amount);
-    EXPECT_EQ(d.fields[2].label, "Method:");
-    EXPECT_EQ(d.fields[2].words[1], "Gaussian");
-    const AmountSettings& amount = *d.fields[1].amount(block.get());
-    EXPECT_EQ(amount.amount_low, 1024);
-    EXPECT_EQ(amount.amount_high, -1);
-    EXPECT_STREQ(amount.label, "Amount: ");
+    for (const TransformField& field : d.fields) {
+        if (&field != channels) {
+            EXPECT_TRUE(field_shown(field, image_type_gray8)) << field.label;
+        }
+    }
 }
 
 }  // namespace

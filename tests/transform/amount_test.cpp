@@ -124,32 +124,6 @@ TEST(WorkflowImages, PlacesOneToThirtyOne) {
     EXPECT_EQ(images.window_at(0), nullptr);
 }
 
-TEST(AmountMask, ChoosingAndDropping) {
-    Window window;
-    Image mask{};
-    AmountSettings plain;
-    amount_choose_mask(plain, &window, &mask);
-    EXPECT_EQ(plain.amount_low, 0);
-    EXPECT_EQ(plain.amount_high, 1024);
-
-    AmountSettings bipolar;
-    bipolar.bipolar = 1;
-    amount_choose_mask(bipolar, &window, &mask);
-    EXPECT_EQ(bipolar.amount_low, 512);
-    EXPECT_EQ(bipolar.amount_high, 512);
-
-    amount_choose_mask(plain, nullptr, nullptr);  // "No Mask"
-    EXPECT_EQ(plain.amount_low, 1024);
-    EXPECT_EQ(plain.amount_high, -1);
-    EXPECT_EQ(plain.amount_mask_window, nullptr);
-
-    bipolar.amount_low = 300;
-    amount_drop_mask(bipolar);
-    EXPECT_EQ(bipolar.amount_low, 300);
-    EXPECT_EQ(bipolar.amount_high, -1);
-    EXPECT_EQ(bipolar.amount_mask, nullptr);
-}
-
 TEST(AmountRestore, ASavedAmountReturnsOnlyWhereItFits) {
     AmountSettings saved_masked;
     saved_masked.amount_low = 200;

@@ -612,4 +612,34 @@ TEST_F(DriverTest, AddNoisePreviewAsksForOneToOneFirst) {
     EXPECT_TRUE(host_->errors.empty());
 }
 
+TEST(PreviewProfile, SettledFromTheInputOrTheWorkingProfile) {
+    const std::vector<std::uint8_t> working{1, 2, 3};
+    WindowRecord input{};
+    WindowRecord preview{};
+    ASSERT_EQ(image_alloc(&preview.view_copy, image_type_colour8, 2, 2, 100.0), 0);
+
+    preview_settle_profile(nullptr, &preview, working);  // no input, colour output
+    EXPECT_EQ(preview.profile, working);
+
+    input.profile = {9, 9};
+    ASSERT_EQ(image_alloc(&input.image, image_type_colour16, 2, 2, 100.0), 0);
+    preview_settle_profile(&input, &preview, working);  // the input's own
+    EXPECT_EQ(preview.profile, input.profile);
+
+    input.profile.clear();
+    preview.profile = {7};
+    preview_settle_profile(&input, &preview, working);  // colour input without one
+    EXPECT_EQ(preview.profile, std::vector<std::uint8_t>{7});
+    ASSERT_EQ(image_alloc(&input.image, image_type_gray16, 2, 2, 100.0), 0);
+    preview_settle_profile(&input, &preview, working);  // gray input, colour output
+    EXPECT_EQ(preview.profile, working);
+
+    ASSERT_EQ(image_alloc(&preview.view_copy, image_type_gray8, 2, 2, 100.0), 0);
+    preview.profile.clear();
+    preview_settle_profile(nullptr, &preview, working);  // gray output
+    EXPECT_TRUE(preview.profile.empty());
+    image_free(&input.image);
+    image_free(&preview.view_copy);
+}
+
 }  // namespace
