@@ -3,6 +3,8 @@
 //   orvane-batch convert IN OUT [--quality N] [--compression none|zip|lzw] [--thumbnail]
 // TIFF, JPEG and PNG in, and out in the format of OUT's extension. --quality
 // is for JPEG output, --compression and --thumbnail for TIFF output.
+//   orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT
+//   orvane-batch list
 // Exit status 0 on success, otherwise the error code, with its text on
 // standard error; 255 for a command line that cannot be understood or that
 // gives an option the output format has no use for.
@@ -13,6 +15,7 @@
 #include <system_error>
 #include <vector>
 
+#include "cli/batch_apply.h"
 #include "cli/batch_io.h"
 #include "core/errors.h"
 #include "core/image.h"
@@ -29,8 +32,10 @@ int usage() {
     std::fprintf(stderr,
                  "usage: orvane-batch info FILE\n"
                  "       orvane-batch convert IN OUT [options]\n"
+                 "       orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT\n"
+                 "       orvane-batch list\n"
                  "Files are TIFF, JPEG or PNG; OUT's extension chooses the format written.\n"
-                 "Options:\n"
+                 "Options of convert:\n"
                  "  --quality N                  JPEG quality, 0 to 100 (default %d)\n"
                  "  --compression none|zip|lzw   TIFF compression (default none)\n"
                  "  --thumbnail                  TIFF: add a reduced image\n",
@@ -185,5 +190,7 @@ int main(int argc, char** argv) {
     std::vector<std::string> args(argv + 2, argv + argc);
     if (command == "info" && args.size() == 1) return info(args[0]);
     if (command == "convert") return convert(args);
+    if (command == "apply") return batch_apply(args);
+    if (command == "list" && args.empty()) return batch_list();
     return usage();
 }

@@ -1,0 +1,568 @@
+// Add Noise against a direct re-statement of its formula: pixel by pixel over
+// the picture from a known generator state, with its own 64-bit generator,
+// its own rounding of products and its own clamping. Whole images are
+// compared, for every input type, in preview and at apply.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <QTemporaryDir>
+
+#include "batch_runner.h"
+#include "core/errors.h"
+#include "core/random.h"
+#include "file/file_types.h"
+#include "file/read_image.h"
+#include "file/write_image.h"
+#include "transform/registry.h"
+#include "transform/transform.h"
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// The oracle
+
+struct Generator {
+    std::int64_t state;
+    int next() {
+        state = state * 41358 % 2147483647;
+        return static_cast<int>(state);
+    }
+};
+
+int raw8(Generator& g) {
+    const int r = g.next();
+    return (r / 512) % 2 == 1 ? -(r % 256) : r % 256;
+}
+int raw16(Generator& g) {
+    const int r = g.next();
+    return (r / 131072) % 2 == 1 ? -(r % 65536) : r % 65536;
+}
+
+int noise8(Generator& g, int method, int s) {
+    int n = raw8(g);
+    if (method == 1) {
+        for (int k = 1; k < 6; ++k)
+            n += raw8(g);
+        n /= 6;
+    }
+    const int magnitude = (std::abs(n) * s + 127) / 255;
+    return n < 0 ? -magnitude : magnitude;
+}
+
+int noise16(Generator& g, int method, int s) {
+    int n = raw16(g);
+    if (method == 1) {
+        for (int k = 1; k < 6; ++k)
+            n += raw16(g);
+        n /= 6;
+    }
+    const std::int64_t product = static_cast<std::int64_t>(n) * s;
+    return static_cast<int>(product / 255);
+}
+
+int limit(int v, int top) {
+    return std::min(std::max(v, 0), top);
+}
+
+int reduce16(int v) {
+    return (v * 255 + 32767) / 65535;
+}
+
+// Local strength under a mask value, as a + (b - a) * m / 255 rounded.
+int blend_strength(int a, int b, int m) {
+    const int step = (std::abs(b - a) * m + 127) / 255;
+    return b >= a ? a + step : a - step;
+}
+
+// A picture as plain numbers, line 0 first, samples in memory order.
+struct Samples {
+    int type = 0;
+    int width = 0;
+    int height = 0;
+    int per_pixel = 1;
+    std::vector<int> values;
+    int& at(int x, int y, int c) {
+        return values[(static_cast<std::size_t>(y) * width + x) * per_pixel + c];
+    }
+};
+
+Samples samples_of(const Image& image) {
+    Samples s;
+    s.type = image.type;
+    s.width = image.width;
+    s.height = image.height;
+    s.per_pixel = image_is_colour(&image) ? 3 : 1;
+    for (int y = 0; y < image.height; ++y) {
+        for (int x = 0; x < image.width; ++x) {
+            for (int c = 0; c < s.per_pixel; ++c) {
+                if (image.type == image_type_binary) {
+                    s.values.push_back(image_bit_get(image.rows[y], x) ? 255 : 0);
+                } else {
+                    const std::uint8_t* p = image_pixel_pointer(&image, x, y);
+                    s.values.push_back(image_is_16bit(&image) ? p[2 * c] | (p[2 * c + 1] << 8)
+                                                              : p[c]);
+                }
+            }
+        }
+    }
+    return s;
+}
+
+struct Settings {
+    int channels = 0;
+    int method = 0;
+    int amount_low = 1024;
+    int amount_high = -1;
+    const Image* mask = nullptr;
+};
+
+// The expected output of a whole picture at zoom 1.
+Samples expected_output(const Image& input, const Settings& set, bool apply, std::int32_t state) {
+    Generator g{state};
+    Samples in = samples_of(input);
+    Samples out = in;
+    const bool wide = image_is_16bit(&input);
+    const bool colour = image_is_colour(&input);
+    if (!apply && wide) out.type = colour ? image_type_colour8 : image_type_gray8;
+    if (input.type == image_type_binary) out.type = image_type_gray8;
+    const int a = (set.amount_low * 255 + 512) / 1024;
+    const int b = set.amount_high < 0 ? -1 : (set.amount_high * 255 + 512) / 1024;
+    for (int y = 0; y < in.height; ++y) {
+        for (int x = 0; x < in.width; ++x) {
+            int s = a;
+            if (a == 255 && (b == -1 || b == 255))
+                s = 255;
+            else if (b >= 0)
+                s = blend_strength(a, b, image_pixel_pointer(set.mask, x, y)[0]);
+            // 16-bit noise at apply, and for gray 16 also in preview; colour 16
+            // previews as 8-bit data with 8-bit noise.
+            const bool noise_wide = wide && (apply || !colour);
+            const int top = noise_wide ? 65535 : 255;
+            auto noise = [&] {
+                return noise_wide ? noise16(g, set.method, s) : noise8(g, set.method, s);
+            };
+            auto load = [&](int c) {
+                const int v = in.at(x, y, c);
+                return wide && !noise_wide ? reduce16(v) : v;
+            };
+            auto store = [&](int c, int v) {
+                out.at(x, y, c) = wide && !apply && noise_wide ? reduce16(v) : v;
+            };
+            if (!colour) {
+                store(0, limit(load(0) + noise(), top));
+            } else if (set.channels == 0) {
+                for (int c = 0; c < 3; ++c)
+                    store(c, limit(load(c) + noise(), top));
+            } else {
+                const int v = std::max({load(0), load(1), load(2)});
+                const int v_new = limit(v + noise(), top);
+                for (int c = 0; c < 3; ++c) {
+                    int sample = load(c);
+                    if (v_new != v)
+                        sample = v != 0 && v_new != 0
+                                     ? static_cast<int>(std::int64_t{sample} * v_new / v)
+                                     : v_new;
+                    store(c, sample);
+                }
+            }
+        }
+    }
+    return out;
+}
+
+// ---------------------------------------------------------------------------
+// Running the transformation
+
+const TransformDescriptor& add_noise() {
+    const TransformEntry* entry = transform_find_title("Add Noise");
+    return *entry->descriptor;
+}
+
+void fill_pattern(Image* image, unsigned seed) {
+    const int bytes = image_line_bytes(image);
+    for (int y = 0; y < image->height; ++y)
+        for (int i = 0; i < bytes; ++i)
+            image->rows[y][i] = static_cast<std::uint8_t>((seed + 37u * y + 11u * i + i * i) & 255);
+}
+
+class AddNoiseTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        saved_state_ = random_state();
+        ASSERT_EQ(params_.allocate(add_noise()), 0);
+        image_init(&input_.image);
+        image_init(&input_.view_copy);
+        image_init(&input_.display_copy);
+    }
+    void TearDown() override {
+        image_free(&input_.image);
+        random_set_state(saved_state_);
+    }
+
+    void set(const Settings& s) {
+        void* p = params_.get();
+        field_find(add_noise().fields, "channels")->set(p, s.channels);
+        field_find(add_noise().fields, "method")->set(p, s.method);
+        AmountSettings& amount = *field_find(add_noise().fields, "amount")->amount(p);
+        amount.amount_low = s.amount_low;
+        amount.amount_high = s.amount_high;
+        amount.amount_mask = const_cast<Image*>(s.mask);
+    }
+
+    // The whole picture at zoom 1, as the driver asks for it.
+    int run(Image* output, bool apply) {
+        ComputeArgs args;
+        args.input = &input_;
+        args.output = output;
+        args.params = params_.get();
+        args.apply = apply;
+        args.width = input_.image.width;
+        args.height = input_.image.height;
+        args.zoom = 1;
+        args.region_x2 = args.width - 1;
+        args.region_y2 = args.height - 1;
+        args.line_width = args.width;
+        args.line_count = args.height;
+        return add_noise().compute(args);
+    }
+
+    void make_input(int type, int width, int height, unsigned seed = 5) {
+        ASSERT_EQ(image_alloc(&input_.image, type, width, height, 240.0), 0);
+        fill_pattern(&input_.image, seed);
+    }
+
+    void check(const Settings& s, bool apply) {
+        set(s);
+        const std::int32_t state = 424242;
+        random_set_state(state);
+        ImageHolder output;
+        ASSERT_EQ(run(output.get(), apply), 0);
+        const Samples expected = expected_output(input_.image, s, apply, state);
+        const Samples got = samples_of(*output);
+        EXPECT_EQ(got.type, expected.type);
+        EXPECT_EQ(output->resolution, 240.0);
+        ASSERT_EQ(got.values.size(), expected.values.size());
+        std::size_t differing = 0;
+        for (std::size_t i = 0; i < got.values.size(); ++i)
+            differing += got.values[i] != expected.values[i];
+        EXPECT_EQ(differing, 0u) << "type " << input_.image.type << " channels " << s.channels
+                                 << " method " << s.method << (apply ? " apply" : " preview");
+    }
+
+    ParamBlock params_;
+    WindowRecord input_{};
+    std::int32_t saved_state_ = 0;
+};
+
+TEST_F(AddNoiseTest, EveryTypeAgainstTheFormula) {
+    struct Case {
+        int type;
+        int channels;
+    };
+    const Case cases[] = {{image_type_binary, 0},   {image_type_gray8, 0},
+                          {image_type_colour8, 0},  {image_type_colour8, 1},
+                          {image_type_colour8, 2},  {image_type_gray16, 0},
+                          {image_type_colour16, 0}, {image_type_colour16, 1}};
+    for (const Case& c : cases) {
+        make_input(c.type, 37, 23);
+        for (int method = 0; method < 2; ++method) {
+            for (bool apply : {true, false}) {
+                Settings s;
+                s.channels = c.channels;
+                s.method = method;
+                check(s, apply);
+                s.amount_low = 300;  // a partial strength
+                check(s, apply);
+            }
+        }
+    }
+}
+
+TEST_F(AddNoiseTest, AMaskScalesTheStrengthPerPixel) {
+    make_input(image_type_colour8, 40, 30);
+    ImageHolder mask;
+    ASSERT_EQ(image_alloc(mask.get(), image_type_gray8, 40, 30, 240.0), 0);
+    fill_pattern(mask.get(), 99);
+    Settings s;
+    s.mask = mask.get();
+    s.amount_low = 100;
+    s.amount_high = 1000;
+    check(s, true);
+    s.amount_low = 1000;  // a falling ramp
+    s.amount_high = 0;
+    check(s, false);
+
+    // Without a mask image the high end is ignored.
+    s.mask = nullptr;
+    s.amount_low = 512;
+    s.amount_high = 1024;
+    set(s);
+    random_set_state(77);
+    ImageHolder output;
+    ASSERT_EQ(run(output.get(), true), 0);
+    Settings plain = s;
+    plain.amount_high = -1;
+    EXPECT_EQ(samples_of(*output).values, expected_output(input_.image, plain, true, 77).values);
+}
+
+TEST_F(AddNoiseTest, AmountZeroCopiesAndDrawsNoNumber) {
+    for (int type : {image_type_binary, image_type_gray8, image_type_colour16}) {
+        make_input(type, 19, 7);
+        Settings s;
+        s.amount_low = 0;
+        set(s);
+        random_set_state(5555);
+        ImageHolder output;
+        ASSERT_EQ(run(output.get(), true), 0);
+        EXPECT_EQ(random_state(), 5555);
+        EXPECT_EQ(output->type, type);
+        EXPECT_EQ(samples_of(*output).values, samples_of(input_.image).values);
+
+        ImageHolder preview;
+        ASSERT_EQ(run(preview.get(), false), 0);
+        EXPECT_EQ(random_state(), 5555);
+        Samples expected = samples_of(input_.image);
+        if (image_is_16bit(&input_.image))
+            for (int& v : expected.values)
+                v = reduce16(v);
+        EXPECT_EQ(samples_of(*preview).values, expected.values);
+    }
+    // A mask at 0 at both ends has no effect either.
+    make_input(image_type_gray8, 8, 8);
+    ImageHolder mask;
+    ASSERT_EQ(image_alloc(mask.get(), image_type_gray8, 8, 8, 240.0), 0);
+    Settings s;
+    s.amount_low = 0;
+    s.amount_high = 0;
+    s.mask = mask.get();
+    set(s);
+    random_set_state(5555);
+    ImageHolder output;
+    ASSERT_EQ(run(output.get(), true), 0);
+    EXPECT_EQ(random_state(), 5555);
+}
+
+TEST_F(AddNoiseTest, SixteenBitNoiseClampsAtBothEnds) {
+    make_input(image_type_gray16, 64, 64);
+    for (int y = 0; y < 64; ++y) {
+        auto* line = reinterpret_cast<std::uint16_t*>(input_.image.rows[y]);
+        for (int x = 0; x < 64; ++x)
+            line[x] = static_cast<std::uint16_t>(x < 32 ? 2000 : 63000);
+    }
+    Settings s;
+    set(s);
+    random_set_state(31337);
+    ImageHolder output;
+    ASSERT_EQ(run(output.get(), true), 0);
+    const Samples got = samples_of(*output);
+    EXPECT_EQ(*std::min_element(got.values.begin(), got.values.end()), 0);
+    EXPECT_EQ(*std::max_element(got.values.begin(), got.values.end()), 65535);
+    // Clamped, not wrapped: about half of the dark pixels pile up at 0 and
+    // half of the bright ones at 65535; wrapping would scatter them.
+    int dark_zero = 0, bright_top = 0;
+    for (int y = 0; y < 64; ++y) {
+        for (int x = 0; x < 32; ++x) {
+            dark_zero += got.values[y * 64 + x] == 0;
+            bright_top += got.values[y * 64 + 32 + x] == 65535;
+        }
+    }
+    EXPECT_GT(dark_zero, 64 * 32 * 2 / 5);
+    EXPECT_GT(bright_top, 64 * 32 * 2 / 5);
+    EXPECT_EQ(got.values, expected_output(input_.image, s, true, 31337).values);
+}
+
+TEST_F(AddNoiseTest, RefusesOtherTypesBeforeTouchingAnything) {
+    for (int type : {image_type_colour, image_type_histogram, image_type_mosaic, image_type_four8,
+                     image_type_four16}) {
+        ASSERT_EQ(image_alloc(&input_.image, type, 4, 1, 100.0), 0);
+        random_set_state(2024);
+        ImageHolder output;
+        EXPECT_EQ(run(output.get(), true), err_illegal_type) << type;
+        EXPECT_EQ(output->type, image_type_empty);
+        EXPECT_EQ(random_state(), 2024);
+    }
+    ComputeArgs no_input;
+    no_input.params = params_.get();
+    ImageHolder output;
+    no_input.output = output.get();
+    EXPECT_EQ(add_noise().compute(no_input), err_illegal_type);
+}
+
+TEST_F(AddNoiseTest, ARegionOfAMagnifiedPreview) {
+    // Zoom 2 over a region: each input pixel fills two by two output pixels,
+    // and nothing outside the region is written.
+    make_input(image_type_gray8, 10, 6);
+    Settings s;
+    s.amount_low = 512;
+    set(s);
+    ImageHolder output;
+    ASSERT_EQ(image_alloc(output.get(), image_type_gray8, 20, 12, 240.0), 0);
+    for (int y = 0; y < 12; ++y)
+        std::memset(output->rows[y], 7, 20);
+    random_set_state(99);
+    ComputeArgs args;
+    args.input = &input_;
+    args.output = output.get();
+    args.params = params_.get();
+    args.width = 20;
+    args.height = 12;
+    args.zoom = 2;
+    args.source_x = 3;
+    args.source_y = 1;
+    args.region_x1 = 6;
+    args.region_y1 = 2;
+    args.region_x2 = 13;
+    args.region_y2 = 7;
+    args.line_width = 4;
+    args.line_count = 3;
+    ASSERT_EQ(add_noise().compute(args), 0);
+
+    Generator g{99};
+    const int strength = (512 * 255 + 512) / 1024;
+    for (int line = 0; line < 3; ++line) {
+        for (int i = 0; i < 4; ++i) {
+            const int in = image_pixel_pointer(&input_.image, 3 + i, 1 + line)[0];
+            const int want = limit(in + noise8(g, 0, strength), 255);
+            for (int dy = 0; dy < 2; ++dy)
+                for (int dx = 0; dx < 2; ++dx)
+                    ASSERT_EQ(output->rows[2 + 2 * line + dy][6 + 2 * i + dx], want);
+        }
+    }
+    for (int y = 0; y < 12; ++y)
+        for (int x = 0; x < 20; ++x)
+            if (y < 2 || y > 7 || x < 6 || x > 13) {
+                ASSERT_EQ(output->rows[y][x], 7);
+            }
+}
+
+TEST_F(AddNoiseTest, CommandLineAppliesFromTheStartOfTheSequence) {
+    // A new process starts the generator at 1234567, and parses the keyword
+    // lines as a workflow block would.
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const std::string folder = dir.path().toStdString();
+    make_input(image_type_colour8, 31, 17);
+    SaveOptions options;
+    options.progress = false;
+    const std::string in = folder + "/in.tif";
+    ASSERT_EQ(WriteImage(in.c_str(), save_filter_tiff, &input_.image, {}, options), 0);
+
+    const std::string out = folder + "/out.tif";
+    ASSERT_EQ(run_batch(words({"apply add_noise colorspace_method 1 1 amount 700 -1 0 0 'Amount: '",
+                               quoted(in), quoted(out)})),
+              0);
+    ImageHolder result;
+    int file_type = 0;
+    ASSERT_EQ(ReadImage(out.c_str(), result.get(), nullptr, &file_type, 16), 0);
+    Settings s;
+    s.channels = 1;
+    s.method = 1;
+    s.amount_low = 700;
+    EXPECT_EQ(samples_of(*result).values,
+              expected_output(input_.image, s, true, random_start).values);
+
+    // Amount 0 leaves the picture as it was, written as PNG this time.
+    const std::string png = folder + "/same.png";
+    ASSERT_EQ(run_batch(words({"apply 'ADD NOISE' amount 0 -1 0 0", quoted(in), quoted(png)})), 0);
+    ImageHolder same;
+    ASSERT_EQ(ReadImage(png.c_str(), same.get(), nullptr, &file_type, 16), 0);
+    EXPECT_EQ(samples_of(*same).values, samples_of(input_.image).values);
+}
+
+// ---------------------------------------------------------------------------
+// Text
+
+std::string read_all(std::FILE* f) {
+    std::string s;
+    std::rewind(f);
+    for (int c; (c = std::fgetc(f)) != EOF;)
+        s += static_cast<char>(c);
+    return s;
+}
+
+class AddNoiseTextTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(params_.allocate(add_noise()), 0); }
+
+    int read_text(const std::string& text, void* params) {
+        std::FILE* f = std::tmpfile();
+        std::fputs(text.c_str(), f);
+        std::rewind(f);
+        TextFile file;
+        file.adopt(f);
+        WorkflowText block{file, images_};
+        return add_noise().read(params, block);
+    }
+
+    ParamBlock params_;
+    WorkflowImages images_;
+};
+
+TEST_F(AddNoiseTextTest, WritesTheTwoLinesAndReadsThemBack) {
+    const auto& fields = add_noise().fields;
+    void* p = params_.get();
+    field_find(fields, "channels")->set(p, 2);
+    field_find(fields, "method")->set(p, 1);
+    field_find(fields, "amount")->amount(p)->amount_low = 300;
+
+    std::FILE* f = std::tmpfile();
+    TextFile file;
+    file.adopt(f);
+    WorkflowText block{file, images_};
+    ASSERT_EQ(add_noise().write(p, block), 0);
+    EXPECT_EQ(read_all(f),
+              "   colorspace_method 2 1\r\n"
+              "   amount 300 -1 0 0 Amount: \r\n");
+
+    ParamBlock back;
+    ASSERT_EQ(back.allocate(add_noise()), 0);
+    ASSERT_EQ(read_text(read_all(f) + "end_widget 171\r\n", back.get()), 0);
+    EXPECT_EQ(field_find(fields, "channels")->get(back.get()), 2);
+    EXPECT_EQ(field_find(fields, "method")->get(back.get()), 1);
+    const AmountSettings& amount = *field_find(fields, "amount")->amount(back.get());
+    EXPECT_EQ(amount.amount_low, 300);
+    EXPECT_EQ(amount.amount_high, -1);
+    EXPECT_STREQ(amount.label, "Amount: ");
+}
+
+TEST_F(AddNoiseTextTest, ReaderSkipsUnknownLinesAndDropsAnUnfinishedBlock) {
+    const auto& fields = add_noise().fields;
+    void* p = params_.get();
+    ASSERT_EQ(read_text("   future_key 1 2 3\r\n\r\n"
+                        "   COLORSPACE_METHOD 1 0\r\n"
+                        "   Amount 700 -1 0 0 Noise: \r\n"
+                        "END_WIDGET 171\r\n"
+                        "   colorspace_method 2 1\r\n",
+                        p),
+              0);
+    EXPECT_EQ(field_find(fields, "channels")->get(p), 1);
+    EXPECT_EQ(field_find(fields, "method")->get(p), 0);
+    EXPECT_EQ(field_find(fields, "amount")->amount(p)->amount_low, 700);
+    EXPECT_STREQ(field_find(fields, "amount")->amount(p)->label, "Noise: ");
+
+    // The file ends before end_widget: the block stays as it was.
+    ASSERT_EQ(read_text("   colorspace_method 2 1\r\n   amount 5 -1 0 0 x\r\n", p), 0);
+    EXPECT_EQ(field_find(fields, "channels")->get(p), 1);
+    EXPECT_EQ(field_find(fields, "amount")->amount(p)->amount_low, 700);
+}
+
+TEST(AddNoiseDescriptor, TheChannelListShowsForColourInputsOnly) {
+    const TransformDescriptor& d = add_noise();
+    const TransformField* channels = field_find(d.fields, "channels");
+    ASSERT_NE(channels, nullptr);
+    for (int type = 0; type <= 10; ++type)
+        EXPECT_EQ(field_shown(*channels, type), type == 3 || type == 7) << type;
+    for (const TransformField& field : d.fields) {
+        if (&field != channels) {
+            EXPECT_TRUE(field_shown(field, image_type_gray8)) << field.label;
+        }
+    }
+}
+
+}  // namespace
