@@ -219,18 +219,29 @@ constexpr TransformField field_choice(std::string_view keyword, std::string_view
     return f;
 }
 
-//   field_integer<&P::radius>("radius", "Radius: ", 1, 100, "%d", 5)
+namespace transform_detail {
 template <auto Member>
-constexpr TransformField field_integer(std::string_view keyword, std::string_view label,
-                                       int minimum, int maximum, std::string_view format,
-                                       int default_value, unsigned shown_for = image_types_any) {
-    auto f = transform_detail::value_field<Member>(keyword, label, ControlKind::integer_slider,
-                                                   default_value);
+constexpr TransformField slider_field(std::string_view keyword, std::string_view label,
+                                      ControlKind kind, double minimum, double maximum,
+                                      std::string_view format, double default_value,
+                                      unsigned shown_for) {
+    auto f = value_field<Member>(keyword, label, kind, default_value);
     f.minimum = minimum;
     f.maximum = maximum;
     f.format = format;
     f.shown_for = shown_for;
     return f;
+}
+}  // namespace transform_detail
+
+//   field_integer<&P::radius>("radius", "Radius: ", 1, 100, "%d", 5)
+template <auto Member>
+constexpr TransformField field_integer(std::string_view keyword, std::string_view label,
+                                       int minimum, int maximum, std::string_view format,
+                                       int default_value, unsigned shown_for = image_types_any) {
+    return transform_detail::slider_field<Member>(keyword, label, ControlKind::integer_slider,
+                                                  minimum, maximum, format, default_value,
+                                                  shown_for);
 }
 
 //   field_real<&P::height>("height", "Height: ", 0.0, 10.0, "%1f", 1.0)
@@ -238,13 +249,9 @@ template <auto Member>
 constexpr TransformField field_real(std::string_view keyword, std::string_view label,
                                     double minimum, double maximum, std::string_view format,
                                     double default_value, unsigned shown_for = image_types_any) {
-    auto f = transform_detail::value_field<Member>(keyword, label, ControlKind::real_slider,
-                                                   default_value);
-    f.minimum = minimum;
-    f.maximum = maximum;
-    f.format = format;
-    f.shown_for = shown_for;
-    return f;
+    return transform_detail::slider_field<Member>(keyword, label, ControlKind::real_slider,
+                                                  minimum, maximum, format, default_value,
+                                                  shown_for);
 }
 
 template <auto Member>
