@@ -19,16 +19,16 @@
 #include "file/read_image.h"
 #include "file/write_image.h"
 
+#include "bench_common.h"
+
 namespace {
+
+using bench::Clock;
+using bench::seconds_since;
+using bench::timed_command;
 
 constexpr int width = 6000;
 constexpr int height = 4000;
-
-using Clock = std::chrono::steady_clock;
-
-double seconds_since(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 // Smooth gradients with some noise, like a photograph.
 void fill_photo_like(Image* image) {
@@ -59,12 +59,6 @@ bool write_ppm(const std::string& path, const Image* image) {
         std::fwrite(line.data(), 1, line.size(), f);
     }
     return std::fclose(f) == 0;
-}
-
-double timed_command(const std::string& command) {
-    const auto start = Clock::now();
-    if (std::system(command.c_str()) != 0) return -1.0;
-    return seconds_since(start);
 }
 
 }  // namespace

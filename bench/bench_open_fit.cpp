@@ -26,19 +26,19 @@
 #include "file/write_image.h"
 #include "shell/view_update.h"
 
+#include "bench_common.h"
+
 namespace {
+
+using bench::Clock;
+using bench::median;
+using bench::seconds_since;
 
 constexpr int width = 6000;
 constexpr int height = 4000;
 constexpr int area_width = 1600;
 constexpr int area_height = 1000;
 constexpr int rounds = 5;
-
-using Clock = std::chrono::steady_clock;
-
-double seconds_since(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 // Smooth gradients, a few hard edges and some noise, like a photograph: enough
 // detail that the JPEG is of a photograph's size, not a flat picture's.
@@ -83,11 +83,6 @@ int show_fitted(WindowRecord* record, int zoom) {
     record->scroll_max_y = 0;
     view_to_picture_rect(record);
     return view_update(record, preferences().smoothzoomflag);
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 }  // namespace

@@ -17,16 +17,15 @@
 #include "file/tiff_reader.h"
 #include "file/tiff_writer.h"
 
+#include "bench_common.h"
+
 namespace {
+
+using bench::Clock;
+using bench::seconds_since;
 
 constexpr int width = 6000;
 constexpr int height = 4000;
-
-using Clock = std::chrono::steady_clock;
-
-double seconds_since(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 // Smooth gradients with a few bits of noise, like a photograph's 16-bit data.
 void fill_photo_like(Image* image) {
@@ -49,10 +48,7 @@ bool write_file(const std::string& path, const Image* image, int compression) {
 }
 
 double tiffcp(const std::string& method, const std::string& in, const std::string& out) {
-    const std::string command = "tiffcp -c " + method + " " + in + " " + out;
-    const auto start = Clock::now();
-    if (std::system(command.c_str()) != 0) return -1.0;
-    return seconds_since(start);
+    return bench::timed_command("tiffcp -c " + method + " " + in + " " + out);
 }
 
 }  // namespace
