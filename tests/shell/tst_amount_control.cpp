@@ -3,6 +3,7 @@
 // mirror, the right button to the mask's window), the hint and the slider.
 #include "core/preferences.h"
 #include "core/window_record.h"
+#include "frame_test_support.h"
 #include "shell/amount_control.h"
 #include "shell/image_window.h"
 #include "shell/input_chooser.h"
@@ -88,13 +89,8 @@ void TestAmountControl::initTestCase() {
 }
 
 void TestAmountControl::init() {
-    app_state_reset();
-    window_record_table_init();
-    preferences() = Preferences{};
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(1000, 750);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    reset_program_state();
+    QVERIFY(show_test_frame(frame_, 1000, 750));
 }
 
 void TestAmountControl::cleanup() {

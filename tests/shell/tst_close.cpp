@@ -1,5 +1,6 @@
 // Closing the program: the questions about panels, the mask tool and the
 // clipboard, the children's vetoes, and the background process.
+#include "frame_test_support.h"
 #include "shell/close_sequence.h"
 #include "shell/main_frame.h"
 #include "shell_test_support.h"
@@ -39,10 +40,7 @@ private:
 
 void TestClose::init() {
     app_state_reset();
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(800, 600);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    QVERIFY(show_test_frame(frame_, 800, 600));
 }
 
 void TestClose::cleanup() {

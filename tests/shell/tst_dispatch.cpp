@@ -1,5 +1,6 @@
 // The menus against the command list they must show, the dispatch of every
 // command, the Window menu's arrangements, the splash and tool selection.
+#include "frame_test_support.h"
 #include "shell/command_dispatch.h"
 #include "shell/command_table.h"
 #include "shell/main_frame.h"
@@ -188,10 +189,9 @@ const Menu help_menu = {
 };
 
 // The commands that work now.
-const std::set<int> built = {1001, 1002, 1006, 1007, 1008, 1009, 1010, 1013, 2001, 2002,
-                             2003, 2004, 3001, 3003, 3004, 3005, 3006, 3007, 3008, 3012,
-                             3013, 3014, 3015,
-                             3016, 3017, 3018, 3019, 3024, 4005, 4006, 7005};
+const std::set<int> built = {1001, 1002, 1006, 1007, 1008, 1009, 1010, 1013, 2001, 2002, 2003,
+                             2004, 3001, 3003, 3004, 3005, 3006, 3007, 3008, 3012, 3013, 3014,
+                             3015, 3016, 3017, 3018, 3019, 3024, 4005, 4006, 7005};
 
 QList<QAction*> command_actions(QMenu* menu) {
     QList<QAction*> result;
@@ -250,10 +250,7 @@ private:
 
 void TestDispatch::init() {
     app_state_reset();
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(900, 700);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    QVERIFY(show_test_frame(frame_, 900, 700));
 }
 
 void TestDispatch::cleanup() {

@@ -1,6 +1,7 @@
 // Files arriving by drop, command line or hand-over: refused, opened or
 // queued, and the queue emptied in order when the panels close.
 #include "core/errors.h"
+#include "frame_test_support.h"
 #include "shell/file_open_queue.h"
 #include "shell/main_frame.h"
 #include "shell/shell_error_reporter.h"
@@ -60,10 +61,7 @@ private:
 void TestDrop::init() {
     app_state_reset();
     shell_error_reporter_install();
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(800, 600);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    QVERIFY(show_test_frame(frame_, 800, 600));
 }
 
 void TestDrop::cleanup() {

@@ -2,6 +2,7 @@
 // strip, the keys, the dragging hand and the zoom menu of the right button.
 #include "core/preferences.h"
 #include "core/window_record.h"
+#include "frame_test_support.h"
 #include "shell/command_dispatch.h"
 #include "shell/image_window.h"
 #include "shell/main_frame.h"
@@ -79,13 +80,8 @@ private:
 };
 
 void TestImageView::init() {
-    app_state_reset();
-    window_record_table_init();
-    preferences() = Preferences{};
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(900, 700);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    reset_program_state();
+    QVERIFY(show_test_frame(frame_, 900, 700));
 }
 
 void TestImageView::cleanup() {

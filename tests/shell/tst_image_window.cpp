@@ -3,6 +3,7 @@
 #include "core/preferences.h"
 #include "core/window_record.h"
 #include "file/tiff_writer.h"
+#include "frame_test_support.h"
 #include "shell/command_dispatch.h"
 #include "shell/image_window.h"
 #include "shell/main_frame.h"
@@ -62,14 +63,9 @@ private:
 };
 
 void TestImageWindow::init() {
-    app_state_reset();
-    window_record_table_init();
-    preferences() = Preferences{};
+    reset_program_state();
     preferences().smoothzoomflag = false;
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(900, 700);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    QVERIFY(show_test_frame(frame_, 900, 700));
 }
 
 void TestImageWindow::cleanup() {

@@ -1,4 +1,5 @@
 // Tab, Enter and Esc in a panel, and which window is the active one.
+#include "frame_test_support.h"
 #include "shell/active_window.h"
 #include "shell/key_filter.h"
 #include "shell/main_frame.h"
@@ -61,10 +62,7 @@ void TestKeyFilter::initTestCase() {
 
 void TestKeyFilter::init() {
     app_state_reset();
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(800, 600);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    QVERIFY(show_test_frame(frame_, 800, 600));
 }
 
 void TestKeyFilter::cleanup() {

@@ -2,6 +2,7 @@
 // loop of steps while the rest of the interface stays frozen, and the display
 // that the core's progress calls reach.
 #include "core/progress.h"
+#include "frame_test_support.h"
 #include "shell/main_frame.h"
 #include "shell/progress_panel.h"
 #include "shell_test_support.h"
@@ -57,10 +58,7 @@ private:
 
 void TestProgress::init() {
     app_state_reset();
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(900, 700);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    QVERIFY(show_test_frame(frame_, 900, 700));
 }
 
 void TestProgress::cleanup() {

@@ -8,6 +8,7 @@
 #include "core/window_record.h"
 #include "file/file_types.h"
 #include "file/write_image.h"
+#include "frame_test_support.h"
 #include "shell/command_dispatch.h"
 #include "shell/image_window.h"
 #include "shell/main_frame.h"
@@ -274,18 +275,13 @@ private:
 };
 
 void TestSaveImage::init() {
-    app_state_reset();
-    window_record_table_init();
-    preferences() = Preferences{};
+    reset_program_state();
     saved_state() = State{};
     // The statistics panel has a test of its own.
     saved_state().savefileoptions = save_without_statistics;
     shell_error_reporter_install();
     dir_ = std::make_unique<QTemporaryDir>();
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(900, 700);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    QVERIFY(show_test_frame(frame_, 900, 700));
 }
 
 void TestSaveImage::cleanup() {

@@ -3,6 +3,7 @@
 // input chooser.
 #include "core/preferences.h"
 #include "core/window_record.h"
+#include "frame_test_support.h"
 #include "shell/active_window.h"
 #include "shell/image_window.h"
 #include "shell/input_chooser.h"
@@ -72,13 +73,8 @@ void TestTransformPanel::initTestCase() {
 }
 
 void TestTransformPanel::init() {
-    app_state_reset();
-    window_record_table_init();
-    preferences() = Preferences{};
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(1000, 750);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    reset_program_state();
+    QVERIFY(show_test_frame(frame_, 1000, 750));
 }
 
 void TestTransformPanel::cleanup() {

@@ -3,6 +3,7 @@
 #include "core/preferences.h"
 #include "core/undo.h"
 #include "core/window_record.h"
+#include "frame_test_support.h"
 #include "shell/clipboard.h"
 #include "shell/command_dispatch.h"
 #include "shell/image_window.h"
@@ -108,10 +109,7 @@ void TestViewCommands::init() {
     window_record_table_init();
     undo_clear();
     preferences() = Preferences{};
-    frame_ = std::make_unique<MainFrame>();
-    frame_->resize(900, 700);
-    frame_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame_.get()));
+    QVERIFY(show_test_frame(frame_, 900, 700));
     QApplication::clipboard()->clear();
 }
 
