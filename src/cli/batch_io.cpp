@@ -1,13 +1,11 @@
 #include "cli/batch_io.h"
 
+#include "core/errors.h"
 #include "file/file_types.h"
 #include "file/read_image.h"
 #include "file/write_image.h"
 
 namespace {
-
-constexpr int err_unknown_type = 71;
-constexpr int err_unsupported = 136;
 
 // The command line has no window, no recent files and nobody to ask.
 constexpr int batch_load_options =

@@ -5,9 +5,15 @@
 // Codes that code tests for by name. The rest are used by number where raised.
 inline constexpr int err_ok = 0;
 inline constexpr int err_memory = 1;
+inline constexpr int err_cannot_create = 3;
+inline constexpr int err_cannot_open = 4;
 inline constexpr int err_aborted = 11;
 inline constexpr int err_illegal_type = 14;
+inline constexpr int err_unknown_type = 71;
 inline constexpr int err_too_wide = 102;
+inline constexpr int err_not_found = 129;
+// A format that is recognised but that this version cannot read or write.
+inline constexpr int err_unsupported = 136;
 
 // Number of rows in the table: codes 0 to 167.
 inline constexpr int error_count = 168;

@@ -26,13 +26,10 @@
 
 namespace {
 
-constexpr int err_cannot_create = 3;
-constexpr int err_cannot_open = 4;
 constexpr int err_read_jpeg = 22;
 constexpr int err_write_jpeg = 23;
 constexpr int err_write_profile = 118;
 constexpr int err_set_comments = 126;
-constexpr int err_not_found = 129;
 
 constexpr unsigned char icc_signature[12] = {'I', 'C', 'C', '_', 'P', 'R',
                                              'O', 'F', 'I', 'L', 'E', 0};

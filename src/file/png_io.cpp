@@ -22,12 +22,9 @@
 
 namespace {
 
-constexpr int err_cannot_create = 3;
-constexpr int err_cannot_open = 4;
 constexpr int err_png_type = 47;
 constexpr int err_read_png = 48;
 constexpr int err_write_png = 49;
-constexpr int err_not_found = 129;
 
 constexpr double metres_per_inch = 0.0254;
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/errors.h"
 #include "core/image.h"
 #include "core/preferences.h"
 #include "file/file_types.h"
@@ -13,11 +14,6 @@
 
 namespace {
 
-constexpr int err_cannot_open = 4;
-constexpr int err_unknown_type = 71;
-constexpr int err_not_found = 129;
-// A format that is recognised but that this version cannot read.
-constexpr int err_unsupported = 136;
 constexpr int err_photo_cd = 165;
 constexpr int tiff_photometric_cmyk = 5;
 

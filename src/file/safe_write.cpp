@@ -5,13 +5,13 @@
 #include <system_error>
 #include <utility>
 
+#include "core/errors.h"
 #include "core/format.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int err_cannot_create = 3;
 constexpr int err_writing = 6;
 constexpr int err_temporary_folder = 88;
 

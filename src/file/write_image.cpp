@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "core/errors.h"
 #include "core/image.h"
 #include "core/preferences.h"
 #include "file/file_types.h"
@@ -13,10 +14,7 @@
 
 namespace {
 
-constexpr int err_cannot_create = 3;
 constexpr int err_tiff_write = 57;
-constexpr int err_unknown_type = 71;
-constexpr int err_unsupported = 136;
 
 int write_tiff(const std::string& path, const Image* image, std::span<const std::uint8_t> profile,
                const SaveOptions& options) {

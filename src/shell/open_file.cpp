@@ -20,7 +20,6 @@
 
 namespace {
 
-constexpr int err_unknown_file_type = 71;
 constexpr int err_open_in_progress = 125;
 
 // Set while an open runs; the progress panel's message loop can bring in a
@@ -91,7 +90,7 @@ public:
 
 // The last stage of an open: the load, then the window that takes the record.
 int DoFileOpenCell(const QString& path, int options) {
-    if (app_state.mdi_area == nullptr) return err_unknown_file_type;
+    if (app_state.mdi_area == nullptr) return err_unknown_type;
     LoadedRecord loaded;
     int code = LoadImageData(QFile::encodeName(path).constData(), &loaded.record, options);
     if (code == 0) {
