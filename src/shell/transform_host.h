@@ -9,7 +9,7 @@
 #include <QPointer>
 
 class ImageWindow;
-class QMdiArea;
+#include <QMdiArea>
 
 class ShellTransformHost : public TransformHost {
 public:
