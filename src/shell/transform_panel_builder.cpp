@@ -75,6 +75,22 @@ void PanelControls::build(QMdiArea* area, int x, int y, int width) {
     grid->setColumnStretch(1, 1);
     for (const TransformField& field : descriptor_.fields)
         add_row(grid, field, area);
+    // The input chooser's own label lines up with the labels of the other
+    // rows, so that all their controls start at one edge.
+    int label_width = 0;
+    for (const Row& row : rows_) {
+        if (row.label && row.field->kind == ControlKind::choice)
+            label_width = std::max(label_width, row.label->sizeHint().width());
+        if (row.field->kind == ControlKind::input_chooser)
+            if (auto* label = row.control->findChild<QLabel*>())
+                label_width = std::max(label_width, label->sizeHint().width());
+    }
+    grid->setColumnMinimumWidth(0, label_width);
+    for (const Row& row : rows_) {
+        if (row.field->kind != ControlKind::input_chooser) continue;
+        if (auto* label = row.control->findChild<QLabel*>()) label->setFixedWidth(label_width);
+        row.control->layout()->setSpacing(gap);
+    }
     if (descriptor_.settings && descriptor_.settings_load && descriptor_.settings_save) {
         // The settings file commands, in a menu of their own below the rows.
         auto* options = new QPushButton(QStringLiteral("Options"), rows_widget_);
