@@ -12,8 +12,10 @@
 #include "shell/recent_files.h"
 #include "shell/save_image.h"
 #include "shell/splash_panel.h"
+#include "shell/transform_host.h"
 #include "shell/view_commands.h"
 #include "shell/window_arrange.h"
+#include "transform/registry.h"
 
 #include <QMainWindow>
 #include <QMdiArea>
@@ -38,7 +40,11 @@ void about_box() {
 
 bool command_available(int number) {
     const CommandEntry* entry = command_find(number);
-    if (entry == nullptr || !entry->built) return false;
+    if (entry == nullptr) return false;
+    // A transformation is there once the catalogue has it built.
+    if (entry->panel_code != 0 || entry->menu == MenuId::transformations)
+        return transform_command_built(number);
+    if (!entry->built) return false;
     // A recent file entry works while the list has a file at its place.
     if (number >= recent_file_first && number <= recent_file_last)
         return number - recent_file_first < recent_files_shown();
@@ -99,7 +105,7 @@ CommandResult command_dispatch(QWidget* window, int command) {
             return CommandResult::done;
         default:
             if (image_window_command(area, number) || save_image_command(area, number) ||
-                view_command(area, number))
+                view_command(area, number) || transform_menu_command(area, number))
                 return CommandResult::done;
             break;
     }

@@ -19,7 +19,9 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -102,15 +104,28 @@ bool ImageWindow::may_close() {
 }
 
 void ImageWindow::closeEvent(QCloseEvent* event) {
-    if (may_close())
-        event->accept();
-    else
+    if (!may_close()) {
         event->ignore();
+        return;
+    }
+    event->accept();
+    if (preview_ && hooks_.closed) hooks_.closed();
 }
 
 void ImageWindow::update_title() {
-    const QString title = QString::fromStdString(window_title_with_zoom(
-        title_base_of(*record_).toStdString(), record_->image, record_->zoom));
+    QString title;
+    if (WindowBase::window_kind == window_kind_preview && record_->image.type == 0) {
+        // The size shown is that of the picture the preview stands for.
+        Image stand_in;
+        image_init(&stand_in);
+        stand_in.type = stand_in_type_;
+        stand_in.width = stand_in_width_;
+        stand_in.height = stand_in_height_;
+        title = QString::fromStdString(window_title_with_zoom("Preview", stand_in, record_->zoom));
+    } else {
+        title = QString::fromStdString(window_title_with_zoom(title_base_of(*record_).toStdString(),
+                                                              record_->image, record_->zoom));
+    }
     setWindowTitle(title);
     if (QMdiSubWindow* sub = sub_window()) sub->setWindowTitle(title);
 }
@@ -125,9 +140,9 @@ void ImageWindow::set_zoom(int zoom, bool resize) {
             return static_cast<int>(centre_fraction * zoomed_size(picture, zoom) - size / 2.0);
         };
         record_->view_x1 =
-            std::max(0, rescale(record_->view_x1, record_->view_width, record_->image.width));
+            std::max(0, rescale(record_->view_x1, record_->view_width, picture_width()));
         record_->view_y1 =
-            std::max(0, rescale(record_->view_y1, record_->view_height, record_->image.height));
+            std::max(0, rescale(record_->view_y1, record_->view_height, picture_height()));
         record_->zoom = zoom;
         image_free(&record_->view_copy);
         image_free(&record_->display_copy);
@@ -148,8 +163,8 @@ void ImageWindow::resize_to_picture() {
     for (int round = 0; round < 2; ++round) {
         const int frame_w = sub->width() - width();
         const int frame_h = sub->height() - height();
-        int want_w = zoomed_size(record_->image.width, record_->zoom) + 2 * border;
-        int want_h = zoomed_size(record_->image.height, record_->zoom) + 2 * border;
+        int want_w = zoomed_size(picture_width(), record_->zoom) + 2 * border;
+        int want_h = zoomed_size(picture_height(), record_->zoom) + 2 * border;
         // A bar across one side takes room from the other, which may bring its bar too.
         const bool bar_h = want_w + frame_w > area.width();
         bool bar_v = want_h + frame_h > area.height();
@@ -170,8 +185,8 @@ void ImageWindow::layout_view() {
     laying_out_ = true;
     WindowRecord* r = record_;
     const int border = preferences().border_width;
-    const int zoomed_w = zoomed_size(r->image.width, r->zoom);
-    const int zoomed_h = zoomed_size(r->image.height, r->zoom);
+    const int zoomed_w = zoomed_size(picture_width(), r->zoom);
+    const int zoomed_h = zoomed_size(picture_height(), r->zoom);
     // The bars are decided here from the whole widget, so that a bar never
     // stays only because it takes the room it would need.
     const int bar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
@@ -214,8 +229,23 @@ void ImageWindow::layout_view() {
     rebuild_copies();
 }
 
+int ImageWindow::picture_width() const {
+    return record_->image.type != 0 ? record_->image.width : stand_in_width_;
+}
+
+int ImageWindow::picture_height() const {
+    return record_->image.type != 0 ? record_->image.height : stand_in_height_;
+}
+
 void ImageWindow::rebuild_copies() {
     WindowRecord* r = record_;
+    if (preview_) {
+        // The transformation owns the screen copy: only the geometry follows.
+        preview_rectangles();
+        preview_check_later();
+        viewport()->update();
+        return;
+    }
     r->view_x2 = r->view_x1 + r->view_width - 1;
     r->view_y2 = r->view_y1 + r->view_height - 1;
     if (r->view_width > 0 && r->view_height > 0) view_to_picture_rect(r);
@@ -294,10 +324,75 @@ void ImageWindow::fit(bool from_one) {
     // The sub-window's frame and title around this widget; the bars are inside it.
     const int frame_w = sub->width() - width() + 2 * frameWidth();
     const int frame_h = sub->height() - height() + 2 * frameWidth();
-    const int zoom = fit_zoom(record_->image.width, record_->image.height, 2 * border + frame_w,
-                              2 * border + frame_h, area.width(), area.height(),
-                              from_one ? 1 : record_->zoom, !from_one);
+    const int zoom =
+        fit_zoom(picture_width(), picture_height(), 2 * border + frame_w, 2 * border + frame_h,
+                 area.width(), area.height(), from_one ? 1 : record_->zoom, !from_one);
     set_zoom(zoom, true);
+}
+
+// ---------------------------------------------------------------------------
+// Previews
+
+void ImageWindow::make_preview(int picture_width, int picture_height, int picture_type,
+                               PreviewHooks hooks) {
+    preview_ = true;
+    stand_in_width_ = picture_width;
+    stand_in_height_ = picture_height;
+    stand_in_type_ = picture_type;
+    hooks_ = std::move(hooks);
+    computed_ = ViewGeometry{};
+}
+
+ImageWindow::ViewGeometry ImageWindow::view_geometry() const {
+    return {record_->zoom, record_->view_x1, record_->view_y1, record_->view_width,
+            record_->view_height};
+}
+
+void ImageWindow::preview_rectangles() {
+    WindowRecord* r = record_;
+    r->view_x2 = r->view_x1 + r->view_width - 1;
+    r->view_y2 = r->view_y1 + r->view_height - 1;
+    if (r->view_width <= 0 || r->view_height <= 0) return;
+    const int n = std::abs(r->zoom);
+    if (r->zoom < 0) {
+        r->image_x1 = r->view_x1 * n;
+        r->image_x2 = (r->view_x2 + 1) * n - 1;
+        r->image_y1 = r->view_y1 * n;
+        r->image_y2 = (r->view_y2 + 1) * n - 1;
+    } else {
+        r->image_x1 = r->view_x1 / n;
+        r->image_x2 = (r->view_x2 + 1) / n;
+        r->image_y1 = r->view_y1 / n;
+        r->image_y2 = (r->view_y2 + 1) / n;
+    }
+    r->image_x2 = std::min(r->image_x2, stand_in_width_ - 1);
+    r->image_y2 = std::min(r->image_y2, stand_in_height_ - 1);
+}
+
+void ImageWindow::preview_check_later() {
+    if (check_pending_) return;
+    check_pending_ = true;
+    // Posted: a change of size or zoom may happen while the driver is at work
+    // (making the window, say), and the driver is never re-entered.
+    QTimer::singleShot(0, this, [this] {
+        check_pending_ = false;
+        const ViewGeometry now = view_geometry();
+        if (now.width <= 0 || now.height <= 0 || now == computed_ || !hooks_.view_changed) return;
+        hooks_.view_changed({QRect(0, 0, now.width, now.height)});
+    });
+}
+
+void ImageWindow::preview_computed(const QRect& region) {
+    computed_ = view_geometry();
+    WindowRecord* r = record_;
+    const QRect part = region & QRect(0, 0, r->view_width, r->view_height);
+    if (part.isEmpty()) return;
+    if (const int code =
+            view_display_update(r, part.left(), part.top(), part.right(), part.bottom())) {
+        error_report(code);
+        return;
+    }
+    viewport()->update(part.translated(r->offset_x, r->offset_y));
 }
 
 int image_window_create(QMdiArea* area, Image* picture, ImageWindow** window,

@@ -14,6 +14,7 @@
 #include <QString>
 
 #include <functional>
+#include <vector>
 
 class QMdiArea;
 class QMdiSubWindow;
@@ -53,6 +54,23 @@ public:
     // is its command number. The caller owns the menu.
     QMenu* context_menu();
 
+    // A transformation's preview shows a picture it doesn't hold: the
+    // transformation computes its screen copy, and its geometry follows the
+    // size of the input it stands for. `view_changed` hears of every part of
+    // the view that needs computing, in view pixels from the top left: the
+    // uncovered strips after a scroll, or the whole view after a change of
+    // zoom or size (posted, so that it never comes from inside a computation).
+    // `closed` hears that the user closed the window.
+    struct PreviewHooks {
+        std::function<void(const std::vector<QRect>&)> view_changed;
+        std::function<void()> closed;
+    };
+    void make_preview(int picture_width, int picture_height, int picture_type, PreviewHooks hooks);
+    bool is_preview() const { return preview_; }
+    // The preview's screen copy was computed in `region` (view pixels from
+    // the top left): the display copy is rebuilt there and repainted.
+    void preview_computed(const QRect& region);
+
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -67,6 +85,31 @@ protected:
 private:
     void resize_to_picture();
     void rebuild_copies();
+    int picture_width() const;
+    int picture_height() const;
+    // A preview's view rectangle on the picture it stands for.
+    void preview_rectangles();
+    void preview_scroll(int x, int y);
+    void preview_check_later();
+
+    // What a preview's screen copy was last computed for.
+    struct ViewGeometry {
+        int zoom = 0;
+        int x = 0;
+        int y = 0;
+        int width = 0;
+        int height = 0;
+        bool operator==(const ViewGeometry&) const = default;
+    };
+    ViewGeometry view_geometry() const;
+
+    bool preview_ = false;
+    int stand_in_width_ = 0;
+    int stand_in_height_ = 0;
+    int stand_in_type_ = 0;
+    PreviewHooks hooks_;
+    ViewGeometry computed_;
+    bool check_pending_ = false;
 
     WindowRecord* record_;
     bool laying_out_ = false;

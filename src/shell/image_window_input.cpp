@@ -18,6 +18,8 @@
 #include <QScrollBar>
 
 #include <algorithm>
+#include <cstdlib>
+#include <vector>
 
 namespace {
 
@@ -56,6 +58,10 @@ void ImageWindow::scroll_to(int x, int y) {
         horizontalScrollBar()->setValue(x);
         verticalScrollBar()->setValue(y);
     }
+    if (preview_) {
+        preview_scroll(x, y);
+        return;
+    }
     const int dx = x - r->view_x1;
     const int dy = y - r->view_y1;
     int code = 0;
@@ -73,6 +79,51 @@ void ImageWindow::scroll_to(int x, int y) {
             viewport()->update();
             return;
     }
+}
+
+// A preview moves what it has and asks for the uncovered strips: the columns
+// over the whole height, then the rows over the columns the first left out.
+void ImageWindow::preview_scroll(int x, int y) {
+    WindowRecord* r = record_;
+    const int dx = x - r->view_x1;
+    const int dy = y - r->view_y1;
+    if (dx == 0 && dy == 0) return;
+    const int w = r->view_width;
+    const int h = r->view_height;
+    r->view_x1 = x;
+    r->view_y1 = y;
+    preview_rectangles();
+    const auto sized = [w, h](const Image& copy) {
+        return copy.type != 0 && copy.width == w && copy.height == h;
+    };
+    const bool overlap = std::abs(dx) < w && std::abs(dy) < h;
+    if (!overlap || !sized(r->view_copy) || !sized(r->display_copy)) {
+        viewport()->update();
+        if (hooks_.view_changed) hooks_.view_changed({QRect(0, 0, w, h)});
+        return;
+    }
+    for (Image* copy : {&r->view_copy, &r->display_copy}) {
+        if (dx > 0) image_shift_left(copy, dx);
+        if (dx < 0) image_shift_right(copy, -dx);
+        if (dy > 0) image_shift_up(copy, dy);
+        if (dy < 0) image_shift_down(copy, -dy);
+    }
+    viewport()->scroll(-dx, -dy, QRect(r->offset_x, r->offset_y, w, h));
+    std::vector<QRect> strips;
+    int left = 0;
+    int right = w - 1;
+    if (dx > 0) {
+        strips.emplace_back(QPoint(w - dx, 0), QPoint(w - 1, h - 1));
+        right = w - dx - 1;
+    } else if (dx < 0) {
+        strips.emplace_back(QPoint(0, 0), QPoint(-dx - 1, h - 1));
+        left = -dx;
+    }
+    if (left <= right) {
+        if (dy > 0) strips.emplace_back(QPoint(left, h - dy), QPoint(right, h - 1));
+        if (dy < 0) strips.emplace_back(QPoint(left, 0), QPoint(right, -dy - 1));
+    }
+    if (hooks_.view_changed) hooks_.view_changed(strips);
 }
 
 void ImageWindow::keyPressEvent(QKeyEvent* event) {

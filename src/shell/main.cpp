@@ -13,6 +13,7 @@
 #include "shell/single_instance.h"
 #include "shell/splash_panel.h"
 #include "shell/startup.h"
+#include "shell/transform_host.h"
 
 #include <QApplication>
 #include <QScreen>
@@ -62,6 +63,7 @@ int main(int argc, char* argv[]) {
 
     frame.serve_hand_overs(&instance_server);
     progress_display_install(frame.area());
+    transform_host_install(frame.area());
 
     // Until the saved state keeps the frame's place, it takes most of the screen.
     const QRect screen = frame.screen()->availableGeometry();

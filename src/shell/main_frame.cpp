@@ -9,6 +9,7 @@
 #include "shell/recent_files.h"
 #include "shell/single_instance.h"
 #include "shell/splash_panel.h"
+#include "transform/registry.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -22,7 +23,9 @@
 #include <QMimeData>
 #include <QUrl>
 
+#include <algorithm>
 #include <map>
+#include <vector>
 
 namespace {
 
@@ -82,10 +85,7 @@ void MainFrame::build_menus() {
     mask->setObjectName(QStringLiteral("Mask"));
     menu_of[MenuId::mask] = mask;
 
-    for (const CommandEntry& entry : command_table) {
-        if (entry.label == nullptr || entry.menu == MenuId::none) continue;
-        QMenu* menu = menu_of[entry.menu];
-        if (entry.group_start && !menu->isEmpty()) menu->addSeparator();
+    const auto add_command = [this](QMenu* menu, const CommandEntry& entry) {
         QAction* action = menu->addAction(QString::fromLatin1(entry.label));
         action->setData(entry.number);
         if (entry.shortcut[0] != '\0')
@@ -94,6 +94,41 @@ void MainFrame::build_menus() {
         const int number = entry.number;
         connect(action, &QAction::triggered, this,
                 [this, number] { command_dispatch(this, number); });
+    };
+    for (const CommandEntry& entry : command_table) {
+        if (entry.label == nullptr || entry.menu == MenuId::none) continue;
+        // The catalogue places the transformations, below.
+        if (entry.menu == MenuId::transformations && transform_find_command(entry.number)) continue;
+        QMenu* menu = menu_of[entry.menu];
+        if (entry.group_start && !menu->isEmpty()) menu->addSeparator();
+        add_command(menu, entry);
+    }
+    // The Transformations menu: a submenu per group of the catalogue, in its
+    // order, then the entries of the top level; each group in its own order.
+    const TransformGroup groups[] = {
+        TransformGroup::geometry,        TransformGroup::gray,
+        TransformGroup::color,           TransformGroup::sharpen_blur_noise,
+        TransformGroup::special_effects, TransformGroup::top_level};
+    for (TransformGroup group : groups) {
+        std::vector<const TransformEntry*> members;
+        for (const TransformEntry& entry : transform_registry())
+            if (entry.group == group && command_find(entry.command) != nullptr &&
+                command_find(entry.command)->label != nullptr)
+                members.push_back(&entry);
+        std::stable_sort(members.begin(), members.end(),
+                         [](const TransformEntry* a, const TransformEntry* b) {
+                             return a->menu_order < b->menu_order;
+                         });
+        QMenu* menu = menu_of[MenuId::transformations];
+        if (group != TransformGroup::top_level) {
+            const QString title =
+                QString::fromLatin1(transform_group_title(group).data(),
+                                    static_cast<qsizetype>(transform_group_title(group).size()));
+            menu = menu->addMenu(title);
+            menu->setObjectName(QString(title).remove(QLatin1Char('&')));
+        }
+        for (const TransformEntry* entry : members)
+            add_command(menu, *command_find(entry->command));
     }
     menu_of[MenuId::tools]->addSeparator();
     menu_of[MenuId::tools]->addMenu(mask);

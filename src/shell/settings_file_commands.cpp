@@ -5,6 +5,7 @@
 #include <QAction>
 #include <QFileDialog>
 #include <QMenu>
+#include <QWidget>
 
 #include <utility>
 
@@ -34,6 +35,19 @@ SettingsFileChooser settings_file_set_chooser(SettingsFileChooser replacement) {
     chooser() = replacement ? std::move(replacement) : SettingsFileChooser(file_dialog);
     return before;
 }
+
+SettingsFileCommands::SettingsFileCommands(QWidget* panel, const SettingsFormatInfo& info,
+                                           std::function<int(const std::string&)> load,
+                                           std::function<int(const std::string&)> save,
+                                           std::function<void()> reset,
+                                           std::function<void()> changed)
+    : QObject(panel),
+      panel_(panel),
+      info_(info),
+      changed_(std::move(changed)),
+      load_(std::move(load)),
+      save_(std::move(save)),
+      reset_(std::move(reset)) {}
 
 QString SettingsFileCommands::filter() const {
     return QStringLiteral("%1 (*%2)").arg(from_view(info_.filter_name), from_view(info_.extension));

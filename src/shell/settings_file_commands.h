@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 
 class QAction;
 class QMenu;
@@ -51,6 +52,13 @@ public:
               return settings_save_file(path, format, params);
           }),
           reset_([&params] { settings_reset(params); }) {}
+
+    // The same over a block known only through its routines, as a
+    // transformation's descriptor gives them.
+    SettingsFileCommands(QWidget* panel, const SettingsFormatInfo& info,
+                         std::function<int(const std::string&)> load,
+                         std::function<int(const std::string&)> save, std::function<void()> reset,
+                         std::function<void()> changed);
 
     // Adds "&Save As...", "&Load..." and "&Reset" to `options`.
     void add_to_menu(QMenu* options);

@@ -235,6 +235,31 @@ void view_update_region(WindowRecord* record, int x1, int y1, int x2, int y2, bo
     fill_region(record, Region{x1, y1, x2 - x1 + 1, y2 - y1 + 1}, smooth);
 }
 
+int view_display_update(WindowRecord* record, int x1, int y1, int x2, int y2) {
+    const Image& view = record->view_copy;
+    if (!shows_pixels(view.type) || view.width <= 0 || view.height <= 0) return 0;
+    Image& display = record->display_copy;
+    if (display.type != image_type_colour8 || display.width != view.width ||
+        display.height != view.height) {
+        if (const int code =
+                image_alloc(&display, image_type_colour8, view.width, view.height, 100.0)) {
+            image_free(&display);
+            return code;
+        }
+        x1 = 0;
+        y1 = 0;
+        x2 = view.width - 1;
+        y2 = view.height - 1;
+    }
+    x1 = std::max(x1, 0);
+    y1 = std::max(y1, 0);
+    x2 = std::min(x2, view.width - 1);
+    y2 = std::min(y2, view.height - 1);
+    if (x1 > x2 || y1 > y2) return 0;
+    view_to_display(view, &display, Region{x1, y1, x2 - x1 + 1, y2 - y1 + 1});
+    return 0;
+}
+
 ViewScroll view_scroll(WindowRecord* record, int view_x1, int view_y1, bool smooth, int* code) {
     *code = 0;
     const int dx = view_x1 - record->view_x1;

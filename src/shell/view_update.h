@@ -18,6 +18,12 @@
 // clipped to them. Writes exactly what view_update writes there.
 void view_update_region(WindowRecord* record, int x1, int y1, int x2, int y2, bool smooth);
 
+// A screen copy that something else computed (a transformation's preview):
+// rebuilds the display copy from `view_copy` in the inclusive region, in view
+// pixels from the top left. A display copy of another size is made anew, and
+// then filled whole. Returns 0 or an allocation code.
+[[nodiscard]] int view_display_update(WindowRecord* record, int x1, int y1, int x2, int y2);
+
 // How a scroll was carried out.
 enum class ViewScroll {
     unchanged,  // the position was already there

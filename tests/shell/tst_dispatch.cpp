@@ -188,10 +188,42 @@ const Menu help_menu = {
     {7005, "About Orvane Pro", none},
 };
 
+// The Transformations menu: its groups with their entries, in order, and last
+// the entries at its top level.
+struct ExpectedGroup {
+    const char* title;  // null for the top level
+    std::vector<const char*> labels;
+};
+
+const std::vector<ExpectedGroup> transformation_groups = {
+    {"&Geometry",
+     {"Cop&y", "&Mirror/Rotate...", "&Crop/Add Border...", "&Level...", "&Resize...", "&Warp...",
+      "&Fan...", "&Displace...", "Lens Dis&tortion..."}},
+    {"G&ray",
+     {"&Negative", "&Levels and Color...", "Brightness &Curve...", "&Brightness...", "&Tint...",
+      "Light &Falloff...", "&Gamma Adjust...", "C&ombine Channels...", "&2-Zone Adjustment...",
+      "&3-Zone Adjustment..."}},
+    {"&Color",
+     {"&Balance...", "&Curves...", "&Saturation...", "E&xtract Channel...", "&Reassign Channels...",
+      "&Monochrome...", "Co&rrection...", "Remap...", "M&oire Reduction...",
+      "Chromatic &Aberration...", "Match Re&ference...", "Change Color &Profile...", "&Negative...",
+      "&Registration..."}},
+    {"Sharpen, Blur, Noise",
+     {"&Sharpen...", "&Advanced Sharpen...", "&Blur...", "Noise Reduction..."}},
+    {"Special &Effects",
+     {"Add &Noise...", "&Button...", "&Calendar...", "C&onformal Mapping...", "&Difference...",
+      "Drop Shado&w...", "Ed&ge...", "&Emboss...", "E&qualize...", "&Grid...", "&Halftone...",
+      "H&igh Contrast...", "&Interlace...", "&Kaleidoscope...", "&Posterize...", "&Spiral...",
+      "Ste&reo...", "&Tile..."}},
+    {nullptr,
+     {"Con&vert...", "&Filter...", "&Text...", "Co&mposite...", "HDR/Stac&k Images...",
+      "&Layout...", "Gra&dient...", "&Texture..."}},
+};
+
 // The commands that work now.
 const std::set<int> built = {1001, 1002, 1006, 1007, 1008, 1009, 1010, 1013, 2001, 2002, 2003,
                              2004, 3001, 3003, 3004, 3005, 3006, 3007, 3008, 3012, 3013, 3014,
-                             3015, 3016, 3017, 3018, 3019, 3024, 4005, 4006, 7005};
+                             3015, 3016, 3017, 3018, 3019, 3024, 4005, 4006, 4043, 7005};
 
 QList<QAction*> command_actions(QMenu* menu) {
     QList<QAction*> result;
@@ -278,12 +310,35 @@ void TestDispatch::menus_show_every_command() {
     compare_menu(menus[0], file_menu);
     compare_menu(menus[1], edit_menu);
 
-    Menu transformation_menu;
-    for (const ExpectedTransformation& entry : transformations) {
-        transformation_menu.push_back({entry.number, entry.label, none});
+    // Every transformation stands once, in its group; the labels name them.
+    for (const ExpectedTransformation& entry : transformations)
         QCOMPARE(command_find(entry.number)->panel_code, entry.panel_code);
+    const auto number_of = [](const char* label) {
+        int found = 0;
+        for (const ExpectedTransformation& entry : transformations)
+            if (QByteArray(entry.label) == label) found = entry.number;
+        return found;
+    };
+    QStringList group_titles;
+    for (QAction* action : menus[2]->actions())
+        if (action->menu() != nullptr) group_titles.append(action->text());
+    size_t listed = 0;
+    for (const ExpectedGroup& group : transformation_groups) {
+        Menu expected;
+        for (const char* label : group.labels) {
+            QVERIFY2(number_of(label) != 0, label);
+            expected.push_back({number_of(label), label, none});
+        }
+        listed += expected.size();
+        if (group.title != nullptr) {
+            QVERIFY(group_titles.contains(QString::fromLatin1(group.title)));
+            compare_menu(submenu(menus[2], QString::fromLatin1(group.title)), expected);
+        } else {
+            compare_menu(menus[2], expected);
+        }
     }
-    compare_menu(menus[2], transformation_menu);
+    QCOMPARE(group_titles.size(), qsizetype{5});
+    QCOMPARE(listed, transformations.size());
 
     compare_menu(menus[3], tools_menu);
     compare_menu(submenu(menus[3], QStringLiteral("Mask")), mask_menu);

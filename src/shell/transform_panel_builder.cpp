@@ -1,0 +1,343 @@
+#include "shell/transform_panel_builder.h"
+
+#include "core/format.h"
+#include "shell/amount_control.h"
+#include "shell/image_window.h"
+#include "shell/input_chooser.h"
+#include "shell/panel_title_bar.h"
+#include "shell/settings_file_commands.h"
+#include "shell/transform_panel.h"
+#include "transform/driver.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QLabel>
+#include <QMdiArea>
+#include <QMenu>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QSlider>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace {
+
+QString text_of(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+// A real slider moves in this many steps over its range.
+constexpr int real_steps = 1000;
+
+// The panel's controls, one row per field, kept with the panel.
+class PanelControls : public QObject {
+public:
+    struct Row {
+        const TransformField* field = nullptr;
+        QLabel* label = nullptr;  // a separate caption, if the control has one
+        QWidget* control = nullptr;
+    };
+
+    PanelControls(TransformPanel* panel, const TransformDescriptor& descriptor, void* params)
+        : QObject(panel), panel_(panel), descriptor_(descriptor), params_(params) {
+        setObjectName(QStringLiteral("panel_controls"));
+    }
+
+    void build(QMdiArea* area, int x, int y, int width);
+    void layout(int image_type, int width, int height);
+    void show_block();
+
+private:
+    void add_row(QGridLayout* grid, const TransformField& field, QMdiArea* area);
+    void changed(const TransformField& field, double value);
+    void caption(const Row& row, double value);
+    double slider_value(const TransformField& field, int position) const;
+    int slider_position(const TransformField& field, double value) const;
+
+    TransformPanel* panel_;
+    const TransformDescriptor& descriptor_;
+    void* params_;
+    QWidget* rows_widget_ = nullptr;
+    std::vector<Row> rows_;
+};
+
+void PanelControls::build(QMdiArea* area, int x, int y, int width) {
+    rows_widget_ = new QWidget(panel_->client());
+    rows_widget_->setObjectName(QStringLiteral("panel_rows"));
+    auto* grid = new QGridLayout(rows_widget_);
+    grid->setContentsMargins(0, 0, 0, 0);
+    const int gap = panel_ui_sizes(panel_).gap;
+    grid->setHorizontalSpacing(gap);
+    grid->setVerticalSpacing(gap);
+    grid->setColumnStretch(1, 1);
+    for (const TransformField& field : descriptor_.fields)
+        add_row(grid, field, area);
+    // The input chooser's own label lines up with the labels of the other
+    // rows, so that all their controls start at one edge.
+    int label_width = 0;
+    for (const Row& row : rows_) {
+        if (row.label && row.field->kind == ControlKind::choice)
+            label_width = std::max(label_width, row.label->sizeHint().width());
+        if (row.field->kind == ControlKind::input_chooser)
+            if (auto* label = row.control->findChild<QLabel*>())
+                label_width = std::max(label_width, label->sizeHint().width());
+    }
+    grid->setColumnMinimumWidth(0, label_width);
+    for (const Row& row : rows_) {
+        if (row.field->kind != ControlKind::input_chooser) continue;
+        if (auto* label = row.control->findChild<QLabel*>()) label->setFixedWidth(label_width);
+        row.control->layout()->setSpacing(gap);
+    }
+    if (descriptor_.settings && descriptor_.settings_load && descriptor_.settings_save) {
+        // The settings file commands, in a menu of their own below the rows.
+        auto* options = new QPushButton(QStringLiteral("Options"), rows_widget_);
+        options->setObjectName(QStringLiteral("options"));
+        options->setAutoDefault(false);
+        auto* menu = new QMenu(options);
+        options->setMenu(menu);
+        const TransformDescriptor* d = &descriptor_;
+        void* block = params_;
+        auto* commands = new SettingsFileCommands(
+            panel_, *d->settings,
+            [d, block](const std::string& path) { return d->settings_load(path, block); },
+            [d, block](const std::string& path) { return d->settings_save(path, block); },
+            [d, block] { d->params_reset(block); },
+            [this] {
+                show_block();
+                transform_parameter_changed();
+            });
+        commands->add_to_menu(menu);
+        grid->addWidget(options, grid->rowCount(), 0, 1, 1, Qt::AlignLeft);
+    }
+    rows_widget_->move(x, y);
+    rows_widget_->setFixedWidth(std::max(width, rows_widget_->sizeHint().width()));
+    rows_widget_->show();
+}
+
+void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdiArea* area) {
+    const int line = grid->rowCount();
+    Row row;
+    row.field = &field;
+    const QString keyword = text_of(field.keyword);
+    const TransformField* f = &field;
+    switch (field.kind) {
+        case ControlKind::input_chooser: {
+            auto* chooser = new InputChooser(rows_widget_, area, text_of(field.label));
+            if (field.accepts != image_types_any) {
+                const unsigned accepts = field.accepts;
+                chooser->set_filter([accepts](const ImageWindow* window) {
+                    return (accepts & image_type_bit(window->record()->image.type)) != 0;
+                });
+            }
+            connect(chooser, &InputChooser::input_changed, this,
+                    [](ImageWindow* window) { transform_input_changed(window); });
+            row.control = chooser;
+            grid->addWidget(chooser, line, 0, 1, 2);
+            break;
+        }
+        case ControlKind::amount: {
+            auto* amount = new AmountControl(rows_widget_, area);
+            amount->setObjectName(keyword);
+            connect(amount, &AmountControl::amount_changed, this,
+                    [this, f](const AmountSettings& settings) {
+                        *f->amount(params_) = settings;
+                        transform_parameter_changed();
+                    });
+            connect(amount, &AmountControl::mask_image_changed, this,
+                    [] { transform_parameter_changed(); });
+            row.control = amount;
+            grid->addWidget(amount, line, 0, 1, 2);
+            break;
+        }
+        case ControlKind::choice: {
+            row.label = new QLabel(text_of(field.label), rows_widget_);
+            auto* combo = new QComboBox(rows_widget_);
+            for (std::string_view word : field.words)
+                combo->addItem(text_of(word));
+            row.label->setBuddy(combo);
+            connect(combo, &QComboBox::activated, this,
+                    [this, f](int index) { changed(*f, index); });
+            row.control = combo;
+            grid->addWidget(row.label, line, 0);
+            grid->addWidget(combo, line, 1);
+            break;
+        }
+        case ControlKind::integer_slider:
+        case ControlKind::real_slider: {
+            // The caption carries the value: "Radius: 5".
+            row.label = new QLabel(rows_widget_);
+            auto* slider = new QSlider(Qt::Horizontal, rows_widget_);
+            if (field.kind == ControlKind::integer_slider)
+                slider->setRange(static_cast<int>(field.minimum), static_cast<int>(field.maximum));
+            else
+                slider->setRange(0, real_steps);
+            connect(slider, &QSlider::valueChanged, this, [this, f](int position) {
+                const double value = slider_value(*f, position);
+                for (const Row& r : rows_)
+                    if (r.field == f) caption(r, value);
+                changed(*f, value);
+            });
+            row.control = slider;
+            grid->addWidget(row.label, line, 0, 1, 2);
+            grid->addWidget(slider, line + 1, 0, 1, 2);
+            break;
+        }
+        case ControlKind::check_box: {
+            auto* box = new QCheckBox(text_of(field.label), rows_widget_);
+            connect(box, &QCheckBox::toggled, this,
+                    [this, f](bool on) { changed(*f, on ? 1.0 : 0.0); });
+            row.control = box;
+            grid->addWidget(box, line, 0, 1, 2);
+            break;
+        }
+    }
+    if (row.control && row.control->objectName().isEmpty()) row.control->setObjectName(keyword);
+    if (row.label) row.label->setObjectName(keyword + QStringLiteral("_label"));
+    rows_.push_back(row);
+}
+
+double PanelControls::slider_value(const TransformField& field, int position) const {
+    if (field.kind == ControlKind::integer_slider) return position;
+    return field.minimum + (field.maximum - field.minimum) * position / real_steps;
+}
+
+int PanelControls::slider_position(const TransformField& field, double value) const {
+    if (field.kind == ControlKind::integer_slider) return static_cast<int>(std::lround(value));
+    const double span = field.maximum - field.minimum;
+    if (span <= 0) return 0;
+    return static_cast<int>(std::lround((value - field.minimum) / span * real_steps));
+}
+
+void PanelControls::caption(const Row& row, double value) {
+    if (row.label == nullptr) return;
+    std::string text;
+    if (row.field->kind == ControlKind::integer_slider)
+        text = format_text(row.field->format.empty() ? "%d" : row.field->format,
+                           static_cast<int>(std::lround(value)));
+    else
+        text = format_text(row.field->format.empty() ? "%1f" : row.field->format, value);
+    row.label->setText(text_of(row.field->label) + QString::fromStdString(text));
+}
+
+void PanelControls::changed(const TransformField& field, double value) {
+    if (field.set) field.set(params_, value);
+    transform_parameter_changed();
+}
+
+void PanelControls::show_block() {
+    for (const Row& row : rows_) {
+        const TransformField& field = *row.field;
+        const QSignalBlocker block(row.control);
+        switch (field.kind) {
+            case ControlKind::input_chooser: {
+                auto* chooser = static_cast<InputChooser*>(row.control);
+                chooser->refresh();
+                const WindowBase* input = transform_state().input_window;
+                chooser->set_current(dynamic_cast<ImageWindow*>(const_cast<WindowBase*>(input)));
+                break;
+            }
+            case ControlKind::amount:
+                static_cast<AmountControl*>(row.control)->set_settings(*field.amount(params_));
+                break;
+            case ControlKind::choice:
+                static_cast<QComboBox*>(row.control)
+                    ->setCurrentIndex(static_cast<int>(std::lround(field.get(params_))));
+                break;
+            case ControlKind::integer_slider:
+            case ControlKind::real_slider: {
+                const double value = field.get(params_);
+                static_cast<QSlider*>(row.control)->setValue(slider_position(field, value));
+                caption(row, value);
+                break;
+            }
+            case ControlKind::check_box:
+                static_cast<QCheckBox*>(row.control)->setChecked(field.get(params_) != 0.0);
+                break;
+        }
+    }
+}
+
+void PanelControls::layout(int image_type, int width, int height) {
+    for (const Row& row : rows_) {
+        const bool shown = field_shown(*row.field, image_type);
+        row.control->setVisible(shown);
+        if (row.label) row.label->setVisible(shown);
+        if (row.field->kind == ControlKind::amount) {
+            // The driver has dropped a mask that no longer fits from the block.
+            auto* amount = static_cast<AmountControl*>(row.control);
+            const QSignalBlocker block(amount);
+            amount->set_mask_size(width, height);
+        }
+    }
+    show_block();
+    // Hidden rows give their room back.
+    rows_widget_->setFixedHeight(rows_widget_->layout()->sizeHint().height());
+    rows_widget_->layout()->activate();
+    panel_->fit_to_contents();
+    panel_keep_visible(panel_);
+}
+
+PanelControls* controls_of(TransformPanel* panel) {
+    return panel ? panel->findChild<PanelControls*>(QStringLiteral("panel_controls"),
+                                                    Qt::FindDirectChildrenOnly)
+                 : nullptr;
+}
+
+void route_button(PanelButton button) {
+    switch (button) {
+        case PanelButton::automatic:
+            transform_button(TransformButton::auto_preview);
+            return;
+        case PanelButton::preview:
+            transform_button(TransformButton::preview);
+            return;
+        case PanelButton::apply:
+            transform_button(TransformButton::apply);
+            return;
+        case PanelButton::ok:
+            transform_ok();
+            return;
+        case PanelButton::cancel:
+            transform_cancel();
+            return;
+    }
+}
+
+}  // namespace
+
+TransformPanel* transform_panel_build(const TransformDescriptor& descriptor, void* params,
+                                      QMdiArea* area) {
+    if (area == nullptr) return nullptr;
+    TransformPanel* panel =
+        panel_create(text_of(descriptor.title), 0, 0, descriptor.panel_number, 0, area);
+    if (panel == nullptr) return nullptr;
+    const int gap = panel_ui_sizes(panel).gap;
+    // The driver presses "Auto" itself when the preferences ask for it.
+    const int right = descriptor.short_buttons ? panel_buttons_short(panel, gap, gap)
+                                               : panel_buttons(panel, gap, gap);
+    const int below = gap + panel->button_row()->height() + gap;
+    auto* controls = new PanelControls(panel, descriptor, params);
+    controls->build(area, gap, below, right - gap);
+    QObject::connect(panel, &TransformPanel::button_pressed, panel, &route_button);
+    QObject::connect(panel, &TransformPanel::linked_image_changed, panel,
+                     [](WindowBase*) { transform_parameter_changed(); });
+    controls->show_block();
+    panel->fit_to_contents();
+    // Placed again now that its size is known: centred against the bottom.
+    const QRect room = area->viewport()->geometry();
+    panel->move(room.left() + (room.width() - panel->width()) / 2,
+                room.top() + room.height() - panel->height());
+    panel_keep_visible(panel);
+    return panel;
+}
+
+void transform_panel_layout(TransformPanel* panel, int image_type, int width, int height) {
+    if (PanelControls* controls = controls_of(panel)) controls->layout(image_type, width, height);
+}
+
+void transform_panel_show_block(TransformPanel* panel) {
+    if (PanelControls* controls = controls_of(panel)) controls->show_block();
+}
