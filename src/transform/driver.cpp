@@ -254,9 +254,10 @@ int apply_result(bool with_profile, bool ending) {
 
     state.preview_window = kept_preview;
     state.preview_stale = true;
-    enable_button(TransformButton::preview, true);
+    const bool resume = kept_auto && keeps_auto_after_apply(state.panel_code);
+    // "Preview" stays disabled while "Auto" is on: the next change recomputes.
+    enable_button(TransformButton::preview, !resume);
     if (kept_auto) {
-        const bool resume = keeps_auto_after_apply(state.panel_code);
         set_auto(resume);
         if (resume) activate(state.preview_window);
     }

@@ -330,10 +330,10 @@ TEST_F(DriverTest, ApplyMakesACascadedResultAndKeepsThePreview) {
         EXPECT_EQ(a.zoom, 1);
         EXPECT_EQ(a.output, &window_record_of(result)->image);
         EXPECT_EQ(window_record_of(result)->image.width, 200);
-        // The preview stands again, stale, with "Auto" back on.
+        // The preview stands again, stale, with "Auto" back on and so "Preview" disabled.
         EXPECT_EQ(s().preview_window, preview);
         EXPECT_TRUE(s().preview_stale);
-        EXPECT_TRUE(preview_enabled());
+        EXPECT_FALSE(preview_enabled());
         EXPECT_TRUE(s().auto_preview);
         EXPECT_FALSE(s().changed_since_apply);
         ASSERT_EQ(host_->history.size(), static_cast<std::size_t>(n));
@@ -560,6 +560,8 @@ TEST_F(DriverTest, ResizeAndRotateDoNotReturnToAutoAfterApply) {
     transform_button(TransformButton::apply);
     EXPECT_FALSE(s().auto_preview);
     EXPECT_FALSE(host_->checked[TransformButton::auto_preview]);
+    // Without "Auto" the stale preview waits for "Preview".
+    EXPECT_TRUE(preview_enabled());
 }
 
 TEST_F(DriverTest, AScrolledPreviewRecomputesOnlyTheStrip) {
