@@ -38,6 +38,7 @@ void clear_record(WindowRecord* r, int slot) {
     r->offset_x = r->offset_y = 0;
     r->free = true;
     r->slot = slot;
+    r->taken = 0;
     r->file_name.clear();
     r->derived_from.clear();
     r->file_type = 0;
@@ -118,8 +119,10 @@ int window_record_take(int* slot, WindowRecord** record) {
         const int i = next_take;
         next_take = (next_take + 1) % window_record_count;
         if (records[i].free) {
+            static std::uint64_t takes = 0;
             clear_record(&records[i], i);
             records[i].free = false;
+            records[i].taken = ++takes;
             *slot = i;
             *record = &records[i];
             return 0;

@@ -62,6 +62,8 @@ struct WindowRecord {
     std::int32_t offset_x, offset_y;          // where the view starts: centres small pictures
     bool free;
     std::int32_t slot;
+    // Counts takes over the whole run: tells a record's new use from its last.
+    std::uint64_t taken;
     std::string file_name;     // empty for an unsaved image; at most 260 bytes
     std::string derived_from;  // file of the picture this one came from
     std::int32_t file_type;    // stored file type of the file read

@@ -561,11 +561,12 @@ void preview_settle_profile(const WindowRecord* input, WindowRecord* preview,
 }
 
 // Contract point 3 of compute routines, here because it asks the host.
-bool transform_preview_one_to_one(const ComputeArgs& args, const WindowRecord*& last_window,
-                                  int output_type, int& code) {
+bool transform_preview_one_to_one(const ComputeArgs& args, PreviewSeen& seen, int output_type,
+                                  int& code) {
     code = 0;
-    if (args.apply || !args.window || args.window == last_window) return false;
-    last_window = args.window;
+    if (args.apply || !args.window) return false;
+    if (args.window == seen.record && args.window->taken == seen.taken) return false;
+    seen = {args.window, args.window->taken};
     if (args.zoom == 1) return false;
     const double resolution = args.input ? args.input->image.resolution : 100.0;
     code = image_alloc(args.output, output_type, args.width, args.height, resolution);

@@ -109,16 +109,23 @@ constexpr int preview_type_of(int type) {
                                      : (type == image_type_colour16 ? image_type_colour8 : type);
 }
 
+// The preview window a routine that previews only at 1:1 saw last: the
+// record and its take, since records are reused.
+struct PreviewSeen {
+    const WindowRecord* record = nullptr;
+    std::uint64_t taken = 0;
+};
+
 // Contract point 3 for the routines that preview only at 1:1. Call it first
-// thing in a preview with a per-transformation `last_window` static: when the
-// output belongs to a window not seen before whose zoom isn't 1, the output is
+// thing in a preview with a per-transformation `seen` static: when the output
+// belongs to a window not seen before whose zoom isn't 1, the output is
 // allocated (width by height, `output_type`, cleared), the window is asked to
 // go to 1:1 through the host, and true comes back: the routine returns 0 at
 // once, and the window's view-changed role brings the computation back at zoom
 // 1. Returns 1 through `code` when the allocation fails. A computation without
 // a window (args.window null) is never redirected.
-bool transform_preview_one_to_one(const ComputeArgs& args, const WindowRecord*& last_window,
-                                  int output_type, int& code);
+bool transform_preview_one_to_one(const ComputeArgs& args, PreviewSeen& seen, int output_type,
+                                  int& code);
 
 // The amount rule's "no effect" case (a and b both 0): an apply copies the
 // input with image_copy_with_progress; a preview refreshes the screen copy
@@ -249,9 +256,8 @@ template <auto Member>
 constexpr TransformField field_real(std::string_view keyword, std::string_view label,
                                     double minimum, double maximum, std::string_view format,
                                     double default_value, unsigned shown_for = image_types_any) {
-    return transform_detail::slider_field<Member>(keyword, label, ControlKind::real_slider,
-                                                  minimum, maximum, format, default_value,
-                                                  shown_for);
+    return transform_detail::slider_field<Member>(keyword, label, ControlKind::real_slider, minimum,
+                                                  maximum, format, default_value, shown_for);
 }
 
 template <auto Member>

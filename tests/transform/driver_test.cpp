@@ -645,3 +645,35 @@ TEST(PreviewProfile, SettledFromTheInputOrTheWorkingProfile) {
 }
 
 }  // namespace
+
+TEST(PreviewOneToOne, AReusedRecordCountsAsANewWindow) {
+    window_record_table_init();
+    int slot = -1;
+    WindowRecord* first = nullptr;
+    ASSERT_EQ(window_record_take(&slot, &first), 0);
+    ImageHolder output;
+    ComputeArgs args{};
+    args.window = first;
+    args.output = output.get();
+    args.zoom = -2;
+    args.width = 8;
+    args.height = 6;
+    PreviewSeen seen;
+    int code = -1;
+    EXPECT_TRUE(transform_preview_one_to_one(args, seen, image_type_gray8, code));
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(output->width, 8);
+    // The same window again: its computation goes ahead at whatever zoom it has.
+    EXPECT_FALSE(transform_preview_one_to_one(args, seen, image_type_gray8, code));
+
+    // Records are taken round the table; the same one comes back for a new window.
+    window_record_release(slot);
+    WindowRecord* again = nullptr;
+    for (int n = 0; n < window_record_count && again != first; ++n) {
+        ASSERT_EQ(window_record_take(&slot, &again), 0);
+        if (again != first) window_record_release(slot);
+    }
+    ASSERT_EQ(again, first);
+    EXPECT_TRUE(transform_preview_one_to_one(args, seen, image_type_gray8, code));
+    window_record_release(slot);
+}

@@ -208,7 +208,7 @@ LineRoutine line_routine(int type, bool apply, bool on_value, int& out_type) {
 // ---------------------------------------------------------------------------
 // Compute
 
-const WindowRecord* last_preview_window = nullptr;
+PreviewSeen last_preview_window;
 
 int add_noise_compute(const ComputeArgs& args) {
     const AddNoiseParams& p = args.block<AddNoiseParams>();
