@@ -11,6 +11,7 @@
 #include "transform/registry.h"
 
 #include <QCheckBox>
+#include <QColorSpace>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPointer>
@@ -310,4 +311,25 @@ bool transform_menu_command(QMdiArea* area, int number) {
     }
     error_report(transform_open(*entry->descriptor, input));
     return true;
+}
+
+void ShellTransformHost::panel_placement_save(WindowBase* panel,
+                                              const TransformDescriptor& descriptor) {
+    if (auto* widget = dynamic_cast<TransformPanel*>(panel))
+        placements_[&descriptor] = widget->pos();
+}
+
+void ShellTransformHost::panel_placement_restore(WindowBase* panel,
+                                                 const TransformDescriptor& descriptor) {
+    auto* widget = dynamic_cast<TransformPanel*>(panel);
+    const auto found = placements_.find(&descriptor);
+    if (!widget || found == placements_.end()) return;
+    widget->move(found->second);
+    // The frame may have shrunk since.
+    panel_keep_visible(widget);
+}
+
+std::vector<std::uint8_t> ShellTransformHost::working_profile() {
+    const QByteArray icc = QColorSpace(QColorSpace::SRgb).iccProfile();
+    return {icc.begin(), icc.end()};
 }

@@ -6,7 +6,11 @@
 #include "shell/transform_panel.h"
 #include "transform/driver.h"
 
+#include <QPoint>
 #include <QPointer>
+
+#include <map>
+#include <vector>
 
 class ImageWindow;
 #include <QMdiArea>
@@ -43,10 +47,16 @@ public:
     PreviewPoint cascade_step() override;
     void window_request_one_to_one(WindowBase* window) override;
     void run_open_queue() override;
+    void panel_placement_save(WindowBase* panel, const TransformDescriptor& descriptor) override;
+    void panel_placement_restore(WindowBase* panel, const TransformDescriptor& descriptor) override;
+    // sRGB until colour management chooses a working space.
+    std::vector<std::uint8_t> working_profile() override;
 
 private:
     QPointer<QMdiArea> area_;
     QPointer<TransformPanel> panel_;
+    // Where each transformation's panel stood when it last closed, this run.
+    std::map<const TransformDescriptor*, QPoint> placements_;
 };
 
 // Installs the editor's host for `area` (once; later calls move it to the new area).

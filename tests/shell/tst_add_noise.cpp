@@ -103,6 +103,7 @@ private slots:
     void cancel_during_a_large_apply_keeps_the_panel();
     void amount_zero_copies_the_input();
     void editor_and_orvane_batch_give_the_same_pixels();
+    void reopening_keeps_place_and_previews_carry_a_profile();
 
 private:
     ImageWindow* show_picture(int type, int width, int height);
@@ -469,4 +470,37 @@ void TestAddNoise::editor_and_orvane_batch_give_the_same_pixels() {
 }
 
 QTEST_MAIN(TestAddNoise)
+// A panel reopened with sticky settings stands where it was left; the preview
+// of a picture with a profile carries that profile.
+void TestAddNoise::reopening_keeps_place_and_previews_carry_a_profile() {
+    ImageWindow* input = show_picture(image_type_colour8, 200, 150);
+    QVERIFY(input != nullptr);
+    const TransformDescriptor& add_noise = *transform_find_title("Add Noise")->descriptor;
+    preferences().stickysettings = true;
+    QCOMPARE(transform_open(add_noise, input), 0);
+    const QPoint first = panel()->pos();
+    const QPoint moved = first - QPoint(40, 30);
+    panel()->move(moved);
+    panel()->button_row()->auto_box()->click();
+    QVERIFY(preview() != nullptr);
+    // A colour input without a profile leaves the preview without one.
+    QVERIFY(preview()->record()->profile.empty());
+    transform_cancel();
+    QVERIFY(transform_state().panel_window == nullptr);
+
+    input->record()->profile = {1, 2, 3, 4};
+    QCOMPARE(transform_open(add_noise, input), 0);
+    QCOMPARE(panel()->pos(), moved);
+    panel()->button_row()->auto_box()->click();
+    QVERIFY(preview() != nullptr);
+    QCOMPARE(preview()->record()->profile, (std::vector<std::uint8_t>{1, 2, 3, 4}));
+    transform_cancel();
+
+    // Without sticky settings the panel starts afresh, in its usual place.
+    preferences().stickysettings = false;
+    QCOMPARE(transform_open(add_noise, input), 0);
+    QCOMPARE(panel()->pos(), first);
+    transform_cancel();
+}
+
 #include "tst_add_noise.moc"
