@@ -179,7 +179,10 @@ int run(bool apply, const TransformRegion* region, bool& stop) {
         args.line_count = source.line_count;
     }
 
+    state.computing = true;
+    state.changed_while_computing = false;
     const int code = state.descriptor->compute(args);
+    state.computing = false;
     if (code != 0) {
         transform_stop_preview();
         host().show_error(code);
@@ -213,6 +216,13 @@ int run(bool apply, const TransformRegion* region, bool& stop) {
     if (host().window_in_main_area(window)) {
         host().window_activate(window);
         activate(state.panel_window);
+    }
+    if (!apply && state.changed_while_computing) {
+        // What changed meanwhile is not in this picture.
+        state.changed_while_computing = false;
+        state.preview_stale = true;
+        if (state.auto_preview) return run(false, nullptr, stop);
+        enable_button(TransformButton::preview, true);
     }
     return 0;
 }
@@ -261,7 +271,10 @@ int apply_result(bool with_profile, bool ending) {
         set_auto(resume);
         if (resume) activate(state.preview_window);
     }
-    state.changed_since_apply = false;
+    // A change that came in during the computation is not in the result.
+    state.changed_since_apply = state.changed_while_computing;
+    state.changed_while_computing = false;
+    if (state.changed_since_apply && state.auto_preview) (void)transform_run(false, nullptr);
     return 0;
 }
 
@@ -418,6 +431,11 @@ bool transform_run(bool apply, const TransformRegion* region) {
 }
 
 void transform_parameter_changed() {
+    if (state.computing) {
+        state.changed_while_computing = true;
+        state.changed_since_apply = true;
+        return;
+    }
     if (state.auto_preview) {
         state.preview_stale = true;
         (void)transform_run(false, nullptr);
@@ -443,10 +461,16 @@ void input_reset(bool resume_auto) {
 }  // namespace
 
 void transform_input_reset() {
+    if (state.computing) {
+        state.changed_while_computing = true;
+        return;
+    }
     input_reset(state.auto_preview && state.preview_window);
 }
 
 void transform_input_changed(WindowBase* input) {
+    // The input chooser is frozen while computing; a late signal changes nothing.
+    if (state.computing) return;
     const bool resume_auto = state.auto_preview && state.preview_window;
     transform_stop_preview();
     WindowBase* old = state.input_window;
@@ -470,6 +494,10 @@ void transform_input_changed(WindowBase* input) {
 }
 
 void transform_view_changed(const TransformRegion& region) {
+    if (state.computing) {
+        state.changed_while_computing = true;
+        return;
+    }
     state.preview_stale = true;
     (void)transform_run(false, &region);
 }
@@ -496,7 +524,9 @@ void transform_stop_preview() {
 }
 
 void transform_button(TransformButton button, bool with_profile) {
-    if (!state.descriptor) return;
+    // A press delivered while a computation serves events waits for nothing:
+    // the user presses again once the progress panel is gone.
+    if (!state.descriptor || state.computing) return;
     switch (button) {
         case TransformButton::apply:
             (void)apply_result(with_profile, false);
@@ -535,7 +565,8 @@ void transform_button(TransformButton button, bool with_profile) {
                 (void)transform_run(false, nullptr);
                 activate(state.panel_window);
             }
-            enable_button(TransformButton::preview, false);
+            // Off, "Preview" stays disabled over an up-to-date preview only.
+            enable_button(TransformButton::preview, !state.auto_preview && state.preview_stale);
             return;
     }
 }

@@ -141,6 +141,12 @@ struct TransformState {
     bool auto_preview = false;  // the "Auto" check box
     bool preview_stale = true;  // the preview doesn't match the parameters
     bool changed_since_apply = true;
+    // A compute routine is running. The progress panel serves events while it
+    // runs; whatever reaches the driver then must not start another one.
+    bool computing = false;
+    // A change or a scroll arrived while computing: the preview is redone once
+    // the running computation has ended.
+    bool changed_while_computing = false;
     std::int32_t result_count = 0;  // results of this panel, for their cascade
     WindowBase* last_result_window = nullptr;
     // The short row leaves these two out.

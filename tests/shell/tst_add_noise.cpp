@@ -3,6 +3,7 @@
 // orvane-batch gives from the same start of the random sequence.
 #include "core/errors.h"
 #include "core/preferences.h"
+#include "core/progress.h"
 #include "core/random.h"
 #include "core/window_record.h"
 #include "file/read_image.h"
@@ -37,6 +38,7 @@
 #include <QTimer>
 
 #include <cstring>
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -58,9 +60,14 @@ private:
 
 // Add Noise with a count of the computations the driver asks for.
 int computations = 0;
+int depth = 0;
+int deepest = 0;
 int counting_compute(const ComputeArgs& args) {
     ++computations;
-    return transform_find_title("Add Noise")->descriptor->compute(args);
+    deepest = std::max(deepest, ++depth);
+    const int code = transform_find_title("Add Noise")->descriptor->compute(args);
+    --depth;
+    return code;
 }
 
 // Every byte of the pixels of two images, padding left out.
@@ -101,6 +108,7 @@ private slots:
     void refusals_of_the_menu();
     void apply_cascades_and_ok_after_apply_adds_nothing();
     void cancel_during_a_large_apply_keeps_the_panel();
+    void a_change_during_a_preview_waits_for_it();
     void amount_zero_copies_the_input();
     void editor_and_orvane_batch_give_the_same_pixels();
     void reopening_keeps_place_and_previews_carry_a_profile();
@@ -411,6 +419,49 @@ void TestAddNoise::cancel_during_a_large_apply_keeps_the_panel() {
     QVERIFY(!row->auto_box()->isChecked());
     QVERIFY(row->preview_button()->isEnabled());
     QCOMPARE(reporter.codes, std::vector<int>{err_aborted});
+}
+
+// The progress panel serves events while a large preview computes; a change
+// that arrives then is computed after it, never inside it.
+void TestAddNoise::a_change_during_a_preview_waits_for_it() {
+    RecordingReporter reporter;
+    preferences().maxpreviewsize = 2;  // the whole area: enough pixels to show progress
+    ImageWindow* input = show_picture(image_type_colour8, 3000, 2000);
+    static TransformDescriptor counting = *transform_find_title("Add Noise")->descriptor;
+    counting.compute = counting_compute;
+    QCOMPARE(transform_open(counting, input), 0);
+    PanelButtonRow* row = panel()->button_row();
+    row->auto_box()->click();
+    QTRY_COMPARE(preview()->record()->zoom, 1);
+    QTRY_VERIFY(!transform_state().preview_stale);
+    QVERIFY(std::int64_t{preview()->record()->view_width} * preview()->record()->view_height >=
+            progress_threshold);
+
+    auto* method = panel()->findChild<QComboBox*>(QStringLiteral("method"));
+    int changes_inside = 0;
+    QTimer during;
+    during.setInterval(0);
+    connect(&during, &QTimer::timeout, this, [&] {
+        if (!transform_state().computing || changes_inside == 3) return;
+        ++changes_inside;
+        method->setCurrentIndex(changes_inside % 2);
+        emit method->activated(changes_inside % 2);
+    });
+    during.start();
+    computations = 0;
+    deepest = 0;
+    method->setCurrentIndex(1);
+    emit method->activated(1);
+    during.stop();
+    QVERIFY(changes_inside > 0);
+    QCOMPARE(deepest, 1);
+    // The first computation, then one more for what changed inside a run
+    // (changes inside the same run share it).
+    QVERIFY(computations >= 2);
+    QVERIFY(computations <= changes_inside + 1);
+    QVERIFY(!transform_state().preview_stale);
+    QVERIFY(!row->preview_button()->isEnabled());
+    QCOMPARE(reporter.codes, std::vector<int>{});
 }
 
 void TestAddNoise::amount_zero_copies_the_input() {

@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/errors.h"
@@ -31,12 +33,23 @@ struct ComputeLog {
     int fail_code = 0;
     bool fail_at_apply_only = false;
     std::vector<ComputeArgs> args;
+    // What the progress panel would deliver while serving events in a run.
+    std::function<void(const ComputeArgs&)> during;
+    int depth = 0;
+    int deepest = 0;
 };
 ComputeLog compute_log;
 
 int test_compute(const ComputeArgs& args) {
     ++compute_log.runs;
     compute_log.args.push_back(args);
+    ++compute_log.depth;
+    compute_log.deepest = std::max(compute_log.deepest, compute_log.depth);
+    if (compute_log.during) {
+        auto during = std::exchange(compute_log.during, nullptr);
+        during(args);
+    }
+    --compute_log.depth;
     if (compute_log.fail_code && (args.apply || !compute_log.fail_at_apply_only))
         return compute_log.fail_code;
     if (args.whole_region())
@@ -305,6 +318,81 @@ TEST_F(DriverTest, WithoutAutoAChangeOnlyEnablesPreview) {
     EXPECT_FALSE(s().auto_preview);
     EXPECT_FALSE(preview_enabled());
     EXPECT_EQ(compute_log.runs, 3);
+}
+
+TEST_F(DriverTest, AutoGoingOffLeavesPreviewOnOnlyForAStalePreview) {
+    preferences().defaultpreview = true;
+    open();
+    // Up to date: nothing for "Preview" to do.
+    transform_button(TransformButton::auto_preview);
+    EXPECT_FALSE(s().auto_preview);
+    EXPECT_FALSE(preview_enabled());
+
+    // After an Apply the preview stands stale with "Auto" back on.
+    transform_button(TransformButton::auto_preview);
+    transform_button(TransformButton::apply);
+    ASSERT_TRUE(s().auto_preview);
+    ASSERT_TRUE(s().preview_stale);
+    EXPECT_FALSE(preview_enabled());
+    const int runs = compute_log.runs;
+    transform_button(TransformButton::auto_preview);
+    EXPECT_TRUE(preview_enabled());
+    EXPECT_EQ(compute_log.runs, runs);
+    transform_button(TransformButton::preview);
+    EXPECT_EQ(compute_log.runs, runs + 1);
+    EXPECT_FALSE(preview_enabled());
+}
+
+TEST_F(DriverTest, NothingComputesInsideARunningComputation) {
+    preferences().defaultpreview = true;
+    open();
+    ASSERT_EQ(compute_log.runs, 1);
+    const int made = host_->created;
+
+    // Events served during a preview: a change, a scroll and presses.
+    compute_log.during = [](const ComputeArgs&) {
+        params().level = 9;
+        transform_parameter_changed();
+        transform_view_changed({0, 0, 10, 10});
+        transform_button(TransformButton::apply);
+        transform_button(TransformButton::auto_preview);
+        transform_ok();
+    };
+    params().level = 3;
+    transform_parameter_changed();
+    EXPECT_EQ(compute_log.deepest, 1);
+    // The presses were dropped; the change gives one more whole preview after.
+    EXPECT_EQ(compute_log.runs, 3);
+    EXPECT_TRUE(compute_log.args.back().whole_region());
+    EXPECT_EQ(static_cast<const TestParams*>(compute_log.args.back().params)->level, 9);
+    EXPECT_EQ(host_->created, made);
+    EXPECT_NE(s().descriptor, nullptr);
+    EXPECT_TRUE(s().auto_preview);
+    EXPECT_FALSE(s().preview_stale);
+    EXPECT_FALSE(preview_enabled());
+
+    // Without "Auto" such a change leaves the preview stale for "Preview".
+    transform_button(TransformButton::auto_preview);
+    compute_log.during = [](const ComputeArgs&) { transform_parameter_changed(); };
+    params().level = 4;
+    transform_parameter_changed();
+    transform_button(TransformButton::preview);
+    EXPECT_EQ(compute_log.runs, 4);
+    EXPECT_TRUE(s().preview_stale);
+    EXPECT_TRUE(preview_enabled());
+
+    // A change during an Apply is not in the result: "OK" applies again.
+    compute_log.during = [](const ComputeArgs&) {
+        params().level = 5;
+        transform_parameter_changed();
+    };
+    transform_button(TransformButton::apply);
+    EXPECT_EQ(compute_log.deepest, 1);
+    EXPECT_TRUE(s().changed_since_apply);
+    const int results = host_->created;
+    transform_ok();
+    EXPECT_EQ(host_->created, results + 1);
+    EXPECT_EQ(s().descriptor, nullptr);
 }
 
 TEST_F(DriverTest, ApplyMakesACascadedResultAndKeepsThePreview) {
