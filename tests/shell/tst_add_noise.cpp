@@ -37,8 +37,8 @@
 #include <QTest>
 #include <QTimer>
 
-#include <cstring>
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <vector>
 
