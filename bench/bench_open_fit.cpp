@@ -24,7 +24,7 @@
 #include "file/file_types.h"
 #include "file/read_image.h"
 #include "file/write_image.h"
-#include "shell/view_update.h"
+#include "core/view_update.h"
 
 #include "bench_common.h"
 

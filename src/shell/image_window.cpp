@@ -6,7 +6,7 @@
 
 #include "shell/message_box.h"
 #include "shell/save_image.h"
-#include "shell/view_update.h"
+#include "core/view_update.h"
 
 #include <QApplication>
 #include <QCloseEvent>

@@ -7,7 +7,7 @@
 
 #include "shell/app_state.h"
 #include "shell/command_dispatch.h"
-#include "shell/view_update.h"
+#include "core/view_update.h"
 
 #include <QContextMenuEvent>
 #include <QKeyEvent>

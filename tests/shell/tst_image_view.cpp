@@ -6,7 +6,7 @@
 #include "shell/command_dispatch.h"
 #include "shell/image_window.h"
 #include "shell/main_frame.h"
-#include "shell/view_update.h"
+#include "core/view_update.h"
 #include "shell_test_support.h"
 
 #include <QMdiArea>

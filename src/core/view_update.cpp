@@ -1,4 +1,4 @@
-#include "shell/view_update.h"
+#include "core/view_update.h"
 
 #include "core/tables.h"
 
