@@ -19,7 +19,7 @@
 #include <utility>
 
 #include "core/format.h"
-#include "transform/settings.h"
+#include "core/settings_text.h"
 
 namespace {
 

@@ -1,0 +1,23 @@
+# Layers point down only: the core includes nothing else of src/, the transformations and
+# the file layer only the core. Fails with the offending lines.
+file(GLOB_RECURSE sources ${SRC}/core/*.cpp ${SRC}/core/*.h ${SRC}/transform/*.cpp
+    ${SRC}/transform/*.h ${SRC}/file/*.cpp ${SRC}/file/*.h)
+set(bad "")
+foreach(f IN LISTS sources)
+    file(RELATIVE_PATH rel ${SRC} ${f})
+    string(REGEX MATCH "^[a-z]+" layer ${rel})
+    if(layer STREQUAL "core")
+        set(allowed "core")
+    else()
+        set(allowed "core|${layer}")
+    endif()
+    file(STRINGS ${f} lines REGEX "^#include \"")
+    foreach(line IN LISTS lines)
+        if(NOT line MATCHES "^#include \"(${allowed})/")
+            string(APPEND bad "${rel}: ${line}\n")
+        endif()
+    endforeach()
+endforeach()
+if(bad)
+    message(FATAL_ERROR "Includes that point up or sideways:\n${bad}")
+endif()
