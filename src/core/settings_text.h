@@ -7,7 +7,6 @@
 // more: the reader and the writer below are the same for all of them.
 #pragma once
 
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
