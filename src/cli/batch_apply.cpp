@@ -3,10 +3,12 @@
 #include <cstdio>
 #include <string_view>
 
+#include "cli/batch_help.h"
+#include "cli/batch_io.h"
+#include "cli/batch_progress.h"
 #include "core/errors.h"
 #include "core/image.h"
 #include "file/file_types.h"
-#include "file/read_image.h"
 #include "file/write_image.h"
 #include "transform/registry.h"
 #include "transform/transform.h"
@@ -32,27 +34,50 @@ std::string title_of(std::string name) {
     return name;
 }
 
+bool is_number(const std::string& word) {
+    double value;
+    return parse_real(word, value);
+}
+
+// A word that stands where a keyword belongs: before any keyword, or a word
+// that is not a number past the values its line takes.
+int unknown_keyword(const TransformDescriptor& d, const std::string& word) {
+    std::string known;
+    for (const auto& line : batch_default_lines(d))
+        known += (known.empty() ? "" : ", ") + line[0];
+    std::fprintf(stderr, "orvane-batch: \"%s\" is not a keyword of %s; its keywords are %s\n",
+                 word.c_str(), std::string(d.title).c_str(), known.c_str());
+    return exit_usage;
+}
+
 // The keyword words as the lines of a workflow block, closed by end_widget.
-bool block_text(const TransformDescriptor& d, const std::vector<std::string>& words,
-                std::string& text) {
-    bool in_line = false;
+// 0, or 255 with a message for a word that is no keyword.
+int block_text(const TransformDescriptor& d, const std::vector<std::string>& words,
+               std::string& text) {
+    const auto defaults = batch_default_lines(d);
+    std::size_t line_words = 0;  // of the line being collected
+    std::size_t line_size = 0;   // the words its line has by default
     for (const std::string& word : words) {
         if (d.is_keyword && d.is_keyword(word)) {
-            if (in_line) text += "\r\n";
+            if (line_words) text += "\r\n";
             text += workflow_indent;
             text += word;
-            in_line = true;
-        } else if (in_line) {
+            line_words = 1;
+            line_size = 0;
+            for (const auto& line : defaults)
+                if (keyword_equals(line[0], word)) line_size = line.size();
+        } else if (line_words && (line_words < line_size || is_number(word))) {
             text += ' ';
             text += word;
+            ++line_words;
         } else {
-            return false;  // a value before any keyword
+            return unknown_keyword(d, word);
         }
     }
-    if (in_line) text += "\r\n";
+    if (line_words) text += "\r\n";
     text += workflow_block_end;
     text += "\r\n";
-    return true;
+    return 0;
 }
 
 int read_block(const TransformDescriptor& d, std::string& text, void* params) {
@@ -98,7 +123,7 @@ int batch_apply(const std::vector<std::string>& args) {
         if (int err = d.settings_load(settings_path, params.get())) return fail(err);
     }
     std::string text;
-    if (!block_text(d, words, text)) return refuse("a value comes before its keyword");
+    if (int err = block_text(d, words, text)) return err;
     if (int err = read_block(d, text, params.get())) return fail(err);
 
     const int filter = save_filter_of_stored_type(stored_file_type_of(FileTypeOfName(files[1])));
@@ -106,16 +131,13 @@ int batch_apply(const std::vector<std::string>& args) {
 
     ImageHolder input;
     std::vector<std::uint8_t> profile;
-    int file_type = 0;
-    if (int err = ReadImage(files[0].c_str(), input.get(), &profile, &file_type,
-                            load_no_progress | load_no_recent | load_no_profile_question))
-        return fail(err);
+    if (int err = batch_read(files[0], input.get(), &profile)) return fail(err);
     ImageHolder output;
     if (int err = transform_compute_image(d, params.get(), input.get(), output.get()))
         return fail(err);
     if (!image_is_colour(output.get())) profile.clear();
     SaveOptions options;
-    options.progress = false;
+    options.progress = batch_progress_on();
     if (int err = WriteImage(files[1].c_str(), filter, output.get(), profile, options))
         return fail(err);
     return 0;
@@ -133,8 +155,8 @@ int batch_list() {
             group = entry.group;
             first = false;
         }
-        std::printf("%c %-24s %d\n", entry.descriptor ? '*' : ' ', std::string(entry.title).c_str(),
-                    entry.command);
+        std::printf("  %-24s %-8s %d\n", std::string(entry.title).c_str(),
+                    entry.descriptor ? "built" : "not yet", entry.command);
     }
     return 0;
 }

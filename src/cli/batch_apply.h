@@ -1,6 +1,7 @@
 // orvane-batch's transformation commands.
 //   orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT
 //   orvane-batch list
+//   orvane-batch help NAME (batch_help.h)
 #pragma once
 
 #include <string>
@@ -15,5 +16,6 @@
 // error code, or 255 for a command line that cannot be understood.
 int batch_apply(const std::vector<std::string>& args);
 
-// Prints the catalogue, a `*` before each transformation that is built.
+// Prints the catalogue by menu group, each transformation marked "built" or
+// "not yet", with its menu command.
 int batch_list();

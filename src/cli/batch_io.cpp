@@ -1,5 +1,8 @@
 #include "cli/batch_io.h"
 
+#include "cli/batch_progress.h"
+#include "core/image.h"
+
 #include "core/errors.h"
 #include "file/file_types.h"
 #include "file/read_image.h"
@@ -8,14 +11,16 @@
 namespace {
 
 // The command line has no window, no recent files and nobody to ask.
-constexpr int batch_load_options =
-    load_no_comments | load_no_profile_question | load_no_recent | load_no_progress;
+constexpr int batch_load_options = load_no_comments | load_no_profile_question | load_no_recent;
 
 }  // namespace
 
 int batch_read(const std::string& path, Image* image, std::vector<std::uint8_t>* profile) {
     int file_type = file_type_unknown;
-    return ReadImage(path.c_str(), image, profile, &file_type, batch_load_options);
+    const int options = batch_load_options | (batch_progress_on() ? 0 : load_no_progress);
+    const int err = ReadImage(path.c_str(), image, profile, &file_type, options);
+    if (err == 0) batch_progress_image(static_cast<std::int64_t>(image->width) * image->height);
+    return err;
 }
 
 int batch_filter_of_name(const std::string& path) {

@@ -5,6 +5,8 @@
 // is for JPEG output, --compression and --thumbnail for TIFF output.
 //   orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT
 //   orvane-batch list
+//   orvane-batch help NAME
+//   orvane-batch --help | -h | --version
 // Exit status 0 on success, otherwise the error code, with its text on
 // standard error; 255 for a command line that cannot be understood or that
 // gives an option the output format has no use for.
@@ -16,7 +18,9 @@
 #include <vector>
 
 #include "cli/batch_apply.h"
+#include "cli/batch_help.h"
 #include "cli/batch_io.h"
+#include "cli/batch_progress.h"
 #include "core/errors.h"
 #include "core/image.h"
 #include "file/file_types.h"
@@ -28,19 +32,27 @@ namespace {
 
 constexpr int exit_usage = 255;
 
-int usage() {
-    std::fprintf(stderr,
+// The usage, on standard output when asked for and on standard error after a
+// command line that could not be understood.
+int usage(std::FILE* to = stderr) {
+    std::fprintf(to,
                  "usage: orvane-batch info FILE\n"
                  "       orvane-batch convert IN OUT [options]\n"
                  "       orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT\n"
                  "       orvane-batch list\n"
+                 "       orvane-batch help NAME\n"
+                 "       orvane-batch --help | --version\n"
                  "Files are TIFF, JPEG or PNG; OUT's extension chooses the format written.\n"
                  "Options of convert:\n"
                  "  --quality N                  JPEG quality, 0 to 100 (default %d)\n"
                  "  --compression none|zip|lzw   TIFF compression (default none)\n"
-                 "  --thumbnail                  TIFF: add a reduced image\n",
+                 "  --thumbnail                  TIFF: add a reduced image\n"
+                 "list shows the transformations; help NAME the values and lines of one.\n"
+                 "On a terminal, work that takes over a second (ORVANE_PROGRESS_DELAY)\n"
+                 "or an image over 50 megapixels shows its progress.\n"
+                 "Exit status: 0, the error code of a failure, or 255 for a bad command line.\n",
                  jpeg_default_quality);
-    return exit_usage;
+    return to == stderr ? exit_usage : 0;
 }
 
 // An option that the output format has no use for.
@@ -132,7 +144,7 @@ int convert(const std::vector<std::string>& args) {
     std::string in;
     std::string out;
     SaveOptions options;
-    options.progress = false;
+    options.progress = batch_progress_on();
     bool quality_given = false;
     bool compression_given = false;
     for (std::size_t i = 0; i < args.size(); ++i) {
@@ -188,6 +200,13 @@ int main(int argc, char** argv) {
     if (argc < 2) return usage();
     const std::string command = argv[1];
     std::vector<std::string> args(argv + 2, argv + argc);
+    if ((command == "--help" || command == "-h") && args.empty()) return usage(stdout);
+    if (command == "--version" && args.empty()) {
+        std::printf("orvane-batch %s\n", ORVANE_VERSION);
+        return 0;
+    }
+    if (command == "help" && args.size() == 1) return batch_help(args[0]);
+    batch_progress_start();
     if (command == "info" && args.size() == 1) return info(args[0]);
     if (command == "convert") return convert(args);
     if (command == "apply") return batch_apply(args);

@@ -6,7 +6,9 @@
 #include <sys/wait.h>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <initializer_list>
+#include <sstream>
 #include <string>
 
 // The program sits in the build folder, one above tests/.
@@ -33,14 +35,18 @@ inline std::string words(std::initializer_list<std::string> parts) {
 }
 
 // Runs it with `args` (shell words) and returns its exit status; standard
-// output goes to `output` when given. -1 when it could not run at all.
-inline int run_batch(const std::string& args, std::string* output = nullptr) {
+// output goes to `output` and standard error to `errors` when given. -1 when
+// it could not run at all.
+inline int run_batch(const std::string& args, std::string* output = nullptr,
+                     std::string* errors = nullptr) {
     const std::string program = batch_program();
     if (!std::filesystem::exists(program)) {
         ADD_FAILURE() << program << " is missing: build the orvane-batch target";
         return -1;
     }
-    const std::string command = words({quoted(program), args, "2>/dev/null"});
+    const std::string err_file =
+        std::filesystem::temp_directory_path() / ("batch_err_" + std::to_string(::getpid()));
+    const std::string command = words({quoted(program), args, "2>" + quoted(err_file)});
     std::FILE* pipe = ::popen(command.c_str(), "r");
     if (!pipe) return -1;
     std::string text;
@@ -49,5 +55,11 @@ inline int run_batch(const std::string& args, std::string* output = nullptr) {
         text.append(buffer, n);
     const int status = ::pclose(pipe);
     if (output) *output = text;
+    if (errors) {
+        std::ostringstream all;
+        all << std::ifstream(err_file).rdbuf();
+        *errors = all.str();
+    }
+    std::filesystem::remove(err_file);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
