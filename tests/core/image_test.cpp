@@ -108,27 +108,6 @@ TEST(ImageAlloc, RowBytesFollowTheTypeTable) {
     }
 }
 
-TEST(ImageAlloc, RecordsWithoutMemory) {
-    for (const int type : {0, 11, -3}) {
-        ImageHolder image;
-        EXPECT_EQ(image_alloc(image.get(), type, 10, 10, 100.0), 0);
-        EXPECT_EQ(image->type, type);
-        EXPECT_EQ(image->width, 10);
-        EXPECT_EQ(image->height, 10);
-        EXPECT_EQ(image->rows, nullptr);
-        EXPECT_EQ(image->row_bytes, 0);
-        EXPECT_EQ(image_line_bytes(image.get()), 0);
-    }
-    ImageHolder zero_width;
-    EXPECT_EQ(image_alloc(zero_width.get(), 2, 0, 10, 100.0), 0);
-    EXPECT_EQ(zero_width->rows, nullptr);
-    EXPECT_EQ(zero_width->height, 10);
-    ImageHolder zero_height;
-    EXPECT_EQ(image_alloc(zero_height.get(), 3, 10, 0, 100.0), 0);
-    EXPECT_EQ(zero_height->rows, nullptr);
-    EXPECT_EQ(zero_height->chunks, nullptr);
-}
-
 TEST(ImageAlloc, LargestLineIsFourMebibytes) {
     ImageHolder image;
     ASSERT_EQ(image_alloc(image.get(), 2, 4194304, 3, 100.0), 0);
@@ -229,29 +208,6 @@ TEST(ImageAlloc, FreeIsSafeTwiceAndOnAFreshRecord) {
     image_free(&image);
     const Image zero{};
     EXPECT_EQ(std::memcmp(&image, &zero, sizeof(Image)), 0);
-}
-
-TEST(ImageAlloc, MosaicBlock) {
-    EXPECT_EQ(sizeof(MosaicInfo), 152u);
-    EXPECT_EQ(offsetof(MosaicInfo, camera_multipliers), 6 * 4u);
-    EXPECT_EQ(offsetof(MosaicInfo, camera_to_srgb), 18 * 4u);
-    EXPECT_EQ(offsetof(MosaicInfo, capture_time), 30 * 4u);
-    EXPECT_EQ(offsetof(MosaicInfo, left_offset), 33 * 4u);
-    EXPECT_EQ(offsetof(MosaicInfo, pixel_aspect), 37 * 4u);
-
-    ImageHolder image;
-    ASSERT_EQ(image_alloc_mosaic(image.get(), 8, 6, 4, 100), 0);
-    ASSERT_NE(image->mosaic_info, nullptr);
-    EXPECT_EQ(image->mosaic_info->filters, 0u);
-    image->mosaic_info->filters = 0x94949494u;
-    MosaicInfo* block = image->mosaic_info;
-    // The same shape keeps the block and its contents.
-    ASSERT_EQ(image_alloc_mosaic(image.get(), 8, 6, 4, 100), 0);
-    EXPECT_EQ(image->mosaic_info, block);
-    EXPECT_EQ(image->mosaic_info->filters, 0x94949494u);
-    // A new shape through the plain allocation drops it.
-    ASSERT_EQ(image_alloc(image.get(), 8, 8, 4, 100.0), 0);
-    EXPECT_EQ(image->mosaic_info, nullptr);
 }
 
 TEST(ImageAlloc, AllocLikeCarriesFillColourButNotItsFlag) {
@@ -365,36 +321,7 @@ TEST(ImageCopy, CancelReleasesDestination) {
     EXPECT_EQ(display.ends, 1);
 }
 
-TEST(ImageCopy, MoveHandsOverTheRecord) {
-    ImageHolder source;
-    ASSERT_EQ(image_alloc(source.get(), 2, 4, 4, 100.0), 0);
-    std::uint8_t** rows = source->rows;
-    ImageHolder dest;
-    ASSERT_EQ(image_alloc(dest.get(), 3, 9, 9, 100.0), 0);
-    image_move(source.get(), dest.get());
-    EXPECT_EQ(dest->rows, rows);
-    EXPECT_EQ(dest->type, 2);
-    EXPECT_EQ(source->rows, nullptr);
-    EXPECT_EQ(source->type, 0);
-    image_move(dest.get(), dest.get());
-    EXPECT_EQ(dest->rows, rows);
-
-    ImageHolder moved(std::move(dest));
-    EXPECT_EQ(moved->rows, rows);
-}
-
 // --- Classification and 16-to-8 conversions ----------------------------------
-
-TEST(ImageClass, ColourAndSixteenBit) {
-    for (int type = 0; type <= 10; ++type) {
-        Image image;
-        image_init(&image);
-        image.type = type;
-        EXPECT_EQ(image_is_colour(&image), type == 3 || type == 7) << type;
-        EXPECT_EQ(image_is_16bit(&image), type == 6 || type == 7 || type == 8 || type == 10)
-            << type;
-    }
-}
 
 TEST(ImageConvert, InPlaceGoesThroughTheTable) {
     struct Case {
@@ -525,37 +452,6 @@ TEST(ImageCrop, BinaryBitByBit) {
                 << x << "," << y;
 }
 
-TEST(ImageCrop, OtherTypesAreAllocatedOnly) {
-    ImageHolder source;
-    ASSERT_EQ(image_alloc(source.get(), 9, 6, 6, 100.0), 0);
-    ImageHolder dest;
-    EXPECT_EQ(image_crop(source.get(), 1, 1, 3, 4, dest.get()), 0);
-    EXPECT_EQ(dest->type, 9);
-    EXPECT_EQ(dest->width, 3);
-    EXPECT_EQ(dest->height, 4);
-    EXPECT_NE(dest->rows, nullptr);
-}
-
-TEST(ImagePixel, PointerSteps) {
-    const int steps[] = {0, 0, 1, 3, 0, 0, 2, 6, 2, 4, 8};
-    for (int type = 1; type <= 10; ++type) {
-        SCOPED_TRACE(type);
-        ImageHolder image;
-        ASSERT_EQ(image_alloc(image.get(), type, 5, 4, 100.0), 0);
-        if (steps[type] == 0) {
-            EXPECT_EQ(image_pixel_pointer(image.get(), 0, 0), nullptr);
-            continue;
-        }
-        for (int y = 0; y < 4; ++y)
-            for (int x = 0; x < 5; ++x)
-                EXPECT_EQ(image_pixel_pointer(image.get(), x, y), image->rows[y] + x * steps[type]);
-        EXPECT_EQ(image_pixel_pointer(image.get(), -1, 0), nullptr);
-        EXPECT_EQ(image_pixel_pointer(image.get(), 5, 0), nullptr);
-        EXPECT_EQ(image_pixel_pointer(image.get(), 0, -1), nullptr);
-        EXPECT_EQ(image_pixel_pointer(image.get(), 0, 4), nullptr);
-    }
-}
-
 TEST(ImagePixel, BitsMostSignificantFirst) {
     std::uint8_t line[3] = {0, 0xff, 0};
     image_bit_set(line, 0);
@@ -605,29 +501,6 @@ TEST(ImageShift, LeftAndRightLeaveUncoveredPixels) {
                 }
             }
         }
-    }
-}
-
-TEST(ImageShift, OtherTypesAndZeroStayPut) {
-    ImageHolder original;
-    ASSERT_EQ(image_alloc(original.get(), 6, 8, 3, 100.0), 0);
-    fill_random(original.get(), 20);
-    ImageHolder image;
-    ASSERT_EQ(image_copy_quiet(original.get(), image.get()), 0);
-    image_shift_left(image.get(), 2);
-    image_shift_right(image.get(), 2);
-    image_shift_up(image.get(), 0);
-    image_shift_down(image.get(), 0);
-    ImageHolder gray;
-    ASSERT_EQ(image_alloc(gray.get(), 2, 8, 3, 100.0), 0);
-    fill_random(gray.get(), 21);
-    ImageHolder gray_copy;
-    ASSERT_EQ(image_copy_quiet(gray.get(), gray_copy.get()), 0);
-    image_shift_left(gray.get(), 0);
-    image_shift_right(gray.get(), 0);
-    for (int y = 0; y < 3; ++y) {
-        EXPECT_EQ(std::memcmp(image->rows[y], original->rows[y], image->row_bytes), 0);
-        EXPECT_EQ(std::memcmp(gray->rows[y], gray_copy->rows[y], gray->row_bytes), 0);
     }
 }
 
