@@ -1,9 +1,8 @@
-// Helpers of the file tests: scratch folders, the command line tools of
-// netpbm and libjpeg-turbo as independent readers and writers, and netpbm
-// files as the neutral form in which pictures are compared.
+// Helpers of the file and shell tests: scratch folders, the command line
+// tools of netpbm and libjpeg-turbo as independent readers and writers, and
+// netpbm files as the neutral form in which pictures are compared. Free of
+// any test framework, so that GoogleTest and Qt Test files both use it.
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cctype>
@@ -216,12 +215,13 @@ inline Picture picture_of(const Image* image) {
 
 // An Image holding a Picture: maxval 1 gives type 1, 255 types 2 and 3, 65535
 // types 6 and 7.
-inline void image_of(const Picture& p, Image* image, double resolution = 100.0) {
+// 0, or the allocation's error code.
+inline int image_of(const Picture& p, Image* image, double resolution = 100.0) {
     const bool colour = p.channels == 3;
     const int type = p.maxval == 1    ? image_type_binary
                      : p.maxval > 255 ? (colour ? image_type_colour16 : image_type_gray16)
                                       : (colour ? image_type_colour8 : image_type_gray8);
-    ASSERT_EQ(image_alloc(image, type, p.width, p.height, resolution), 0);
+    if (int err = image_alloc(image, type, p.width, p.height, resolution)) return err;
     for (int y = 0; y < p.height; ++y) {
         std::uint8_t* line = image->rows[p.height - 1 - y];
         std::fill(line, line + image->row_bytes, 0);
@@ -251,6 +251,7 @@ inline void image_of(const Picture& p, Image* image, double resolution = 100.0) 
             }
         }
     }
+    return 0;
 }
 
 // Gray widened to three channels and every sample scaled to 0..65535, so that

@@ -6,6 +6,7 @@
 #include "core/progress.h"
 #include "core/tables.h"
 #include "core/window_record.h"
+#include "file/file_test_support.h"
 #include "file/file_types.h"
 #include "file/write_image.h"
 #include "frame_test_support.h"
@@ -44,104 +45,33 @@
 
 namespace {
 
-// A picture as netpbm has it: top line first, red, green, blue.
-struct Pnm {
-    int width = 0;
-    int height = 0;
-    int channels = 0;
-    int maxval = 0;
-    std::vector<int> samples;
-    int at(int x, int y, int c) const { return samples[(y * width + x) * channels + c]; }
-};
-
-int pnm_number(QFile& file) {
-    char c = 0;
-    while (file.getChar(&c) && (c == ' ' || c == '\n' || c == '\r' || c == '\t')) {
-    }
-    int value = 0;
-    while (c >= '0' && c <= '9') {
-        value = value * 10 + (c - '0');
-        if (!file.getChar(&c)) break;
-    }
-    return value;
-}
-
-Pnm read_pnm(const QString& path) {
-    Pnm p;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return p;
-    const QByteArray magic = file.read(2);
-    if (magic != "P5" && magic != "P6") return p;
-    p.channels = magic == "P6" ? 3 : 1;
-    p.width = pnm_number(file);
-    p.height = pnm_number(file);
-    p.maxval = pnm_number(file);
-    const QByteArray data = file.readAll();
-    const int size = p.maxval > 255 ? 2 : 1;
-    const int count = p.width * p.height * p.channels;
-    if (data.size() < count * size) return Pnm{};
-    for (int i = 0; i < count; ++i) {
-        const auto byte = [&](int k) { return static_cast<unsigned char>(data[k]); };
-        p.samples.push_back(size == 2 ? byte(2 * i) << 8 | byte(2 * i + 1) : byte(i));
-    }
-    return p;
-}
+using Pnm = file_test::Picture;
 
 bool run(const QString& command) {
-    return std::system(QFile::encodeName(command).constData()) == 0;
+    return file_test::run(command.toStdString());
 }
 
 QString quoted(const QString& path) {
     return QLatin1Char('\'') + path + QLatin1Char('\'');
 }
 
-// The picture of a file as a netpbm tool decodes it.
+// The picture of a file as a netpbm or libjpeg tool decodes it.
 Pnm decoded_by(const QString& tool, const QString& path) {
     const QString out = path + QStringLiteral(".decoded.pnm");
     if (!run(tool + QLatin1Char(' ') + quoted(path) + QStringLiteral(" > ") + quoted(out) +
              QStringLiteral(" 2>/dev/null")))
         return Pnm{};
-    Pnm result = read_pnm(out);
+    Pnm result = file_test::read_pnm(out.toStdString());
     QFile::remove(out);
     return result;
 }
 
-// The samples of an Image of type 2, 3, 6 or 7, top line first, red first.
 Pnm pnm_of(const Image* image) {
-    Pnm p;
-    p.width = image->width;
-    p.height = image->height;
-    p.channels = image_is_colour(image) ? 3 : 1;
-    p.maxval = image_is_16bit(image) ? 65535 : 255;
-    for (int y = 0; y < p.height; ++y) {
-        const std::uint8_t* line = image->rows[p.height - 1 - y];
-        for (int x = 0; x < p.width; ++x)
-            for (int c = 0; c < p.channels; ++c) {
-                const int index = p.channels == 3 ? 3 * x + 2 - c : x;  // blue, green, red
-                if (p.maxval > 255) {
-                    const std::uint8_t* s = line + 2 * index;
-                    p.samples.push_back(s[0] | s[1] << 8);
-                } else {
-                    p.samples.push_back(line[index]);
-                }
-            }
-    }
-    return p;
+    return file_test::picture_of(image);
 }
 
 void write_pnm(const QString& path, const Pnm& p) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(QStringLiteral("%1\n%2 %3\n%4\n")
-                   .arg(p.channels == 3 ? QStringLiteral("P6") : QStringLiteral("P5"))
-                   .arg(p.width)
-                   .arg(p.height)
-                   .arg(p.maxval)
-                   .toLatin1());
-    for (int v : p.samples) {
-        if (p.maxval > 255) file.putChar(static_cast<char>(v >> 8));
-        file.putChar(static_cast<char>(v & 0xFF));
-    }
+    file_test::write_pnm(path.toStdString(), p);
 }
 
 // A picture whose neighbouring pixels differ, with gradients and hard edges.
@@ -359,7 +289,8 @@ void TestSaveImage::save_as_each_format_and_read_back() {
             QCOMPARE(read.samples, decoded_by(QStringLiteral("djpeg"), reference).samples);
             int worst = 0;
             for (std::size_t i = 0; i < read.samples.size(); ++i)
-                worst = std::max(worst, std::abs(read.samples[i] - original.samples[i]));
+                worst = std::max(worst, std::abs(static_cast<int>(read.samples[i]) -
+                                                 static_cast<int>(original.samples[i])));
             QVERIFY2(worst <= 40, qPrintable(QString::number(worst)));
         } else {
             QCOMPARE(read.samples, original.samples);
