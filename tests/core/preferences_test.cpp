@@ -198,27 +198,14 @@ TEST_F(PreferencesTest, SaveWritesEveryPreference) {
     s.beginGroup("Preferences");
     QStringList keys = s.childKeys();
     keys.sort();
-    QStringList expected{"confirm",
-                         "workspace",
-                         "border",
-                         "startupdirectory",
-                         "tempdirectory",
-                         "browserootdirectory",
-                         "defaultres",
-                         "defaultunits",
-                         "displayfullpathname",
-                         "undo",
-                         "nfilemenu",
-                         "defaultfileopentype",
-                         "defaultfilesavetype",
-                         "honorfilesavetype",
-                         "defaultpreview",
-                         "smoothzoomflag",
-                         "showruler",
-                         "resampling_method",
-                         "maxpreviewsize",
-                         "previewlocation",
-                         "stickysettings"};
+    QStringList expected = QString(
+                               "confirm workspace border startupdirectory tempdirectory "
+                               "browserootdirectory defaultres defaultunits "
+                               "displayfullpathname undo nfilemenu defaultfileopentype "
+                               "defaultfilesavetype honorfilesavetype defaultpreview "
+                               "smoothzoomflag showruler resampling_method maxpreviewsize "
+                               "previewlocation stickysettings")
+                               .split(' ');
     expected.sort();
     EXPECT_EQ(keys, expected);
     EXPECT_EQ(raw("Preferences", "confirm"), "yes");

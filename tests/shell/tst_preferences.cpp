@@ -165,30 +165,16 @@ void TestPreferences::panel_shows_the_stored_values() {
     QCOMPARE(control<QLineEdit>(&panel, "tempdirectory")->text(), QStringLiteral("/var/tmp/o v"));
 
     // Every value has its labelled control.
-    const char* names[] = {"confirm",
-                           "workspace",
-                           "border_width",
-                           "border",
-                           "startupdirectory",
-                           "tempdirectory",
-                           "browserootdirectory",
-                           "defaultres",
-                           "defaultunits",
-                           "displayfullpathname",
-                           "undo",
-                           "nfilemenu",
-                           "defaultfileopentype",
-                           "defaultfilesavetype",
-                           "honorfilesavetype",
-                           "defaultpreview",
-                           "smoothzoomflag",
-                           "showruler",
-                           "resampling_method",
-                           "maxpreviewsize",
-                           "previewlocation",
-                           "stickysettings"};
-    for (const char* name : names)
-        QVERIFY2(control<QWidget>(&panel, name) != nullptr, name);
+    const QStringList names =
+        QStringLiteral(
+            "confirm workspace border_width border startupdirectory tempdirectory "
+            "browserootdirectory defaultres defaultunits displayfullpathname undo "
+            "nfilemenu defaultfileopentype defaultfilesavetype honorfilesavetype "
+            "defaultpreview smoothzoomflag showruler resampling_method maxpreviewsize "
+            "previewlocation stickysettings")
+            .split(QLatin1Char(' '));
+    for (const QString& name : names)
+        QVERIFY2(panel.findChild<QWidget*>(name) != nullptr, qPrintable(name));
 }
 
 void TestPreferences::panel_ok_keeps_what_the_controls_hold() {
