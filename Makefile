@@ -25,6 +25,7 @@ test: build
 	cd $(BUILD_DIR) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j2
 
 bench: build
+	@scripts/install-bench-deps.sh
 	@for b in $(BUILD_DIR)/bench/bench_*; do \
 		if [ -f "$$b" ] && [ -x "$$b" ]; then "$$b" || exit $$?; fi; \
 	done

@@ -7,7 +7,7 @@ packages=(
   build-essential cmake ninja-build ccache pkg-config
   qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  zlib1g-dev libtiff-dev libjpeg62-turbo-dev libturbojpeg0-dev libpng-dev
+  zlib1g-dev libdeflate-dev libtiff-dev libjpeg62-turbo-dev libturbojpeg0-dev libpng-dev
   # test-only: libtiff's tools as the reference, and TIFF/PNG samples made by other programs
   libtiff-tools golang-golang-x-image-dev netpbm libjpeg-turbo-progs
   xvfb xauth

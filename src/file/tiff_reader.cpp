@@ -6,10 +6,12 @@
 #include <memory>
 #include <type_traits>
 
+#include <libdeflate.h>
 #include <zlib.h>
 
 #include "core/errors.h"
 #include "core/image.h"
+#include "core/parallel.h"
 #include "core/preferences.h"
 #include "core/progress.h"
 #include "file/rotation.h"
@@ -407,14 +409,39 @@ private:
     LineRoutine routine_ = nullptr;
 };
 
-int inflate_strip(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out,
-                  std::size_t out_size) {
-    uLongf produced = out_size;
-    const int z = uncompress(out, &produced, in, in_size);
-    if (z == Z_OK || z == Z_BUF_ERROR) return 0;
-    if (z == Z_MEM_ERROR) return err_memory;
-    return err_tiff_read;
-}
+// Compressed strips larger than this are decoded one at a time, so that a
+// file of one huge strip does not cost a copy of it per thread.
+constexpr std::uint64_t batch_strip_bytes = 16 << 20;
+
+// One strip on its way from the file into the image, and what decodes it.
+struct StripSlot {
+    std::vector<std::uint8_t> packed;
+    std::vector<std::uint8_t> data;
+    libdeflate_decompressor* inflater = nullptr;
+    int error = 0;
+
+    StripSlot() = default;
+    StripSlot(const StripSlot&) = delete;
+    StripSlot& operator=(const StripSlot&) = delete;
+    ~StripSlot() {
+        if (inflater) libdeflate_free_decompressor(inflater);
+    }
+
+    // A whole stream goes through libdeflate; one that is damaged, cut short or
+    // longer than the strip goes through zlib, which keeps what it could decode.
+    int inflate(std::size_t in_size, std::size_t out_size) {
+        if (!inflater) inflater = libdeflate_alloc_decompressor();
+        std::size_t produced = 0;
+        if (inflater && libdeflate_zlib_decompress(inflater, packed.data(), in_size, data.data(),
+                                                   out_size, &produced) == LIBDEFLATE_SUCCESS)
+            return 0;
+        uLongf size = out_size;
+        const int z = uncompress(data.data(), &size, packed.data(), in_size);
+        if (z == Z_OK || z == Z_BUF_ERROR) return 0;
+        if (z == Z_MEM_ERROR) return err_memory;
+        return err_tiff_read;
+    }
+};
 
 int read_strips(const TiffSource& source, const Layout& l, Image* image, bool progress) {
     if (l.predictor == 2 && l.type == image_type_binary) return err_predictor_binary;
@@ -427,15 +454,14 @@ int read_strips(const TiffSource& source, const Layout& l, Image* image, bool pr
                                                       static_cast<std::uint32_t>(l.height));
         scope = std::make_unique<ProgressScope>("File Open", pixels, 0, l.height, true);
     }
-    std::vector<std::uint8_t> data;
-    std::vector<std::uint8_t> packed;
-    int row = 0;
-    for (std::uint64_t s = 0; s < strips; ++s) {
-        const std::uint64_t rows =
-            std::min<std::uint64_t>(l.rows_per_strip, l.height - s * l.rows_per_strip);
-        const std::uint64_t offset = l.offsets[s];
-        const std::uint64_t count = s < l.counts.size() ? l.counts[s] : 0;
-        if (l.compression == 1) {
+    if (l.compression == 1) {
+        std::vector<std::uint8_t> data;
+        int row = 0;
+        for (std::uint64_t s = 0; s < strips; ++s) {
+            const std::uint64_t rows =
+                std::min<std::uint64_t>(l.rows_per_strip, l.height - s * l.rows_per_strip);
+            const std::uint64_t offset = l.offsets[s];
+            const std::uint64_t count = s < l.counts.size() ? l.counts[s] : 0;
             std::uint64_t chunk = rows;
             if (rows * line > read_chunk_bytes) {
                 chunk = read_chunk_bytes / line;
@@ -449,29 +475,69 @@ int read_strips(const TiffSource& source, const Layout& l, Image* image, bool pr
                 const std::uint64_t n = std::min(want, count > taken ? count - taken : 0);
                 if (int err = tiff_read(source, offset + taken, data.data(), n)) return err;
                 taken += n;
-                for (std::uint64_t r = 0; r < n_rows; ++r, ++row)
-                    converter.convert(data.data() + r * line, row);
+                parallel_for(static_cast<int>(n_rows), [&](int r) {
+                    converter.convert(data.data() + static_cast<std::uint64_t>(r) * line, row + r);
+                });
+                row += static_cast<int>(n_rows);
                 if (scope)
                     if (int err = scope->step(row)) return err;
             }
-            continue;
         }
-        if (!tiff_in_range(source, offset, count)) return err_tiff_read;
-        packed.assign(count + 4, 0);
-        if (int err = tiff_read(source, offset, packed.data(), count)) return err;
-        const std::uint64_t want = rows * line;
-        if (data.size() < want) data.resize(want);
-        const int err = l.compression == 5
-                            ? tiff_lzw_decode(packed.data(), count, data.data(), want)
-                            : inflate_strip(packed.data(), count, data.data(), want);
-        if (err) return err;
-        for (std::uint64_t r = 0; r < rows; ++r, ++row) {
-            converter.convert(data.data() + r * line, row);
-            if (scope && (row & 255) == 255)
-                if (int cancel = scope->step(row)) return cancel;
+        return 0;
+    }
+
+    // Compressed strips: read in order, decoded and converted a batch at a time
+    // on all cores, each strip into its own rows.
+    const std::uint64_t strip_bytes = l.rows_per_strip * line;
+    const int batch = strip_bytes > batch_strip_bytes
+                          ? 1
+                          : static_cast<int>(std::min<std::uint64_t>(parallel_threads(), strips));
+    std::vector<StripSlot> slots(static_cast<std::size_t>(batch));
+    for (std::uint64_t start = 0; start < strips; start += static_cast<std::uint64_t>(batch)) {
+        const int count = static_cast<int>(std::min<std::uint64_t>(batch, strips - start));
+        for (int k = 0; k < count; ++k) {
+            const std::uint64_t s = start + static_cast<std::uint64_t>(k);
+            const std::uint64_t offset = l.offsets[s];
+            const std::uint64_t bytes = s < l.counts.size() ? l.counts[s] : 0;
+            if (!tiff_in_range(source, offset, bytes)) return err_tiff_read;
+            StripSlot& slot = slots[static_cast<std::size_t>(k)];
+            slot.packed.assign(bytes + 4, 0);
+            if (int err = tiff_read(source, offset, slot.packed.data(), bytes)) return err;
         }
-        if (scope)
-            if (int cancel = scope->step(row)) return cancel;
+        // One strip alone converts on this thread, so that its progress shows.
+        const bool alone = count == 1;
+        parallel_for(count, [&](int k) {
+            const std::uint64_t s = start + static_cast<std::uint64_t>(k);
+            const std::uint64_t first = s * l.rows_per_strip;
+            const std::uint64_t rows = std::min<std::uint64_t>(l.rows_per_strip, l.height - first);
+            const std::uint64_t want = rows * line;
+            StripSlot& slot = slots[static_cast<std::size_t>(k)];
+            if (slot.data.size() < want) slot.data.resize(want);
+            const std::size_t in_size = slot.packed.size() - 4;
+            slot.error = l.compression == 5
+                             ? tiff_lzw_decode(slot.packed.data(), in_size, slot.data.data(), want)
+                             : slot.inflate(in_size, want);
+            if (slot.error || alone) return;
+            for (std::uint64_t r = 0; r < rows; ++r)
+                converter.convert(slot.data.data() + r * line, static_cast<int>(first + r));
+        });
+        for (int k = 0; k < count; ++k) {
+            const std::uint64_t s = start + static_cast<std::uint64_t>(k);
+            const int first = static_cast<int>(s * l.rows_per_strip);
+            const int rows = static_cast<int>(
+                std::min<std::uint64_t>(l.rows_per_strip, l.height - s * l.rows_per_strip));
+            const StripSlot& slot = slots[static_cast<std::size_t>(k)];
+            if (slot.error) return slot.error;
+            if (alone) {
+                for (int row = first; row < first + rows; ++row) {
+                    converter.convert(slots[0].data.data() + (row - first) * line, row);
+                    if (scope && (row & 255) == 255)
+                        if (int cancel = scope->step(row)) return cancel;
+                }
+            }
+            if (scope)
+                if (int cancel = scope->step(first + rows)) return cancel;
+        }
     }
     return 0;
 }
