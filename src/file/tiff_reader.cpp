@@ -317,7 +317,7 @@ void colour_line(const std::uint8_t* in, std::uint8_t* out, int width, int sampl
 template <bool Wide, bool Swap, bool Sum>
 void gray_line(const std::uint8_t* in, std::uint8_t* out, int width) {
     if constexpr (!Sum && !Swap) {
-        std::memcpy(out, in, static_cast<std::size_t>(width) * (Wide ? 2 : 1));
+        if (in != out) std::memcpy(out, in, static_cast<std::size_t>(width) * (Wide ? 2 : 1));
     } else if constexpr (Wide) {
         std::uint16_t v = 0;
         for (int i = 0; i < width; ++i) {
@@ -374,6 +374,19 @@ public:
             default:
                 break;
         }
+    }
+
+    // Whether file lines can be read straight into the image's lines and
+    // converted where they stand: same size, no inversion, no extra samples.
+    bool in_place() const {
+        const int samples = l_.type == image_type_colour8 || l_.type == image_type_colour16 ? 3 : 1;
+        return routine_ && !l_.invert && l_.samples == samples &&
+               l_.line_size == image_line_bytes(image_);
+    }
+    std::uint8_t* row(int y) const { return image_->rows[image_->height - 1 - y]; }
+    void convert_in_place(int y) const {
+        std::uint8_t* line = row(y);
+        routine_(line, line, l_.width, l_.samples);
     }
 
     // `line` is the file's line `y` counted from the top; it is changed in place
@@ -462,6 +475,22 @@ int read_strips(const TiffSource& source, const Layout& l, Image* image, bool pr
                 std::min<std::uint64_t>(l.rows_per_strip, l.height - s * l.rows_per_strip);
             const std::uint64_t offset = l.offsets[s];
             const std::uint64_t count = s < l.counts.size() ? l.counts[s] : 0;
+            if (converter.in_place() && count >= rows * line) {
+                // Straight into the image: no copy of the pixels on the way.
+                const std::uint64_t group = std::max<std::uint64_t>(1, read_chunk_bytes / line);
+                for (std::uint64_t done = 0; done < rows; done += group) {
+                    const int n_rows = static_cast<int>(std::min(group, rows - done));
+                    for (int r = 0; r < n_rows; ++r)
+                        if (int err = tiff_read(source, offset + (done + r) * line,
+                                                converter.row(row + r), line))
+                            return err;
+                    parallel_for(n_rows, [&](int r) { converter.convert_in_place(row + r); });
+                    row += n_rows;
+                    if (scope)
+                        if (int err = scope->step(row)) return err;
+                }
+                continue;
+            }
             std::uint64_t chunk = rows;
             if (rows * line > read_chunk_bytes) {
                 chunk = read_chunk_bytes / line;
