@@ -1,6 +1,10 @@
 #include "file/safe_write.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -59,18 +63,59 @@ std::string unique_name(std::string_view path, int form) {
     return original;
 }
 
+namespace {
+
+// A new empty file of a private name in `folder`, for when every numbered
+// sibling is taken; empty when none can be made.
+std::string private_sibling(const fs::path& destination) {
+    std::string pattern = (destination.parent_path() / ".orvane-save-XXXXXX").string();
+    const int fd = mkstemp(pattern.data());
+    if (fd < 0) return {};
+    close(fd);
+    return pattern;
+}
+
+// The new file takes the old one's permissions, and its group where the
+// user may give it, so that a save changes the pixels and nothing else.
+void keep_access(const fs::path& old_file, const std::string& new_file) {
+    struct stat old_status {};
+    if (stat(old_file.c_str(), &old_status) != 0) return;
+    if (chown(new_file.c_str(), static_cast<uid_t>(-1), old_status.st_gid) != 0) {
+        // Another group than one's own is not ours to give: the default stays.
+    }
+    chmod(new_file.c_str(), old_status.st_mode & 07777);
+}
+
+}  // namespace
+
 int safe_replace(const std::string& destination, const FileWriter& writer) {
-    const std::string temporary = unique_name(destination, 2);
+    // A link is followed: the file it names is replaced and the link stays.
+    std::error_code failed;
+    fs::path target(destination);
+    if (fs::is_symlink(fs::symlink_status(target, failed))) {
+        const fs::path real = fs::weakly_canonical(target, failed);
+        if (!failed) target = real;
+    }
+    const bool replacing = exists(target.string());
+    std::string temporary = unique_name(target.string(), 2);
+    if (replacing && temporary == target.string()) {
+        // No numbered sibling is free: a private one, never the file itself.
+        temporary = private_sibling(target);
+        if (temporary.empty()) return err_cannot_create;
+    }
     const int err = writer(temporary);
     if (err != 0) {
         remove_file(temporary);
         return err;
     }
-    if (temporary == destination) return 0;
+    if (!replacing) {
+        if (temporary == target.string()) return 0;
+    } else {
+        keep_access(target, temporary);
+    }
     // rename replaces the destination in one step, so there is no moment
     // without a file of that name, and a failure leaves it as it was.
-    std::error_code failed;
-    fs::rename(fs::path(temporary), fs::path(destination), failed);
+    fs::rename(fs::path(temporary), target, failed);
     if (failed) {
         remove_file(temporary);
         return err_writing;

@@ -27,11 +27,13 @@ std::string unique_name(std::string_view path, int form);
 using FileWriter = std::function<int(const std::string& path)>;
 
 // Every writer's way to a file. `writer` writes to a free sibling of
-// `destination` (form 2 of `unique_name`). On failure the sibling is deleted
-// and the destination has not been touched. On success the sibling is renamed
-// over the destination, which replaces it in one step; a rename that fails
-// deletes the sibling, keeps the destination and gives error 6. When no
-// sibling is free the writer writes over the destination directly.
+// `destination` (form 2 of `unique_name`, or a private name in the same folder
+// when all 99 are taken). On failure the sibling is deleted and the
+// destination has not been touched. On success the sibling takes the old
+// file's permissions and group and is renamed over it, which replaces it in
+// one step; a rename that fails deletes the sibling, keeps the destination and
+// gives error 6. A destination that is a symbolic link stays one: the file it
+// names is replaced.
 [[nodiscard]] int safe_replace(const std::string& destination, const FileWriter& writer);
 
 // The folder for temporary files: `preference` without trailing separators,

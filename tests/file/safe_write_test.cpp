@@ -154,25 +154,6 @@ TEST(SafeReplace, ARealReadOnlyFolder) {
     EXPECT_EQ(read_bytes(target), original_bytes);
 }
 
-TEST(SafeReplace, WithEverySiblingTakenWritesOverTheFileItself) {
-    ScratchFolder folder;
-    const std::string target = folder.file("picture.tif");
-    write_bytes(target, original_bytes);
-    for (int i = 1; i <= 99; ++i)
-        touch(folder.file("picture-" + std::to_string(i) + ".tif"));
-    std::string written_to;
-    EXPECT_EQ(safe_replace(target,
-                           [&](const std::string& path) {
-                               written_to = path;
-                               write_bytes(path, new_bytes);
-                               return 0;
-                           }),
-              0);
-    EXPECT_EQ(written_to, target);
-    EXPECT_EQ(read_bytes(target), new_bytes);
-    EXPECT_EQ(listing(folder.path()).size(), 100u);
-}
-
 TEST(SafeReplace, ARenameThatFailsKeepsTheOriginal) {
     ScratchFolder folder;
     // The destination is a folder that is not empty: no file can replace it.
