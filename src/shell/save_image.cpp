@@ -240,11 +240,17 @@ int SaveImageAs(ImageWindow* window) {
         }
         request.name = QFile::decodeName(path.c_str());
         if (!may_overwrite(window, path)) continue;
+        // A format this version cannot write is refused before a 16-bit
+        // picture is cut to 8 bits for it.
+        if (!save_filter_has_writer(answer.filter)) return err_unsupported;
         if (save_asks_16bit(answer.filter, record->image.type)) {
             if (message_box(window, QStringLiteral("Warning"), box_ok_cancel,
                             QString::fromLatin1(sixteen_bit_question)) != answer_ok)
                 continue;
             if (int code = image_to_8bit_in_place(&record->image)) return code;
+            // The pixels are no longer the file's: should the write fail, the
+            // window must not pass for saved.
+            window->modified = 1;
             rebuild_view(window);
         }
         break;

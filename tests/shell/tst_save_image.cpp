@@ -395,6 +395,14 @@ void TestSaveImage::sixteen_bit_pictures() {
         QCOMPARE(read.maxval, 65535);
         QCOMPARE(read.samples, wide.samples);
     }
+    // A format with no writer is refused before the picture is cut to 8 bits.
+    {
+        ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("wide.bmp")), save_filter_bmp)});
+        ScriptedBoxes boxes;
+        QCOMPARE(SaveImageAs(window), 136);
+        QVERIFY(boxes.calls.empty());
+        QCOMPARE(window->record()->image.type, static_cast<int>(image_type_colour16));
+    }
     // PNG asks first: Cancel brings the panel back, OK converts the window's
     // picture to 8 bits for good and writes it.
     ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("narrow.png")), save_filter_png),
