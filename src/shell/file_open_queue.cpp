@@ -23,13 +23,14 @@ bool must_wait() {
     return app_state.file_operation_busy || transform_panel_open();
 }
 
-void open_now(const QString& path) {
+// Opens one file; its error code, not yet reported.
+int open_now(const QString& path) {
     splash_close();
     app_state.file_operation_busy = true;
     const int code = routine()(path);
     app_state.file_operation_busy = false;
     if (code == 0) recent_file_opened(path);
-    error_report(code);
+    return code;
 }
 
 }  // namespace
@@ -45,7 +46,7 @@ void open_or_queue(const QString& path) {
         app_state.open_queue.push_back(path.left(open_queue_path_max));
         return;
     }
-    open_now(path);
+    error_report(open_now(path));
     open_queued_files();
 }
 
@@ -55,11 +56,14 @@ void open_command_line(const QString& line) {
 }
 
 void open_queued_files() {
+    // A batch of queued files reports one failure, the last, not one box each.
+    int last_error = 0;
     while (!app_state.open_queue.empty() && !must_wait()) {
         const QString path = app_state.open_queue.front();
         app_state.open_queue.pop_front();
-        open_now(path);
+        if (const int code = open_now(path)) last_error = code;
     }
+    error_report(last_error);
 }
 
 void open_dropped_files(const QStringList& paths) {

@@ -175,6 +175,14 @@ void TestDrop::unknown_file_type_is_reported() {
         QCOMPARE(call.text, QStringLiteral("Unknown file type"));
         QCOMPARE(call.kind, box_ok);
     }
+    // Queued while a panel was open, they report once when the queue empties.
+    boxes.calls.clear();
+    {
+        TestPanel panel;
+        open_command_line(paths.join(QLatin1Char(' ')));
+        QVERIFY(boxes.calls.empty());
+    }
+    QCOMPARE(boxes.texts(), QStringList{QStringLiteral("Unknown file type")});
 }
 
 void TestDrop::opening_removes_the_splash() {
