@@ -131,6 +131,13 @@ int window_record_take(int* slot, WindowRecord** record) {
     return 13;
 }
 
+int window_record_check_free() {
+    ensure_table();
+    for (int i = 0; i < window_record_count; ++i)
+        if (records[i].free) return 0;
+    return 13;
+}
+
 void window_record_release(int slot) {
     if (slot < 0 || slot >= window_record_count || !records_ready) return;
     WindowRecord* r = &records[slot];

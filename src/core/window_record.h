@@ -81,6 +81,9 @@ void window_record_table_init();
 [[nodiscard]] int window_record_take(int* slot, WindowRecord** record);
 // Frees everything the record holds and marks it free; slot -1 does nothing.
 void window_record_release(int slot);
+// Whether a record is free, so that a long load is not made for nothing: 0,
+// or 13 when all are taken.
+[[nodiscard]] int window_record_check_free();
 WindowRecord* window_record_at(int slot);
 // Null for no window or a window without a record.
 WindowRecord* window_record_of(const WindowBase* window);

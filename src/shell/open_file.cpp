@@ -91,6 +91,8 @@ public:
 // The last stage of an open: the load, then the window that takes the record.
 int DoFileOpenCell(const QString& path, int options) {
     if (app_state.mdi_area == nullptr) return err_unknown_type;
+    // "Too many images" before the file is read, not after.
+    if (int code = window_record_check_free()) return code;
     LoadedRecord loaded;
     int code = LoadImageData(QFile::encodeName(path).constData(), &loaded.record, options);
     if (code == 0) {

@@ -1,9 +1,11 @@
 // Files arriving by drop, command line or hand-over: refused, opened or
 // queued, and the queue emptied in order when the panels close.
 #include "core/errors.h"
+#include "core/window_record.h"
 #include "frame_test_support.h"
 #include "shell/file_open_queue.h"
 #include "shell/main_frame.h"
+#include "shell/open_file.h"
 #include "shell/shell_error_reporter.h"
 #include "shell/splash_panel.h"
 #include "shell_test_support.h"
@@ -53,6 +55,7 @@ private slots:
     void an_open_during_an_open_waits_its_turn();
     void unknown_file_type_is_reported();
     void opening_removes_the_splash();
+    void no_free_record_is_told_before_reading();
 
 private:
     std::unique_ptr<MainFrame> frame_;
@@ -191,6 +194,20 @@ void TestDrop::opening_removes_the_splash() {
     QVERIFY(splash_current() != nullptr);
     open_or_queue("/pics/a.jpg");
     QTRY_VERIFY(splash_current() == nullptr);
+}
+
+// With every window record taken, "Too many images" comes before any read:
+// a file that is not there gives 13, not "File not found".
+void TestDrop::no_free_record_is_told_before_reading() {
+    std::vector<int> taken;
+    int slot = -1;
+    WindowRecord* record = nullptr;
+    while (window_record_take(&slot, &record) == 0)
+        taken.push_back(slot);
+    QCOMPARE(open_file_path(QStringLiteral("/no/such/picture.tif")), 13);
+    for (int s : taken)
+        window_record_release(s);
+    QCOMPARE(open_file_path(QStringLiteral("/no/such/picture.tif")), 129);
 }
 
 QTEST_MAIN(TestDrop)
