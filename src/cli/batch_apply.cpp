@@ -135,7 +135,9 @@ int batch_apply(const std::vector<std::string>& args) {
     ImageHolder output;
     if (int err = transform_compute_image(d, params.get(), input.get(), output.get()))
         return fail(err);
-    if (!image_is_colour(output.get())) profile.clear();
+    // A profile describes colour or gray: it goes where the result changed
+    // from one to the other.
+    if (image_is_colour(output.get()) != image_is_colour(input.get())) profile.clear();
     SaveOptions options;
     options.progress = batch_progress_on();
     if (int err = WriteImage(files[1].c_str(), filter, output.get(), profile, options))

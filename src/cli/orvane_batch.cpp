@@ -126,8 +126,7 @@ int info(const std::string& path) {
             std::printf("Profile: %s\n", summary.has_profile ? "yes" : "no");
             std::printf("Thumbnail: %s\n", summary.has_reduced ? "yes" : "no");
         }
-    } else if (image_is_colour(image.get())) {
-        // Only colour pictures have their profile read: the editor uses no other.
+    } else {
         std::printf("Profile: %s\n", profile.empty() ? "no" : "yes");
     }
     return 0;

@@ -187,9 +187,9 @@ int decode(ReadContext* c) {
             cinfo->out_color_space = JCS_EXT_BGR;
             break;
     }
-    // Gray files are not searched, and a CMYK file's profile describes inks,
-    // not the colours it is turned into.
-    if (c->profile && cinfo->out_color_space == JCS_EXT_BGR) {
+    // A gray file's profile stays with it; a CMYK file's describes inks, not
+    // the colours it is turned into.
+    if (c->profile && cinfo->out_color_space != JCS_CMYK) {
         try {
             collect_profile(*cinfo, c->profile);
         } catch (const std::bad_alloc&) {

@@ -174,7 +174,8 @@ int decode(ReadContext* c) {
     const int passes = png_set_interlace_handling(png);
     png_read_update_info(png, info);
 
-    if (c->profile && (type == image_type_colour8 || type == image_type_colour16)) {
+    // Every profile stays with its picture, a gray one too.
+    if (c->profile) {
         png_charp name = nullptr;
         int compression = 0;
         png_bytep data = nullptr;

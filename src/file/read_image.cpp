@@ -48,7 +48,6 @@ int read_tiff(const char* path, Image* image, std::vector<std::uint8_t>* profile
     const int err = TiffRead(path, image, progress);
     debug_log("File", "TiffRead", err);
     if (err != 0 || !profile) return err;
-    if (image->type != image_type_colour8 && image->type != image_type_colour16) return 0;
     // A CMYK file's profile describes inks, not the colours it was turned into.
     TiffSummary summary;
     if (TiffProbeSummary(path, &summary) == 0 && summary.photometric == tiff_photometric_cmyk)

@@ -1,5 +1,5 @@
-// A save never costs the user the file it replaces, nor the file's link or
-// permissions: safe_replace with writers that fail and succeed.
+// Nothing the user gave is lost: a save never costs the file it replaces, nor
+// its link or permissions; a gray picture's profile travels with it.
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
@@ -9,7 +9,11 @@
 #include <set>
 #include <string>
 
+#include "core/image.h"
+#include "file/file_types.h"
+#include "file/read_image.h"
 #include "file/safe_write.h"
+#include "file/write_image.h"
 #include "file_test_support.h"
 
 namespace {
@@ -80,6 +84,33 @@ TEST(SafeReplace, ALinkStaysALinkAndPermissionsStay) {
     EXPECT_FALSE(fs::exists(dir.file("fresh.tif")));
     EXPECT_EQ(safe_replace(dir.file("fresh.tif"), writing("x", 0)), 0);
     EXPECT_EQ(text_of(dir.file("fresh.tif")), "x");
+}
+
+// A gray TIFF with a profile keeps it through a read and a TIFF or PNG write.
+TEST(GrayProfile, TravelsThroughReadAndWrite) {
+    ScratchFolder dir;
+    const file_test::Picture gray = file_test::make_picture(20, 10, 1, 255, 4);
+    ImageHolder image;
+    ASSERT_EQ(file_test::image_of(gray, image.get()), 0);
+    SaveOptions options;
+    options.progress = false;
+    const std::vector<std::uint8_t> profile = file_test::make_profile("GRAY", 300, 9);
+    ASSERT_EQ(
+        WriteImage(dir.file("g.tif").c_str(), save_filter_tiff, image.get(), profile, options), 0);
+    for (const auto& [name, filter] :
+         {std::pair{"out.tif", save_filter_tiff}, std::pair{"out.png", save_filter_png}}) {
+        ImageHolder read;
+        std::vector<std::uint8_t> got;
+        int type = 0;
+        ASSERT_EQ(ReadImage(dir.file("g.tif").c_str(), read.get(), &got, &type, load_no_progress),
+                  0);
+        EXPECT_EQ(got, profile);
+        ASSERT_EQ(WriteImage(dir.file(name).c_str(), filter, read.get(), got, options), 0);
+        std::vector<std::uint8_t> again;
+        ASSERT_EQ(ReadImage(dir.file(name).c_str(), read.get(), &again, &type, load_no_progress),
+                  0);
+        EXPECT_EQ(again, profile) << name;
+    }
 }
 
 }  // namespace
