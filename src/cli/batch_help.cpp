@@ -62,12 +62,8 @@ double other_value(const TransformField& f) {
 // Each line's words with the values of fields replaced by the field keywords
 // in capitals: the syntax of the line. Found by changing one field at a time.
 std::vector<std::vector<std::string>> line_syntax(const TransformDescriptor& d) {
-    ParamBlock base;
-    if (base.allocate(d)) return {};
-    std::vector<std::vector<std::string>> syntax;
-    for (const std::string& line : block_lines(d, base.get()))
-        syntax.push_back(batch_line_words(line));
-    const std::vector<std::vector<std::string>> defaults = syntax;
+    const std::vector<std::vector<std::string>> defaults = batch_default_lines(d);
+    std::vector<std::vector<std::string>> syntax = defaults;
     for (const TransformField& f : d.fields) {
         if (f.kind == ControlKind::input_chooser) continue;
         ParamBlock changed;
