@@ -47,7 +47,6 @@ private slots:
     void focus_sets_the_active_window();
     void tab_moves_within_the_panel();
     void enter_is_ok_only_while_allowed();
-    void escape_is_cancel();
     void keys_outside_the_active_panel_pass();
 
 private:
@@ -128,14 +127,6 @@ void TestKeyFilter::enter_is_ok_only_while_allowed() {
     QCOMPARE(keeper.ok_count, 0);
     show_panel(&panel);
     QVERIFY(app_state.enter_is_ok);
-}
-
-void TestKeyFilter::escape_is_cancel() {
-    ThreeControlPanel panel;
-    show_panel(&panel);
-    QTest::keyClick(panel.first, Qt::Key_Escape);
-    QCOMPARE(panel.cancel_count, 1);
-    QVERIFY(!transform_panel_open());
 }
 
 void TestKeyFilter::keys_outside_the_active_panel_pass() {

@@ -15,7 +15,6 @@
 
 #include "core/errors.h"
 #include "core/preferences.h"
-#include "transform/registry.h"
 
 namespace {
 
@@ -434,22 +433,6 @@ TEST_F(DriverTest, ApplyMakesACascadedResultAndKeepsThePreview) {
     EXPECT_EQ(window_record_of(results[2])->derived_from, "/photos/in.tif");
 }
 
-TEST_F(DriverTest, OkRightAfterApplyMakesNoSecondWindow) {
-    preferences().defaultpreview = true;
-    open();
-    transform_button(TransformButton::apply);
-    const int made = host_->created;
-    WindowBase* result = s().last_result_window;
-    host_->activated.clear();
-    transform_ok();
-    EXPECT_EQ(host_->created, made);
-    EXPECT_EQ(s().descriptor, nullptr);        // closed
-    EXPECT_EQ(host_->open_made_windows(), 1);  // the result; the preview is gone
-    EXPECT_TRUE(host_->alive(result));
-    ASSERT_FALSE(host_->activated.empty());
-    EXPECT_EQ(host_->activated.front(), input_);
-}
-
 TEST_F(DriverTest, OkAfterAChangeAppliesAndCloses) {
     preferences().confirm = confirm_last;
     input_->modified = 1;
@@ -673,33 +656,6 @@ TEST_F(DriverTest, AScrolledPreviewRecomputesOnlyTheStrip) {
     EXPECT_EQ(a.line_count, 324);
     EXPECT_EQ(host_->updated_regions.back(), (TransformRegion{600, 10, 666, 333}));
     EXPECT_EQ(host_->redraws, redraws);  // no whole redraw for a strip
-}
-
-TEST_F(DriverTest, AddNoisePreviewAsksForOneToOneFirst) {
-    const TransformEntry* entry = transform_find_title("add noise");
-    ASSERT_NE(entry, nullptr);
-    ASSERT_NE(entry->descriptor, nullptr);
-    input_ = make_image_window(2000, 1000, {0, 0});
-    preferences().defaultpreview = true;
-    ASSERT_EQ(transform_open(*entry->descriptor, input_), 0);
-    WindowBase* preview = s().preview_window;
-    ASSERT_NE(preview, nullptr);
-    WindowRecord* record = window_record_of(preview);
-    ASSERT_EQ(record->zoom, -3);
-    ASSERT_EQ(host_->one_to_one_requests, std::vector<WindowBase*>{preview});
-    EXPECT_EQ(record->view_copy.width, 667);  // allocated, waiting
-
-    // The window goes to 1:1 and asks for its view again.
-    record->zoom = 1;
-    record->view_width = 400;
-    record->view_height = 300;
-    record->image_x1 = 100;
-    record->image_y2 = 399;
-    transform_view_changed({0, 0, 399, 299});
-    EXPECT_EQ(host_->one_to_one_requests.size(), 1u);
-    EXPECT_EQ(record->view_copy.width, 400);
-    EXPECT_EQ(record->view_copy.type, image_type_gray8);
-    EXPECT_TRUE(host_->errors.empty());
 }
 
 TEST(PreviewProfile, SettledFromTheInputOrTheWorkingProfile) {
