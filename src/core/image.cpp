@@ -11,6 +11,7 @@
 #endif
 
 #include "core/errors.h"
+#include "core/parallel.h"
 #include "core/progress.h"
 #include "core/tables.h"
 
@@ -248,6 +249,9 @@ namespace {
 // A block of pixels, freed with std::free. Blocks of 2 MiB and more are laid
 // on huge pages where the system offers them: a large picture then costs a
 // few hundred page faults instead of tens of thousands.
+// Pictures of this many blocks (16 MiB and more) are touched on all cores.
+constexpr int prefault_blocks = 4;
+
 std::uint8_t* block_alloc(std::size_t bytes) {
 #ifdef __linux__
     constexpr std::size_t huge = std::size_t{2} << 20;
@@ -329,6 +333,16 @@ int image_alloc(Image* image, int type, int width, int height, double resolution
             image_free(image);
             return err_memory;
         }
+    }
+    // The system clears fresh memory on first touch, one page at a time on the
+    // touching thread; for a large picture that is most of a fast load, so
+    // the blocks are first touched on all cores.
+    if (chunk_count >= prefault_blocks) {
+        parallel_for(chunk_count, [&](int i) {
+            const std::size_t bytes = i == chunk_count - 1 ? last_bytes : block_bytes;
+            for (std::size_t at = 0; at < bytes; at += 4096)
+                image->chunks[i][at] = 0;
+        });
     }
 
     for (int i = 0; i < lines; ++i)
