@@ -9,7 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   zlib1g-dev libdeflate-dev libtiff-dev libjpeg62-turbo-dev libturbojpeg0-dev libpng-dev
   # test-only: libtiff's tools as the reference, and TIFF/PNG samples made by other programs
-  libtiff-tools golang-golang-x-image-dev netpbm libjpeg-turbo-progs
+  libtiff-tools golang-golang-x-image-dev netpbm libjpeg-turbo-progs python3-numpy
   xvfb xauth
 )
 

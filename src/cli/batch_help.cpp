@@ -31,7 +31,16 @@ std::vector<std::string> block_lines(const TransformDescriptor& d, const void* p
                 const std::size_t end = all.find("\r\n");
                 std::string_view line = all.substr(0, end);
                 if (line.starts_with(workflow_indent)) line.remove_prefix(workflow_indent.size());
-                lines.emplace_back(line);
+                const std::string_view first = line.substr(0, line.find(' '));
+                if (!lines.empty() && d.is_keyword && !d.is_keyword(first)) {
+                    // The values of an array continue its keyword's line.
+                    while (line.ends_with(' '))
+                        line.remove_suffix(1);
+                    lines.back() += ' ';
+                    lines.back() += line;
+                } else {
+                    lines.emplace_back(line);
+                }
                 all.remove_prefix(end == std::string_view::npos ? all.size() : end + 2);
             }
         }
@@ -65,7 +74,7 @@ std::vector<std::vector<std::string>> line_syntax(const TransformDescriptor& d) 
     const std::vector<std::vector<std::string>> defaults = batch_default_lines(d);
     std::vector<std::vector<std::string>> syntax = defaults;
     for (const TransformField& f : d.fields) {
-        if (f.kind == ControlKind::input_chooser) continue;
+        if (f.kind == ControlKind::input_chooser || f.kind == ControlKind::curve) continue;
         ParamBlock changed;
         if (changed.allocate(d)) return syntax;
         if (f.kind == ControlKind::amount)
@@ -105,12 +114,22 @@ void print_field(const TransformField& f) {
         case ControlKind::check_box:
             what = "0 off, 1 on; default " + number_text(f.default_value);
             break;
+        case ControlKind::curve:
+            label = "Curve";
+            what = "points x y on 0..255 in x_curve and y_curve lines (a count, then the "
+                   "values); styles 0 step, 1 linear, 2 spline, 3 gamma";
+            break;
         case ControlKind::amount:
             what = "0 to 1024 (1024 is 100 %)";
             if (f.bipolar) what += ", 512 neutral";
             what += "; default " + number_text(f.default_value);
             break;
         default:
+            if (f.shown) {  // the line holds the number shown, not the slider's
+                what = number_text(f.shown(f.minimum)) + " to " + number_text(f.shown(f.maximum)) +
+                       "; default " + number_text(f.shown(f.default_value));
+                break;
+            }
             what = number_text(f.minimum) + " to " + number_text(f.maximum) + "; default " +
                    number_text(f.default_value);
             break;

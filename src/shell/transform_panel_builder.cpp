@@ -214,7 +214,10 @@ int PanelControls::slider_position(const TransformField& field, double value) co
 void PanelControls::caption(const Row& row, double value) {
     if (row.label == nullptr) return;
     std::string text;
-    if (row.field->kind == ControlKind::integer_slider)
+    if (row.field->shown)
+        text = format_text(row.field->format.empty() ? "%2f" : row.field->format,
+                           row.field->shown(value));
+    else if (row.field->kind == ControlKind::integer_slider)
         text = format_text(row.field->format.empty() ? "%d" : row.field->format,
                            static_cast<int>(std::lround(value)));
     else

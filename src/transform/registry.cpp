@@ -4,6 +4,10 @@
 
 // The descriptors of the built transformations, each defined in its own file.
 extern const TransformDescriptor add_noise_transform;
+extern const TransformDescriptor brightness_curve_transform;
+extern const TransformDescriptor brightness_transform;
+extern const TransformDescriptor gamma_adjust_transform;
+extern const TransformDescriptor color_curves_transform;
 
 namespace {
 
@@ -40,15 +44,15 @@ constinit const TransformEntry registry[] = {
     {"Levels and Color", "&Levels and Color...", G::gray, 2, 4054, 43,
      211, "Levels and Color", "Levels and Color", 8 | P, 0, 1, 1, true, "", false, nullptr},
     {"Brightness Curve", "Brightness &Curve...", G::gray, 3, 4050, 4,
-     207, "Brightness Curve", "Brightness Curve", 8 | P, 4, 1, 1, true, "", false, nullptr},
+     207, "Brightness Curve", "Brightness Curve", 8 | P, 4, 1, 1, true, "", false, &brightness_curve_transform},
     {"Brightness", "&Brightness...", G::gray, 4, 4052, 29,
-     142, "Brightness", "Brightness", 10 | P, 4, 1, 1, true, "", false, nullptr},
+     142, "Brightness", "Brightness", 10 | P, 4, 1, 1, true, "", false, &brightness_transform},
     {"Tint", "&Tint...", G::gray, 5, 4051, 11,
      205, "Tint", "Tint", 10 | P, 4, 1, 1, true, "", false, nullptr},
     {"Light Falloff", "Light &Falloff...", G::gray, 6, 4055, 66,
      194, "Light Falloff", "Light Falloff", 10 | P, 0, 1, 1, false, ".falloff", false, nullptr},
     {"Gamma Adjust", "&Gamma Adjust...", G::gray, 7, 4029, 65,
-     127, "Gamma Adjust", "Gamma Adjust", 10 | P, 0, 1, 1, false, "", false, nullptr},
+     127, "Gamma Adjust", "Gamma Adjust", 10 | P, 0, 1, 1, false, "", false, &gamma_adjust_transform},
     {"Combine Channels", "C&ombine Channels...", G::gray, 8, 4023, 49,
      0, "", "", 0, 0, 3, 3, false, "", false, nullptr},
     {"2-Zone Adjustment", "&2-Zone Adjustment...", G::gray, 9, 4071, 104,
@@ -59,7 +63,7 @@ constinit const TransformEntry registry[] = {
     {"Color Balance", "&Balance...", G::color, 1, 4011, 22,
      217, "Color Balance", "Color Balance", 9 | P, 0, 1, 1, true, ".cb", false, nullptr},
     {"Color Curves", "&Curves...", G::color, 2, 4049, 28,
-     212, "Color Curves", "Color Curves", 9 | P, 0, 1, 1, true, ".cc", false, nullptr},
+     212, "Color Curves", "Color Curves", 9 | P, 0, 1, 1, true, ".cc", false, &color_curves_transform},
     {"Saturation", "&Saturation...", G::color, 3, 4012, 31,
      133, "Color Saturation", "Saturation", 9 | P, 0, 1, 1, true, "", false, nullptr},
     {"Extract Channel", "E&xtract Channel...", G::color, 4, 4015, 10,

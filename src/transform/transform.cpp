@@ -11,6 +11,7 @@
 void fields_set_defaults(std::span<const TransformField> fields, void* params) {
     for (const TransformField& field : fields) {
         if (field.set) field.set(params, field.default_value);
+        if (field.init) field.init(params);
         if (field.amount) {
             AmountSettings& amount = *field.amount(params);
             amount = AmountSettings{};

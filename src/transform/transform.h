@@ -36,6 +36,7 @@
 #include "core/image.h"
 #include "core/window_record.h"
 #include "transform/amount.h"
+#include "transform/curves.h"
 #include "transform/settings.h"
 #include "transform/workflow_text.h"
 
@@ -142,6 +143,7 @@ enum class ControlKind : std::uint8_t {
     integer_slider,  // `minimum` .. `maximum`, caption `label` + value by `format`
     real_slider,     // the same with a real value
     check_box,       // 0 or 1
+    curve,           // the curve control over the Curve that `curve` returns
 };
 
 // Image types as bits, for visibility and acceptance: bit n is type n.
@@ -173,6 +175,15 @@ struct TransformField {
     double (*get)(const void* params) = nullptr;
     void (*set)(void* params, double value) = nullptr;
     AmountSettings* (*amount)(void* params) = nullptr;
+    // curve: the curve the control shows and edits, and the colour space its
+    // histogram is gathered in (ToneSpace of tone.h).
+    Curve* (*curve)(void* params) = nullptr;
+    int (*curve_space)(const void* params) = nullptr;
+    // Sliders: the number the caption shows for a value, when it isn't the
+    // value itself (formatted by `format` as a real).
+    double (*shown)(double value) = nullptr;
+    // Sets the built-in values of a control that has no single value.
+    void (*init)(void* params) = nullptr;
 };
 
 // Whether a field's control shows for an input of `image_type` (0: no input).
@@ -297,6 +308,19 @@ constexpr TransformField field_input(std::string_view label = "Input Image:",
     f.label = label;
     f.kind = ControlKind::input_chooser;
     f.accepts = accepts;
+    return f;
+}
+
+//   field_curve<P>("curve", curve_of, space_of, reset_curves)
+template <typename P>
+constexpr TransformField field_curve(std::string_view keyword, Curve* (*curve)(void*),
+                                     int (*space)(const void*), void (*init)(void*)) {
+    TransformField f;
+    f.keyword = keyword;
+    f.kind = ControlKind::curve;
+    f.curve = curve;
+    f.curve_space = space;
+    f.init = init;
     return f;
 }
 

@@ -12,7 +12,9 @@
 // of the workflow's input windows, WorkflowImages.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -60,6 +62,16 @@ template <typename P>
 struct WorkflowLine {
     SettingsKeyword<P> values;
     AmountSettings P::*amount = nullptr;
+    // An int array: "   %s %d" (keyword, count), then the values in lines of
+    // eight, each followed by a blank. The reader takes values off the header
+    // line and the lines after it until the count is met; values beyond
+    // `array_capacity` are dropped.
+    int (*array_count)(const P& params) = nullptr;
+    std::int32_t* (*array_values)(P& params) = nullptr;
+    int array_capacity = 0;
+    // Takes the count read, when the array's length is a value of the block
+    // (a curve's points): the values given are the ones that count.
+    void (*array_set_count)(P& params, int count) = nullptr;
 };
 
 //   workflow_value<&P::channels, &P::method>("colorspace_method %d %d")
@@ -79,6 +91,20 @@ constexpr WorkflowLine<settings_detail::ClassOf<Member>> workflow_amount(
     return line;
 }
 
+//   workflow_int_array<P>("x_curve", count_of, x_of, 256)
+template <typename P>
+constexpr WorkflowLine<P> workflow_int_array(std::string_view keyword, int (*count)(const P&),
+                                             std::int32_t* (*values)(P&), int capacity,
+                                             void (*set_count)(P&, int) = nullptr) {
+    WorkflowLine<P> line;
+    line.array_set_count = set_count;
+    line.values.format = keyword;
+    line.array_count = count;
+    line.array_values = values;
+    line.array_capacity = capacity;
+    return line;
+}
+
 // The keyword of a line format: its first word.
 std::string_view workflow_keyword_of(std::string_view format);
 
@@ -87,6 +113,14 @@ namespace workflow_detail {
 // One line of a settings row, indented; `index` leads the values of a
 // repeated row.
 std::string value_line(std::string_view format, const SettingsArgs& args);
+
+// An int array's header and data lines: 0, or 6 on a failed write.
+[[nodiscard]] int write_int_array(TextFile& file, std::string_view keyword,
+                                  const std::int32_t* values, int count);
+// Reads the values of an array whose header line is `tokens` (keyword,
+// count, maybe values), and the lines after it as needed, into `values`
+// (room for `capacity`). False when the file ends first.
+bool read_int_array(TextFile& file, const Tokens& tokens, std::int32_t* values, int capacity);
 
 }  // namespace workflow_detail
 
@@ -99,6 +133,13 @@ template <typename P>
             const std::string s = amount_line(workflow_keyword_of(line.values.format),
                                               params.*(line.amount), text.images);
             if (int err = line_write(text.file, s)) return err;
+            continue;
+        }
+        if (line.array_count) {
+            const int n = std::min(line.array_count(params), line.array_capacity);
+            if (int err = workflow_detail::write_int_array(
+                    text.file, line.values.format, line.array_values(const_cast<P&>(params)), n))
+                return err;
             continue;
         }
         if (!line.values.put) continue;
@@ -136,6 +177,14 @@ template <typename P>
             if (!keyword_equals(tokens[0], workflow_keyword_of(line.values.format))) continue;
             if (line.amount) {
                 amount_read_line(scratch.*(line.amount), raw, text.images);
+            } else if (line.array_values) {
+                const int count = token_integer(tokens[1]);
+                if (!workflow_detail::read_int_array(text.file, tokens,
+                                                     line.array_values(scratch),
+                                                     line.array_capacity))
+                    return 0;
+                if (line.array_set_count && count >= 0 && count <= line.array_capacity)
+                    line.array_set_count(scratch, count);
             } else if (line.values.get) {
                 if (line.values.line == SettingsLine::repeated ||
                     line.values.line == SettingsLine::joined) {

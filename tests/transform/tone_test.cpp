@@ -1,0 +1,388 @@
+// The table transformations (Brightness Curve, Brightness, Gamma Adjust,
+// Color Curves) against formulas, across depths, threads and preview zooms,
+// and a real photograph against NumPy.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "batch_runner.h"
+#include "core/parallel.h"
+#include "core/tables.h"
+#include "transform/registry.h"
+#include "transform/tone.h"
+#include "transform/transform.h"
+
+namespace {
+
+int samples_of(int type) {
+    return type == image_type_colour8 || type == image_type_colour16 ? 3 : 1;
+}
+
+const TransformDescriptor& descriptor(const char* title) {
+    const TransformEntry* e = transform_find_title(title);
+    EXPECT_TRUE(e && e->descriptor) << title;
+    return *e->descriptor;
+}
+
+struct Picture {
+    Image image;
+    Picture() { image_init(&image); }
+    ~Picture() { image_free(&image); }
+    Picture(const Picture&) = delete;
+    Picture& operator=(const Picture&) = delete;
+    int sample(int x, int y, int c) const {
+        const int n = samples_of(image.type);
+        const std::uint8_t* row = image.rows[y];
+        return image.type == image_type_gray16 || image.type == image_type_colour16
+                   ? reinterpret_cast<const std::uint16_t*>(row)[x * n + c]
+                   : row[x * n + c];
+    }
+    void set(int x, int y, int c, int v) {
+        const int n = samples_of(image.type);
+        std::uint8_t* row = image.rows[y];
+        if (image.type == image_type_gray16 || image.type == image_type_colour16)
+            reinterpret_cast<std::uint16_t*>(row)[x * n + c] = static_cast<std::uint16_t>(v);
+        else
+            row[x * n + c] = static_cast<std::uint8_t>(v);
+    }
+};
+
+// A picture with every level and plenty of hues: 8-bit, or the same through
+// `to16` at 16 bits.
+void make_test_picture(Picture& p, int type, int w = 64, int h = 48) {
+    ASSERT_EQ(image_alloc(&p.image, type, w, h, 72.0), 0);
+    const bool wide = type == image_type_gray16 || type == image_type_colour16;
+    const int n = samples_of(type);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            for (int c = 0; c < n; ++c) {
+                const int v = (x * 4 + y * 7 * (c + 1) + c * 50) % 256;
+                p.set(x, y, c, wide ? to16[v] : v);
+            }
+}
+
+// A block of the built-in values with `edit` applied.
+struct Block {
+    ParamBlock params;
+    const TransformDescriptor& d;
+    explicit Block(const TransformDescriptor& desc) : d(desc) { EXPECT_EQ(params.allocate(d), 0); }
+    void set(const char* keyword, double v) { field_find(d.fields, keyword)->set(params.get(), v); }
+    AmountSettings& amount() { return *field_find(d.fields, "amount")->amount(params.get()); }
+    Curve& curve() { return *field_find(d.fields, "curve")->curve(params.get()); }
+    void points(std::vector<int> x, std::vector<int> y, int style) {
+        Curve& c = curve();
+        c.npts = static_cast<int>(x.size());
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            c.x[i] = x[i];
+            c.y[i] = y[i];
+        }
+        c.style = style;
+    }
+    int apply(Image* in, Image* out) { return transform_compute_image(d, params.get(), in, out); }
+};
+
+// The cases the depth, thread and preview tests run: each transformation
+// in its colour spaces, with a curve that bends.
+struct Case {
+    const char* title;
+    std::function<void(Block&)> edit;
+};
+
+const Case cases[] = {
+    {"Brightness Curve", [](Block& b) { b.points({0, 90, 255}, {20, 160, 250}, curve_spline); b.set("clr", 0); }},
+    {"Brightness Curve", [](Block& b) { b.points({0, 128, 255}, {0, 64, 255}, curve_spline); b.set("clr", 1); }},
+    {"Brightness Curve", [](Block& b) { b.points({0, 60, 200, 255}, {0, 90, 180, 255}, curve_linear); b.set("clr", 2); b.amount().amount_low = 600; }},
+    {"Brightness", [](Block& b) { b.amount().amount_low = 700; b.set("cspace", 0); }},
+    {"Brightness", [](Block& b) { b.amount().amount_low = 300; b.set("cspace", 1); b.set("preserve", 0); }},
+    {"Brightness", [](Block& b) { b.amount().amount_low = 800; b.set("cspace", 2); b.set("preserve", 2); }},
+    {"Gamma Adjust", [](Block& b) { b.set("factor", 300); }},
+    {"Color Curves", [](Block& b) { b.set("colorspace", 2); b.set("component", 1); b.points({0, 128, 255}, {0, 170, 255}, curve_spline); }},
+    {"Color Curves", [](Block& b) { b.set("colorspace", 0); b.set("component", 1); b.points({0, 255}, {0, 160}, curve_linear); }},
+    {"Color Curves", [](Block& b) { b.set("colorspace", 1); b.set("component", 0); b.points({0, 255}, {30, 255}, curve_linear); b.amount().amount_low = 800; }},
+};
+
+std::string name_of(const Case& c, const Block& b) {
+    std::string s = c.title;
+    for (const TransformField& f : b.d.fields)
+        if (f.get) {
+            s.push_back(' ');
+            s.append(f.keyword).push_back('=');
+            s.append(std::to_string(f.get(b.params.get())));
+        }
+    return s;
+}
+
+TEST(ToneTransforms, EightAndSixteenBitResultsAgreeWithinALevel) {
+    for (const Case& c : cases) {
+        for (int type : {image_type_gray8, image_type_colour8}) {
+            Block b(descriptor(c.title));
+            c.edit(b);
+            Picture in8, in16, out8, out16;
+            make_test_picture(in8, type);
+            make_test_picture(in16, type == image_type_gray8 ? image_type_gray16 : image_type_colour16);
+            ASSERT_EQ(b.apply(&in8.image, &out8.image), 0);
+            ASSERT_EQ(b.apply(&in16.image, &out16.image), 0);
+            ASSERT_EQ(out16.image.type, in16.image.type);
+            int worst = 0;
+            for (int y = 0; y < 48; ++y)
+                for (int x = 0; x < 64; ++x)
+                    for (int k = 0; k < samples_of(type); ++k)
+                        worst = std::max(worst, std::abs(to8[out16.sample(x, y, k)] - out8.sample(x, y, k)));
+            // HSL at 8 bits keeps the lightness on the 12-bit scale of the 8-bit
+            // conversions, which rounds hue and saturation more coarsely.
+            const bool hsl8 = type == image_type_colour8 && name_of(c, b).find("=1.0") != std::string::npos &&
+                              std::string(c.title).rfind("Color Curves", 0) != 0;
+            EXPECT_LE(worst, hsl8 ? 3 : 1) << name_of(c, b) << " type " << type;
+        }
+    }
+}
+
+// Threads and zooms: the same result with one thread and with five, and a
+// reduced or magnified preview of a 16-bit picture equal to the apply's
+// result through `to8`, subsampled or repeated.
+TEST(ToneTransforms, ThreadsAndPreviewZoomsGiveTheSameResult) {
+    for (const Case& c : cases) {
+        Block b(descriptor(c.title));
+        c.edit(b);
+        Picture in, one, five;
+        make_test_picture(in, image_type_colour16, 90, 77);
+        parallel_set_threads(1);
+        ASSERT_EQ(b.apply(&in.image, &one.image), 0);
+        parallel_set_threads(5);
+        ASSERT_EQ(b.apply(&in.image, &five.image), 0);
+        parallel_set_threads(0);
+        for (int y = 0; y < 77; ++y)
+            ASSERT_EQ(std::memcmp(one.image.rows[y], five.image.rows[y], 90 * 6), 0) << name_of(c, b);
+
+        WindowRecord record{};
+        record.image = in.image;
+        for (int zoom : {-2, 3}) {
+            const int w = zoom < 0 ? 45 : 270, h = zoom < 0 ? 39 : 231;
+            Picture view;
+            ComputeArgs args;
+            args.input = &record;
+            args.output = &view.image;
+            args.params = b.params.get();
+            args.width = w;
+            args.height = h;
+            args.zoom = zoom;
+            args.region_x2 = w - 1;
+            args.region_y2 = h - 1;
+            args.line_width = zoom < 0 ? 45 : 90;
+            args.line_count = zoom < 0 ? 39 : 77;
+            ASSERT_EQ(b.d.compute(args), 0);
+            ASSERT_EQ(view.image.type, image_type_colour8);
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x) {
+                    const int sx = zoom < 0 ? 2 * x : x / 3, sy = zoom < 0 ? 2 * y : y / 3;
+                    for (int k = 0; k < 3; ++k)
+                        ASSERT_NEAR(view.sample(x, y, k), to8[one.sample(sx, sy, k)], 1)
+                            << name_of(c, b) << " zoom " << zoom << " at " << x << "," << y;
+                }
+        }
+        image_init(&record.image);  // the picture stays `in`'s
+    }
+}
+
+// Per-pixel rules against formulas: HSV scales the samples by V'/V and
+// turns black into the grey of T[0]; RGB takes each sample through T.
+TEST(ToneTransforms, ColourSpaceRulesOfOneCurve) {
+    Block b(descriptor("Brightness Curve"));
+    b.points({0, 255}, {40, 200}, curve_linear);
+    Picture in, out;
+    ASSERT_EQ(image_alloc(&in.image, image_type_colour8, 2, 1, 72.0), 0);
+    const int pixel[2][3] = {{0, 0, 0}, {50, 100, 200}};  // memory order b, g, r
+    for (int x = 0; x < 2; ++x)
+        for (int k = 0; k < 3; ++k)
+            in.set(x, 0, k, pixel[x][k]);
+    auto t = [](int v) { return static_cast<int>(std::floor(40 + v * 160.0 / 255 + 0.5)); };
+    ASSERT_EQ(b.apply(&in.image, &out.image), 0);  // HSV
+    for (int k = 0; k < 3; ++k) {
+        EXPECT_EQ(out.sample(0, 0, k), t(0));
+        EXPECT_EQ(out.sample(1, 0, k), pixel[1][k] * t(200) / 200);
+    }
+    b.set("clr", 2);
+    ASSERT_EQ(b.apply(&in.image, &out.image), 0);
+    for (int k = 0; k < 3; ++k)
+        EXPECT_EQ(out.sample(1, 0, k), t(pixel[1][k]));
+}
+
+// Amounts that change nothing copy the input; the slider ends hit their
+// formulas.
+TEST(ToneTransforms, NeutralSettingsCopyAndSliderEndsFollowTheirFormulas) {
+    Picture in;
+    make_test_picture(in, image_type_gray8);
+    auto result = [&](const char* title, const std::function<void(Block&)>& edit) {
+        Block b(descriptor(title));
+        edit(b);
+        Picture out;
+        EXPECT_EQ(b.apply(&in.image, &out.image), 0);
+        std::vector<int> v;
+        for (int x = 0; x < 64; ++x)
+            v.push_back(out.sample(x, 5, 0));
+        return v;
+    };
+    std::vector<int> same;
+    for (int x = 0; x < 64; ++x)
+        same.push_back(in.sample(x, 5, 0));
+    auto levels = [&](const std::function<int(int)>& f) {
+        std::vector<int> v;
+        for (int s : same)
+            v.push_back(f(s));
+        return v;
+    };
+    // Brightness 512 and 513 both truncate to the neutral level 127.
+    EXPECT_EQ(result("Brightness", [](Block& b) { b.amount().amount_low = 513; }), same);
+    EXPECT_NE(result("Brightness", [](Block& b) { b.amount().amount_low = 516; }), same);
+    EXPECT_EQ(result("Brightness", [](Block& b) { b.amount().amount_low = 0; }), levels([](int) { return 0; }));
+    EXPECT_EQ(result("Brightness", [](Block& b) { b.amount().amount_low = 1024; b.set("preserve", 3); }),
+              levels([](int) { return 255; }));
+    EXPECT_EQ(result("Brightness", [](Block& b) { b.amount().amount_low = 700; b.set("preserve", 3); }),
+              levels([](int s) { return std::clamp(s + 2 * (700 * 255 / 1024) - 255, 0, 255); }));
+    EXPECT_EQ(result("Brightness Curve", [](Block& b) { b.points({0, 255}, {255, 0}, curve_linear); b.amount().amount_low = 0; }), same);
+    for (auto [position, factor] : {std::pair{0, std::exp(-1.0)}, std::pair{1024, std::exp(1.0)}}) {
+        EXPECT_EQ(result("Gamma Adjust", [p = position](Block& b) { b.set("factor", p); }),
+                  levels([f = factor](int s) {
+                      return static_cast<int>(std::floor(255 * std::pow(s / 255.0, f) + 0.5));
+                  }));
+    }
+    EXPECT_EQ(result("Gamma Adjust", [](Block& b) { b.set("factor", 512); }), same);
+}
+
+// A mask picks the brightness pixel by pixel: the low amount where it is
+// black, the high one where it is white.
+TEST(ToneTransforms, BrightnessMaskPicksATablePerPixel) {
+    Picture in, mask, out, low, high;
+    make_test_picture(in, image_type_colour16);
+    ASSERT_EQ(image_alloc(&mask.image, image_type_gray8, 64, 48, 72.0), 0);
+    for (int y = 0; y < 48; ++y)
+        for (int x = 0; x < 64; ++x)
+            mask.set(x, y, 0, x < 32 ? 0 : 255);
+    auto run = [&](int a, int high_amount, Picture& o) {
+        Block b(descriptor("Brightness"));
+        b.amount().amount_low = a;
+        b.set("preserve", 0);
+        if (high_amount >= 0) {
+            b.amount().amount_mask = &mask.image;
+            b.amount().amount_high = high_amount;
+        }
+        ASSERT_EQ(b.apply(&in.image, &o.image), 0);
+    };
+    run(200, 900, out);
+    run(200, -1, low);
+    run(900, -1, high);
+    for (int y = 0; y < 48; ++y)
+        for (int x = 0; x < 64; ++x)
+            for (int k = 0; k < 3; ++k)
+                ASSERT_EQ(out.sample(x, y, k), (x < 32 ? low : high).sample(x, y, k)) << x << "," << y;
+}
+
+TEST(ToneTransforms, CurvesTravelThroughWorkflowTextAndTheCcFile) {
+    const TransformDescriptor& d = descriptor("Color Curves");
+    Block b(d);
+    b.set("component", 2);
+    std::vector<int> x, y;
+    for (int i = 0; i < 11; ++i) {  // more than a line of eight
+        x.push_back(i * 25);
+        y.push_back(255 - i * 20);
+    }
+    b.points(x, y, curve_gamma);
+    b.set("colorspace", 1);
+
+    std::FILE* f = std::tmpfile();
+    TextFile file;
+    file.adopt(f);
+    WorkflowImages images;
+    WorkflowText text{file, images};
+    ASSERT_EQ(d.write(b.params.get(), text), 0);
+    std::fputs("end_widget 212\r\n", f);
+    std::rewind(f);
+    Block back(d);
+    ASSERT_EQ(d.read(back.params.get(), text), 0);
+    back.set("component", 2);
+    EXPECT_EQ(std::memcmp(&back.curve(), &b.curve(), offsetof(Curve, lut)), 0);
+    EXPECT_EQ(field_find(d.fields, "colorspace")->get(back.params.get()), 1);
+
+    const std::string path = (std::filesystem::temp_directory_path() / "orvane_test.cc").string();
+    ASSERT_EQ(d.settings_save(path, b.params.get()), 0);
+    Block loaded(d);
+    ASSERT_EQ(d.settings_load(path, loaded.params.get()), 0);
+    loaded.set("component", 2);
+    EXPECT_EQ(std::memcmp(&loaded.curve(), &b.curve(), offsetof(Curve, lut)), 0);
+    const std::string again = path + ".again";
+    ASSERT_EQ(d.settings_save(again, loaded.params.get()), 0);
+    std::ifstream one(path, std::ios::binary), two(again, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(one), {}),
+              std::string(std::istreambuf_iterator<char>(two), {}));
+    std::filesystem::remove(path);
+    std::filesystem::remove(again);
+}
+
+// A real photograph through orvane-batch, checked by NumPy: Gamma Adjust is
+// the power law and a two-point linear curve is a levels stretch. The
+// photograph is made truly 16-bit first (its samples are 8-bit ones times
+// 257), and files travel through libtiff's tiffcp and netpbm, never through
+// this program's own reader.
+constexpr const char* numpy_script = R"(
+import numpy, struct, subprocess, sys
+def read(path):
+    subprocess.run(['tiffcp', '-c', 'none', path, path + '.raw.tif'], check=True)
+    b = open(path + '.raw.tif', 'rb').read()
+    e = '<' if b[:2] == b'II' else '>'
+    off = struct.unpack(e + 'I', b[4:8])[0]
+    tags = {}
+    for i in range(struct.unpack(e + 'H', b[off:off + 2])[0]):
+        t, typ, cnt, val = struct.unpack(e + 'HHI4s', b[off + 2 + 12 * i:off + 14 + 12 * i])
+        size = 2 if typ == 3 else 4
+        data = val if size * cnt <= 4 else b[struct.unpack(e + 'I', val)[0]:][:size * cnt]
+        if typ in (3, 4):
+            tags[t] = struct.unpack(e + ('H' if typ == 3 else 'I') * cnt, data[:size * cnt])
+    w, h = tags[256][0], tags[257][0]
+    raw = b''.join(b[o:o + c] for o, c in zip(tags[273], tags[279]))
+    return numpy.frombuffer(raw, dtype=e + 'u2').reshape(h, w, 3).astype(numpy.float64)
+if sys.argv[1] == 'make':
+    x = read(sys.argv[2])
+    y = numpy.clip(x * 0.96 + numpy.arange(x.size).reshape(x.shape) % 251, 0, 65535)
+    open(sys.argv[3], 'wb').write(b'P6 %d %d 65535\n' % (x.shape[1], x.shape[0]) +
+                                  y.astype('>u2').tobytes())
+    sys.exit(0)
+x = read(sys.argv[2])
+gamma = numpy.floor(65535 * (x / 65535) ** 1.7 + 0.5)
+lo, hi = (30 * 65535 + 127) // 255, (220 * 65535 + 127) // 255
+levels = numpy.clip(numpy.floor((x - lo) * 65535 / (hi - lo) + 0.5), 0, 65535)
+d1 = numpy.abs(read(sys.argv[3]) - gamma).max()
+d2 = numpy.abs(read(sys.argv[4]) - levels).max()
+print('largest differences', d1, d2)
+sys.exit(0 if d1 <= 1 and d2 <= 1 else 1)
+)";
+
+TEST(ToneTransforms, APhotographAgreesWithNumPy) {
+    if (std::system("/usr/bin/python3 -c 'import numpy' 2>/dev/null") != 0)
+        GTEST_SKIP() << "NumPy missing: run scripts/install-deps.sh";
+    const std::filesystem::path dir = std::filesystem::temp_directory_path() / "orvane_numpy";
+    std::filesystem::create_directories(dir);
+    const std::string photo =
+        (std::filesystem::path(ORVANE_TEST_DATA).parent_path().parent_path() / "samples" /
+         "chelsea-16bit.tif")
+            .string();
+    auto at = [&](const char* name) { return quoted((dir / name).string()); };
+    std::ofstream((dir / "check.py").string()) << numpy_script;
+    const std::string python = words({"/usr/bin/python3", at("check.py")});
+    ASSERT_EQ(std::system(words({python, "make", quoted(photo), at("in.ppm")}).c_str()), 0);
+    ASSERT_EQ(std::system(words({"pnmtotiff", at("in.ppm"), ">", at("in.tif"), "2>/dev/null"}).c_str()), 0);
+    ASSERT_EQ(run_batch(words({"apply 'Gamma Adjust' out_in_gamma 1.7 3", at("in.tif"), at("gamma.tif")})), 0);
+    ASSERT_EQ(run_batch(words({"apply 'Brightness Curve' n_style_hist_clr 2 1 0 2 x_curve 2 30 220 y_curve 2 0 255",
+                               at("in.tif"), at("levels.tif")})), 0);
+    const std::string check = words({python, "check", at("in.tif"), at("gamma.tif"), at("levels.tif")});
+    EXPECT_EQ(std::system(check.c_str()), 0) << check;
+    std::filesystem::remove_all(dir);
+}
+
+}  // namespace
