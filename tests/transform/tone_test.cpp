@@ -331,10 +331,11 @@ TEST(ToneTransforms, CurvesTravelThroughWorkflowTextAndTheCcFile) {
 // 257), and files travel through libtiff's tiffcp and netpbm, never through
 // this program's own reader.
 constexpr const char* numpy_script = R"(
-import numpy, struct, subprocess, sys
+import numpy, os, struct, subprocess, sys
 def read(path):
-    subprocess.run(['tiffcp', '-c', 'none', path, path + '.raw.tif'], check=True)
-    b = open(path + '.raw.tif', 'rb').read()
+    raw = os.path.join(os.path.dirname(__file__), 'raw-' + os.path.basename(path))
+    subprocess.run(['tiffcp', '-c', 'none', path, raw], check=True)
+    b = open(raw, 'rb').read()
     e = '<' if b[:2] == b'II' else '>'
     off = struct.unpack(e + 'I', b[4:8])[0]
     tags = {}
