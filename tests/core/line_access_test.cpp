@@ -244,7 +244,7 @@ TEST(AmountRule, StrengthsAndTheirMeaning) {
         {0, -1, 0, -1, true, false, false},        {0, 0, 0, 0, true, false, true},
         {0, 1024, 0, 255, false, false, true},     {1024, -1, 255, -1, false, true, false},
         {1024, 512, 255, 128, false, false, true},  // (512 * 255 + 512) / 1024
-        {2, -1, 0, -1, true, false, false},       {3, -1, 1, -1, false, false, false},
+        {2, -1, 0, -1, true, false, false},        {3, -1, 1, -1, false, false, false},
     };
     for (const Case& c : cases) {
         const AmountStrength s = amount_strength(c.low, c.high);

@@ -99,11 +99,8 @@ public:
     }
 
     int panel_create(const TransformDescriptor&, void*, WindowBase** panel) override {
-        log.push_back("panel_create");
-        panel_ = new FakeWindow;
-        panel_->name = "panel";
-        windows.push_back(panel_);
-        *panel = panel_;
+        windows.push_back(new FakeWindow);
+        *panel = windows.back();
         return 0;
     }
     void panel_layout(WindowBase*, int type, int width, int) override {
@@ -113,7 +110,6 @@ public:
     void panel_destroy(WindowBase* panel) override {
         log.push_back("panel_destroy");
         forget(panel);
-        panel_ = nullptr;
     }
     void button_enable(TransformButton b, bool on) override { enabled[b] = on; }
     void button_check(TransformButton b, bool on) override { checked[b] = on; }
@@ -122,14 +118,13 @@ public:
     int window_create(WindowRecord* record, const PreviewPlan& plan, WindowBase*, bool for_apply,
                       WindowBase** window) override {
         if (create_fails) return create_fails;
-        auto* w = new FakeWindow;
-        w->name = "window";
-        w->visible = !for_apply;
-        w->position = plan.position;
-        window_record_bind(record, w);
-        windows.push_back(w);
+        windows.push_back(new FakeWindow);
+        windows.back()->name = "window";
+        windows.back()->visible = !for_apply;
+        windows.back()->position = plan.position;
+        window_record_bind(record, windows.back());
         ++created;
-        *window = w;
+        *window = windows.back();
         return 0;
     }
     void window_destroy(WindowBase* window) override {
@@ -156,10 +151,6 @@ public:
                         const void*, HistoryMode mode) override {
         history.push_back({result, mode});
     }
-    void link_add(WindowBase* owner, WindowBase* target, std::string_view name) override {
-        log.push_back("link_add " + std::string(name));
-        TransformHost::link_add(owner, target, name);
-    }
     void link_remove(WindowBase* owner, WindowBase* target) override {
         log.push_back("link_remove");
         TransformHost::link_remove(owner, target);
@@ -176,7 +167,6 @@ public:
                                               [](FakeWindow* w) { return w->name == "window"; }));
     }
 
-    FakeWindow* panel_ = nullptr;
     std::vector<FakeWindow*> windows;
     std::vector<std::string> log;
     std::map<TransformButton, bool> enabled;
@@ -195,10 +185,9 @@ public:
 private:
     void forget(WindowBase* w) {
         auto it = std::find(windows.begin(), windows.end(), w);
-        if (it != windows.end()) {
-            delete *it;
-            windows.erase(it);
-        }
+        ASSERT_NE(it, windows.end());
+        delete *it;
+        windows.erase(it);
     }
 };
 
@@ -583,64 +572,4 @@ TEST_F(DriverTest, AScrolledPreviewRecomputesOnlyTheStrip) {
     EXPECT_EQ(host_->redraws, redraws);  // no whole redraw for a strip
 }
 
-TEST(PreviewProfile, SettledFromTheInputOrTheWorkingProfile) {
-    using Bytes = std::vector<std::uint8_t>;
-    const Bytes working{1, 2, 3};
-    struct Case {
-        bool input;
-        int input_type, output_type;
-        Bytes input_profile, before, after;
-    };
-    const Case cases[] = {
-        {false, 0, image_type_colour8, {}, {}, working},                      // no input
-        {true, image_type_colour16, image_type_colour8, {9, 9}, {}, {9, 9}},  // the input's own
-        {true, image_type_colour16, image_type_colour8, {}, {7}, {7}},        // colour without
-        {true, image_type_gray16, image_type_colour8, {}, {7}, working},      // gray input
-        {false, 0, image_type_gray8, {}, {}, {}},                             // gray output
-    };
-    for (const Case& c : cases) {
-        WindowRecord input{}, preview{};
-        if (c.input) ASSERT_EQ(image_alloc(&input.image, c.input_type, 2, 2, 100.0), 0);
-        ASSERT_EQ(image_alloc(&preview.view_copy, c.output_type, 2, 2, 100.0), 0);
-        input.profile = c.input_profile;
-        preview.profile = c.before;
-        preview_settle_profile(c.input ? &input : nullptr, &preview, working);
-        EXPECT_EQ(preview.profile, c.after) << c.input_type << " " << c.output_type;
-        image_free(&input.image);
-        image_free(&preview.view_copy);
-    }
-}
-
 }  // namespace
-
-TEST(PreviewOneToOne, AReusedRecordCountsAsANewWindow) {
-    window_record_table_init();
-    int slot = -1;
-    WindowRecord* first = nullptr;
-    ASSERT_EQ(window_record_take(&slot, &first), 0);
-    ImageHolder output;
-    ComputeArgs args{};
-    args.window = first;
-    args.output = output.get();
-    args.zoom = -2;
-    args.width = 8;
-    args.height = 6;
-    PreviewSeen seen;
-    int code = -1;
-    EXPECT_TRUE(transform_preview_one_to_one(args, seen, image_type_gray8, code));
-    EXPECT_EQ(code, 0);
-    EXPECT_EQ(output->width, 8);
-    // The same window again: its computation goes ahead at whatever zoom it has.
-    EXPECT_FALSE(transform_preview_one_to_one(args, seen, image_type_gray8, code));
-
-    // Records are taken round the table; the same one comes back for a new window.
-    window_record_release(slot);
-    WindowRecord* again = nullptr;
-    for (int n = 0; n < window_record_count && again != first; ++n) {
-        ASSERT_EQ(window_record_take(&slot, &again), 0);
-        if (again != first) window_record_release(slot);
-    }
-    ASSERT_EQ(again, first);
-    EXPECT_TRUE(transform_preview_one_to_one(args, seen, image_type_gray8, code));
-    window_record_release(slot);
-}

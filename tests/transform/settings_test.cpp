@@ -321,11 +321,7 @@ TEST_F(NamesTest, DefaultSettingsFolderIsTheUsersDataFolder) {
     const QByteArray old = qgetenv("XDG_DATA_HOME");
     qputenv("XDG_DATA_HOME", QByteArray::fromStdString(path("data")));
     const std::string folder = settings_folder();
-    if (old.isNull()) {
-        qunsetenv("XDG_DATA_HOME");
-    } else {
-        qputenv("XDG_DATA_HOME", old);
-    }
+    old.isNull() ? qunsetenv("XDG_DATA_HOME") : qputenv("XDG_DATA_HOME", old);
     EXPECT_EQ(folder, path("data") + "/Halvern Works/Orvane");
     EXPECT_TRUE(std::filesystem::is_directory(folder));
 }
