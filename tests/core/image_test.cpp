@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstddef>
 #include <cstring>
 #include <numbers>
 #include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "core/errors.h"
@@ -26,28 +24,21 @@ public:
     }
     ~RecordingDisplay() override { progress_set_display(old_); }
 
-    void begin(const char* t, std::int64_t f, std::int64_t l, bool c) override {
+    void begin(const char* t, std::int64_t, std::int64_t l, bool c) override {
         ++begins;
         title = t;
-        first = f;
         last = l;
         can_cancel = c;
     }
     int step(std::int64_t value) override {
         steps.push_back(value);
-        const bool cancel =
-            cancel_at_step_ >= 0 && static_cast<int>(steps.size()) > cancel_at_step_;
-        return cancel ? 11 : 0;
+        return cancel_at_step_ >= 0 && static_cast<int>(steps.size()) > cancel_at_step_ ? 11 : 0;
     }
     void end() override { ++ends; }
     void wait_cursor(bool on) override { (on ? cursor_on : cursor_off)++; }
 
-    int begins = 0;
-    int ends = 0;
-    int cursor_on = 0;
-    int cursor_off = 0;
+    int begins = 0, ends = 0, cursor_on = 0, cursor_off = 0;
     std::string title;
-    std::int64_t first = -1;
     std::int64_t last = -1;
     bool can_cancel = false;
     std::vector<std::int64_t> steps;
@@ -83,6 +74,13 @@ int bit_of(const std::uint8_t* line, int x) {
     return (line[x / 8] >> (7 - x % 8)) & 1;
 }
 
+void expect_same_lines(const Image* a, const Image* b) {
+    ASSERT_EQ(a->type, b->type);
+    ASSERT_EQ(a->height, b->height);
+    for (int y = 0; y < a->height; ++y)
+        ASSERT_EQ(std::memcmp(a->rows[y], b->rows[y], a->row_bytes), 0) << "line " << y;
+}
+
 // --- Allocation --------------------------------------------------------------
 
 TEST(ImageAlloc, RowBytesFollowTheTypeTable) {
@@ -101,170 +99,83 @@ TEST(ImageAlloc, RowBytesFollowTheTypeTable) {
         EXPECT_EQ(image->row_bytes, c.row_bytes);
         EXPECT_EQ(image_line_bytes(image.get()), c.line_bytes);
         EXPECT_EQ(image_data_bytes(image.get()), 2 * c.line_bytes);
-        EXPECT_EQ(image->resolution, 72.0);
-        // Every line is writable over its whole padded width.
-        std::memset(image->rows[0], 1, image->row_bytes);
-        std::memset(image->rows[1], 2, image->row_bytes);
     }
 }
 
-TEST(ImageAlloc, LargestLineIsFourMebibytes) {
+TEST(ImageAlloc, LineLimitAndBlockLayout) {
     ImageHolder image;
     ASSERT_EQ(image_alloc(image.get(), 2, 4194304, 3, 100.0), 0);
-    EXPECT_EQ(image->row_bytes, 4194304);
-    EXPECT_EQ(image->rows_per_chunk, 1);
     EXPECT_EQ(image->chunk_count, 3);
-    for (int y = 0; y < 3; ++y) {
-        EXPECT_EQ(image->rows[y], image->chunks[y]);
-        image->rows[y][0] = 1;
-        image->rows[y][4194303] = 2;
-    }
-
     EXPECT_EQ(image_alloc(image.get(), 2, 4194305, 3, 100.0), err_too_wide);
-    EXPECT_EQ(image->type, 0);
     EXPECT_EQ(image->rows, nullptr);
-    EXPECT_EQ(image->chunks, nullptr);
+    EXPECT_EQ(image_alloc(image.get(), 9, 1048576, 1, 100.0), 0);
+    EXPECT_EQ(image_alloc(image.get(), 10, 524289, 1, 100.0), err_too_wide);
+    EXPECT_EQ(image_alloc(image.get(), 10, 2000000000, 1, 100.0), err_too_wide);
 
-    // Unpadded types reach the limit at exactly four bytes a pixel less.
-    ImageHolder four;
-    EXPECT_EQ(image_alloc(four.get(), 9, 1048576, 1, 100.0), 0);
-    EXPECT_EQ(image_alloc(four.get(), 10, 524289, 1, 100.0), err_too_wide);
-    // A width whose byte count would not fit 32 bits is refused the same way.
-    EXPECT_EQ(image_alloc(four.get(), 10, 2000000000, 1, 100.0), err_too_wide);
-}
-
-TEST(ImageAlloc, ChunkLayoutOfAMultiBlockImage) {
-    ImageHolder image;
     // 3000-byte lines: 1398 lines a block, three blocks, the last one partial.
     ASSERT_EQ(image_alloc(image.get(), 3, 1000, 3000, 100.0), 0);
-    ASSERT_EQ(image->row_bytes, 3000);
-    EXPECT_EQ(image->rows_per_chunk, 4194304 / 3000);
     EXPECT_EQ(image->chunk_count, 3);
-    for (int y = 0; y < image->height; ++y) {
-        const int block = y / 1398;
-        ASSERT_EQ(image->rows[y], image->chunks[block] + (y % 1398) * 3000) << y;
-    }
+    for (int y = 0; y < image->height; ++y)
+        ASSERT_EQ(image->rows[y], image->chunks[y / 1398] + (y % 1398) * 3000) << y;
     // Lines do not overlap: tag each one whole, then read every tag back.
     for (int y = 0; y < image->height; ++y)
         std::memset(image->rows[y], y % 251, 3000);
-    for (int y = 0; y < image->height; ++y) {
-        ASSERT_EQ(image->rows[y][0], y % 251);
-        ASSERT_EQ(image->rows[y][2999], y % 251);
-    }
+    for (int y = 0; y < image->height; ++y)
+        ASSERT_TRUE(image->rows[y][0] == y % 251 && image->rows[y][2999] == y % 251) << y;
 }
 
-TEST(ImageAlloc, SameShapeKeepsLinesAndChangesResolution) {
+TEST(ImageAlloc, SameShapeKeepsLinesAndSingleLineTypesShareOne) {
     ImageHolder image;
     ASSERT_EQ(image_alloc(image.get(), 6, 17, 9, 100.0), 0);
     fill_random(image.get(), 1);
-    std::vector<std::uint8_t> before;
-    for (int y = 0; y < 9; ++y)
-        before.insert(before.end(), image->rows[y], image->rows[y] + image->row_bytes);
-    std::uint8_t** rows = image->rows;
-
+    ImageHolder before;
+    ASSERT_EQ(image_copy_quiet(image.get(), before.get()), 0);
     ASSERT_EQ(image_alloc(image.get(), 6, 17, 9, 300.0), 0);
     EXPECT_EQ(image->resolution, 300.0);
-    EXPECT_EQ(image->rows, rows);
-    std::vector<std::uint8_t> after;
-    for (int y = 0; y < 9; ++y)
-        after.insert(after.end(), image->rows[y], image->rows[y] + image->row_bytes);
-    EXPECT_EQ(before, after);
+    expect_same_lines(before.get(), image.get());
 
-    // Another shape really reallocates.
-    ASSERT_EQ(image_alloc(image.get(), 6, 17, 10, 300.0), 0);
-    EXPECT_EQ(image->height, 10);
-}
-
-TEST(ImageAlloc, SingleLineTypesKeepTheHeightAsked) {
     ImageHolder histogram;
     ASSERT_EQ(image_alloc(histogram.get(), 5, 1, 20, 100.0), 0);
     EXPECT_EQ(histogram->height, 20);
-    EXPECT_EQ(histogram->row_bytes, 1028);
-    EXPECT_EQ(histogram->chunk_count, 1);
-    for (int y = 0; y < 20; ++y)
-        EXPECT_EQ(histogram->rows[y], histogram->rows[0]);
-
-    ImageHolder colour;
-    ASSERT_EQ(image_alloc(colour.get(), 4, 1, 5, 100.0), 0);
-    EXPECT_EQ(colour->height, 5);
-    EXPECT_EQ(colour->row_bytes, 4);
-    EXPECT_EQ(colour->chunk_count, 1);
-    EXPECT_EQ(colour->rows[4], colour->rows[0]);
-
+    EXPECT_EQ(histogram->rows[19], histogram->rows[0]);
     // Whole-image operations over `height` lines stay within the one line.
     ImageHolder copy;
     ASSERT_EQ(image_copy_quiet(histogram.get(), copy.get()), 0);
     image_shift_up(histogram.get(), 3);
-    image_shift_down(histogram.get(), 3);
 }
 
-TEST(ImageAlloc, FreeIsSafeTwiceAndOnAFreshRecord) {
-    Image image;
-    image_init(&image);
-    image_free(&image);
-    ASSERT_EQ(image_alloc_mosaic(&image, 8, 6, 4, 100), 0);
-    image.fill_colour_set = 1;
-    image_free(&image);
-    image_free(&image);
-    const Image zero{};
-    EXPECT_EQ(std::memcmp(&image, &zero, sizeof(Image)), 0);
-}
-
-TEST(ImageAlloc, AllocLikeCarriesFillColourButNotItsFlag) {
+TEST(ImageAlloc, FreeTwiceAndAllocLike) {
     ImageHolder source;
     ASSERT_EQ(image_alloc_mosaic(source.get(), 7, 5, 3, 100), 0);
     source->resolution = 240.5;
-    source->fill_colour[0] = 10;
     source->fill_colour[1] = 20;
-    source->fill_colour[2] = 30;
     source->fill_colour_set = 1;
     source->mosaic_info->flip = 5;
-    source->mosaic_info->pixel_aspect = 1.5f;
 
     ImageHolder dest;
     ASSERT_EQ(image_alloc_like(source.get(), dest.get()), 0);
-    EXPECT_EQ(dest->type, 7);
-    EXPECT_EQ(dest->width, 5);
-    EXPECT_EQ(dest->height, 3);
+    EXPECT_EQ((std::vector{dest->type, dest->width, dest->height}), (std::vector{7, 5, 3}));
     EXPECT_EQ(dest->resolution, 240.5);
-    EXPECT_EQ(dest->fill_colour[0], 10);
     EXPECT_EQ(dest->fill_colour[1], 20);
-    EXPECT_EQ(dest->fill_colour[2], 30);
     EXPECT_EQ(dest->fill_colour_set, 0);
-    ASSERT_NE(dest->mosaic_info, nullptr);
-    EXPECT_NE(dest->mosaic_info, source->mosaic_info);
+    ASSERT_NE(dest->mosaic_info, source->mosaic_info);
     EXPECT_EQ(std::memcmp(dest->mosaic_info, source->mosaic_info, sizeof(MosaicInfo)), 0);
-
-    // A destination of the same shape keeps its own flag.
-    ImageHolder flagged;
-    ASSERT_EQ(image_alloc(flagged.get(), 7, 5, 3, 100.0), 0);
-    flagged->fill_colour_set = 1;
-    source->fill_colour_set = 0;
-    ASSERT_EQ(image_alloc_like(source.get(), flagged.get()), 0);
-    EXPECT_EQ(flagged->fill_colour_set, 1);
-
     // A copy of an image without a block has none, even into a record that had one.
     ImageHolder plain;
     ASSERT_EQ(image_alloc(plain.get(), 7, 5, 3, 100.0), 0);
     ASSERT_EQ(image_alloc_like(plain.get(), dest.get()), 0);
     EXPECT_EQ(dest->mosaic_info, nullptr);
+
+    image_free(source.get());
+    image_free(source.get());
+    const Image zero{};
+    EXPECT_EQ(std::memcmp(source.get(), &zero, sizeof(Image)), 0);
 }
 
-// --- Copy and move -----------------------------------------------------------
+// --- Copy and conversions ------------------------------------------------------
 
-void expect_same_lines(const Image* a, const Image* b) {
-    ASSERT_EQ(a->type, b->type);
-    ASSERT_EQ(a->height, b->height);
-    ASSERT_EQ(a->row_bytes, b->row_bytes);
-    for (int y = 0; y < a->height; ++y) {
-        ASSERT_NE(a->rows[y], b->rows[y]);
-        ASSERT_EQ(std::memcmp(a->rows[y], b->rows[y], a->row_bytes), 0) << "line " << y;
-    }
-}
-
-TEST(ImageCopy, QuietCopyHasEveryLine) {
+TEST(ImageCopy, QuietAndWithProgressAndCancel) {
     for (const int type : {1, 2, 3, 6, 7, 8, 9, 10}) {
-        SCOPED_TRACE(type);
         ImageHolder source;
         ASSERT_EQ(image_alloc(source.get(), type, 13, 7, 150.0), 0);
         fill_random(source.get(), static_cast<unsigned>(type));
@@ -272,58 +183,35 @@ TEST(ImageCopy, QuietCopyHasEveryLine) {
         RecordingDisplay display;
         ASSERT_EQ(image_copy_quiet(source.get(), dest.get()), 0);
         expect_same_lines(source.get(), dest.get());
-        EXPECT_EQ(dest->resolution, 150.0);
-        EXPECT_EQ(display.begins + display.cursor_on, 0);
+        EXPECT_EQ(display.begins + display.cursor_on, 0) << type;
     }
-}
-
-TEST(ImageCopy, WithProgressShowsPanelFromThreshold) {
-    ImageHolder small;
-    ASSERT_EQ(image_alloc(small.get(), 2, 387, 387, 100.0), 0);  // 149769 pixels
-    fill_random(small.get(), 3);
-    {
-        RecordingDisplay display(0);  // would cancel, but a wait cursor cannot
+    // Under 150000 pixels a wait cursor, which cannot cancel; from there a panel.
+    struct Case {
+        int width, height, begins, cursor_on;
+    };
+    for (const Case c : {Case{387, 387, 0, 1}, Case{500, 300, 1, 0}}) {
+        ImageHolder source;
+        ASSERT_EQ(image_alloc(source.get(), 2, c.width, c.height, 100.0), 0);
+        fill_random(source.get(), 3);
+        RecordingDisplay display(c.begins ? -1 : 0);
         ImageHolder dest;
-        ASSERT_EQ(image_copy_with_progress(small.get(), dest.get()), 0);
-        expect_same_lines(small.get(), dest.get());
-        EXPECT_EQ(display.begins, 0);
-        EXPECT_EQ(display.cursor_on, 1);
-        EXPECT_EQ(display.cursor_off, 1);
+        ASSERT_EQ(image_copy_with_progress(source.get(), dest.get()), 0);
+        expect_same_lines(source.get(), dest.get());
+        EXPECT_EQ(display.begins, c.begins);
+        EXPECT_EQ(display.cursor_on, c.cursor_on);
+        EXPECT_EQ(display.last, c.begins ? c.height - 1 : -1);
     }
-
-    ImageHolder large;
-    ASSERT_EQ(image_alloc(large.get(), 2, 500, 300, 100.0), 0);  // 150000 pixels
-    fill_random(large.get(), 4);
-    RecordingDisplay display;
-    ImageHolder dest;
-    ASSERT_EQ(image_copy_with_progress(large.get(), dest.get()), 0);
-    expect_same_lines(large.get(), dest.get());
-    EXPECT_EQ(display.begins, 1);
-    EXPECT_EQ(display.ends, 1);
-    EXPECT_EQ(display.title, "Copy");
-    EXPECT_TRUE(display.can_cancel);
-    EXPECT_EQ(display.first, 0);
-    EXPECT_EQ(display.last, 299);
-    EXPECT_EQ(display.cursor_on, 0);
-}
-
-TEST(ImageCopy, CancelReleasesDestination) {
     ImageHolder source;
     ASSERT_EQ(image_alloc(source.get(), 3, 400, 400, 100.0), 0);
-    fill_random(source.get(), 5);
     RecordingDisplay display(10);
     ImageHolder dest;
     EXPECT_EQ(image_copy_with_progress(source.get(), dest.get()), err_aborted);
-    EXPECT_EQ(dest->type, 0);
     EXPECT_EQ(dest->rows, nullptr);
-    EXPECT_EQ(dest->chunks, nullptr);
     EXPECT_EQ(display.steps.size(), 11u);
     EXPECT_EQ(display.ends, 1);
 }
 
-// --- Classification and 16-to-8 conversions ----------------------------------
-
-TEST(ImageConvert, InPlaceGoesThroughTheTable) {
+TEST(ImageConvert, SixteenToEightThroughTheTable) {
     struct Case {
         int from, to, samples;
     };
@@ -336,78 +224,48 @@ TEST(ImageConvert, InPlaceGoesThroughTheTable) {
         ASSERT_EQ(image_copy_quiet(source.get(), image.get()), 0);
         ASSERT_EQ(image_to_8bit_in_place(image.get()), 0);
         ASSERT_EQ(image->type, c.to);
-        EXPECT_EQ(image->resolution, 250.0);
         for (int y = 0; y < 5; ++y)
             for (int i = 0; i < 11 * c.samples; ++i)
                 ASSERT_EQ(image->rows[y][i], to8[read16(source->rows[y], i)]);
     }
-    ImageHolder gray;
-    ASSERT_EQ(image_alloc(gray.get(), 2, 3, 3, 100.0), 0);
-    std::uint8_t** rows = gray->rows;
-    EXPECT_EQ(image_to_8bit_in_place(gray.get()), 0);
-    EXPECT_EQ(gray->type, 2);
-    EXPECT_EQ(gray->rows, rows);
-}
-
-TEST(ImageConvert, EightToSixteenAndBackIsLossless) {
     // Every 8-bit value, widened by to16, comes back through both converters.
-    ImageHolder colour;
+    ImageHolder colour, gray;
     ASSERT_EQ(image_alloc(colour.get(), 7, 256, 2, 100.0), 0);
-    ImageHolder gray;
     ASSERT_EQ(image_alloc(gray.get(), 6, 256, 2, 100.0), 0);
-    for (int y = 0; y < 2; ++y) {
+    for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 256; ++x) {
             for (int c = 0; c < 3; ++c)
                 write16(colour->rows[y], 3 * x + c, to16[(x + 85 * c) % 256]);
             write16(gray->rows[y], x, to16[x]);
         }
-    }
-    ImageHolder colour8;
+    ImageHolder colour8, gray8, wrong;
     ASSERT_EQ(image_to_colour8_from16(colour.get(), colour8.get(), false), 0);
-    ImageHolder gray8;
     ASSERT_EQ(image_to_gray8_from16(gray.get(), gray8.get(), false), 0);
-    ASSERT_EQ(colour8->type, 3);
-    ASSERT_EQ(gray8->type, 2);
-    for (int y = 0; y < 2; ++y) {
+    for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 256; ++x) {
             for (int c = 0; c < 3; ++c)
                 ASSERT_EQ(colour8->rows[y][3 * x + c], (x + 85 * c) % 256);
             ASSERT_EQ(gray8->rows[y][x], x);
         }
-    }
-    ImageHolder wrong;
     EXPECT_EQ(image_to_gray8_from16(colour.get(), wrong.get(), false), err_illegal_type);
     EXPECT_EQ(image_to_colour8_from16(gray.get(), wrong.get(), false), err_illegal_type);
 }
 
-TEST(ImageConvert, ProgressAndCancel) {
+TEST(ImageConvert, CancelLeavesTheWrittenLines) {
     ImageHolder source;
     ASSERT_EQ(image_alloc(source.get(), 6, 400, 400, 100.0), 0);
     fill_random(source.get(), 8);
-    {
-        RecordingDisplay display(3);
-        ImageHolder dest;
-        EXPECT_EQ(image_to_gray8_from16(source.get(), dest.get(), true), err_aborted);
-        EXPECT_EQ(display.title, "Convert to 8-bit");
-        EXPECT_TRUE(display.can_cancel);
-        EXPECT_EQ(display.last, 399);
-        EXPECT_EQ(display.ends, 1);
-        // Left allocated for the caller, with the lines before the cancel written.
-        EXPECT_EQ(dest->type, 2);
-        ASSERT_NE(dest->rows, nullptr);
-        for (int y = 0; y < 3; ++y)
-            for (int x = 0; x < 400; ++x)
-                ASSERT_EQ(dest->rows[y][x], to8[read16(source->rows[y], x)]);
-    }
-    {
-        RecordingDisplay display(0);
-        ImageHolder dest;
-        EXPECT_EQ(image_to_gray8_from16(source.get(), dest.get(), false), 0);
-        EXPECT_EQ(display.begins + display.cursor_on, 0);
-    }
+    RecordingDisplay display(3);
+    ImageHolder dest;
+    EXPECT_EQ(image_to_gray8_from16(source.get(), dest.get(), true), err_aborted);
+    EXPECT_EQ(display.ends, 1);
+    ASSERT_EQ(dest->type, 2);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 400; ++x)
+            ASSERT_EQ(dest->rows[y][x], to8[read16(source->rows[y], x)]);
 }
 
-// --- Crop, pixel addresses, bits ---------------------------------------------
+// --- Crop and shifts -------------------------------------------------------------
 
 TEST(ImageCrop, CornersInAnyOrderAndClamped) {
     struct Corners {
@@ -421,51 +279,31 @@ TEST(ImageCrop, CornersInAnyOrderAndClamped) {
         ImageHolder source;
         ASSERT_EQ(image_alloc(source.get(), type, 11, 8, 90.0), 0);
         fill_random(source.get(), static_cast<unsigned>(type));
-        const int bpp = type == 2 ? 1 : type == 3 ? 3 : type == 6 ? 2 : 6;
+        const int bpp = image_pixel_step(type);
         for (const Corners& c : corners) {
             SCOPED_TRACE(testing::Message() << "type " << type << " corner " << c.x1 << "," << c.y1
                                             << " " << c.x2 << "," << c.y2);
             ImageHolder dest;
             ASSERT_EQ(image_crop(source.get(), c.x1, c.y1, c.x2, c.y2, dest.get()), 0);
-            ASSERT_EQ(dest->type, type);
             ASSERT_EQ(dest->width, c.width);
             ASSERT_EQ(dest->height, c.height);
-            EXPECT_EQ(dest->resolution, 90.0);
             for (int y = 0; y < c.height; ++y)
                 for (int i = 0; i < c.width * bpp; ++i)
                     ASSERT_EQ(dest->rows[y][i], source->rows[c.bottom + y][c.left * bpp + i]);
         }
     }
-}
-
-TEST(ImageCrop, BinaryBitByBit) {
+    // Binary, bit by bit from an odd column.
     ImageHolder source;
     ASSERT_EQ(image_alloc(source.get(), 1, 21, 4, 100.0), 0);
     fill_random(source.get(), 9);
     ImageHolder dest;
     ASSERT_EQ(image_crop(source.get(), 17, 3, 3, 1, dest.get()), 0);
     ASSERT_EQ(dest->width, 15);
-    ASSERT_EQ(dest->height, 3);
     for (int y = 0; y < 3; ++y)
         for (int x = 0; x < 15; ++x)
             ASSERT_EQ(bit_of(dest->rows[y], x), bit_of(source->rows[1 + y], 3 + x))
                 << x << "," << y;
 }
-
-TEST(ImagePixel, BitsMostSignificantFirst) {
-    std::uint8_t line[3] = {0, 0xff, 0};
-    image_bit_set(line, 0);
-    image_bit_set(line, 7);
-    image_bit_clear(line, 9);
-    image_bit_set(line, 20);
-    EXPECT_EQ(line[0], 0x81);
-    EXPECT_EQ(line[1], 0xbf);
-    EXPECT_EQ(line[2], 0x08);
-    for (int x = 0; x < 24; ++x)
-        EXPECT_EQ(image_bit_get(line, x), bit_of(line, x) == 1) << x;
-}
-
-// --- Shifts --------------------------------------------------------------------
 
 // Pixel value of any of types 1, 2, 3 as a comparable number.
 long pixel_value(const Image* image, int x, int y) {
@@ -475,53 +313,40 @@ long pixel_value(const Image* image, int x, int y) {
     return line[3 * x] | (line[3 * x + 1] << 8) | (line[3 * x + 2] << 16);
 }
 
-TEST(ImageShift, LeftAndRightLeaveUncoveredPixels) {
+TEST(ImageShift, UncoveredPixelsAndLinesKeepTheirOldContents) {
+    const int w = 19;
     for (const int type : {1, 2, 3}) {
         ImageHolder original;
-        ASSERT_EQ(image_alloc(original.get(), type, 19, 3, 100.0), 0);
+        ASSERT_EQ(image_alloc(original.get(), type, w, 3, 100.0), 0);
         fill_random(original.get(), 10 + static_cast<unsigned>(type));
-        const int w = 19;
         for (const int n : {1, 3, 9}) {
             SCOPED_TRACE(testing::Message() << "type " << type << " n " << n);
-            ImageHolder left;
+            ImageHolder left, right;
             ASSERT_EQ(image_copy_quiet(original.get(), left.get()), 0);
-            ImageHolder right;
             ASSERT_EQ(image_copy_quiet(original.get(), right.get()), 0);
-            RecordingDisplay display;
             image_shift_left(left.get(), n);
             image_shift_right(right.get(), n);
-            EXPECT_EQ(display.cursor_on, 2);
-            EXPECT_EQ(display.cursor_off, 2);
-            for (int y = 0; y < 3; ++y) {
+            for (int y = 0; y < 3; ++y)
                 for (int x = 0; x < w; ++x) {
-                    const long want_left = pixel_value(original.get(), x < w - n ? x + n : x, y);
-                    const long want_right = pixel_value(original.get(), x >= n ? x - n : x, y);
-                    ASSERT_EQ(pixel_value(left.get(), x, y), want_left) << x << "," << y;
-                    ASSERT_EQ(pixel_value(right.get(), x, y), want_right) << x << "," << y;
+                    ASSERT_EQ(pixel_value(left.get(), x, y),
+                              pixel_value(original.get(), x < w - n ? x + n : x, y));
+                    ASSERT_EQ(pixel_value(right.get(), x, y),
+                              pixel_value(original.get(), x >= n ? x - n : x, y));
                 }
-            }
         }
     }
-}
-
-TEST(ImageShift, UpAndDownByLines) {
-    ImageHolder original;
-    ASSERT_EQ(image_alloc(original.get(), 7, 5, 10, 100.0), 0);
+    const int h = 10, n = 3;
+    ImageHolder original, up, down;
+    ASSERT_EQ(image_alloc(original.get(), 7, 5, h, 100.0), 0);
     fill_random(original.get(), 22);
-    const int h = 10;
-    const int n = 3;
-    ImageHolder up;
     ASSERT_EQ(image_copy_quiet(original.get(), up.get()), 0);
-    ImageHolder down;
     ASSERT_EQ(image_copy_quiet(original.get(), down.get()), 0);
     image_shift_up(up.get(), n);
     image_shift_down(down.get(), n);
-    const int bytes = original->row_bytes;
     for (int y = 0; y < h; ++y) {
-        const int from_up = y >= n ? y - n : y;
-        const int from_down = y < h - n ? y + n : y;
-        EXPECT_EQ(std::memcmp(up->rows[y], original->rows[from_up], bytes), 0) << y;
-        EXPECT_EQ(std::memcmp(down->rows[y], original->rows[from_down], bytes), 0) << y;
+        const int bytes = original->row_bytes;
+        EXPECT_EQ(std::memcmp(up->rows[y], original->rows[y >= n ? y - n : y], bytes), 0) << y;
+        EXPECT_EQ(std::memcmp(down->rows[y], original->rows[y < h - n ? y + n : y], bytes), 0) << y;
     }
 }
 
@@ -533,12 +358,11 @@ protected:
     void SetUp() override {
         ASSERT_EQ(image_alloc(gray8.get(), 2, w, h, 100.0), 0);
         ASSERT_EQ(image_alloc(gray16.get(), 6, w, h, 100.0), 0);
-        for (int y = 0; y < h; ++y) {
+        for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) {
                 gray8->rows[y][x] = static_cast<std::uint8_t>((x * 37 + y * 71 + 11) % 256);
                 write16(gray16->rows[y], x, (x * 9001 + y * 17003 + 123) % 65536);
             }
-        }
     }
     int p8(int x, int y) const { return gray8->rows[y][x]; }
     int p16(int x, int y) const { return read16(gray16->rows[y], x); }
@@ -559,12 +383,9 @@ TEST_F(GraySampling, InsideIsBilinear) {
     std::uniform_real_distribution<double> ux(0.0, w - 1.0);
     std::uniform_real_distribution<double> uy(0.0, h - 1.0);
     for (int k = 0; k < 500; ++k) {
-        const double x = ux(rng);
-        const double y = uy(rng);
-        const int ix = static_cast<int>(std::floor(x));
-        const int iy = static_cast<int>(std::floor(y));
-        const int fx = fraction(x);
-        const int fy = fraction(y);
+        const double x = ux(rng), y = uy(rng);
+        const int ix = static_cast<int>(std::floor(x)), iy = static_cast<int>(std::floor(y));
+        const int fx = fraction(x), fy = fraction(y);
         const int want8 = lerp8(lerp8(p8(ix, iy), p8(ix + 1, iy), fx),
                                 lerp8(p8(ix, iy + 1), p8(ix + 1, iy + 1), fx), fy);
         const int want16 = lerp16(lerp16(p16(ix, iy), p16(ix + 1, iy), fx),
@@ -612,9 +433,8 @@ TEST_F(GraySampling, EdgesRingAndFringe) {
 }
 
 TEST(ImageSample, ColourBinaryAndTheDispatcher) {
-    ImageHolder colour8;
+    ImageHolder colour8, colour16;
     ASSERT_EQ(image_alloc(colour8.get(), 3, 2, 2, 100.0), 0);
-    ImageHolder colour16;
     ASSERT_EQ(image_alloc(colour16.get(), 7, 2, 2, 100.0), 0);
     for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 2; ++x)
@@ -658,8 +478,6 @@ TEST(ImageSample, ColourBinaryAndTheDispatcher) {
     EXPECT_EQ(g, to8[lum]);
     image_sample_rgb(binary.get(), 9, 1, &r, &g, &b, 200, 100, 50);
     EXPECT_EQ(r, lum);
-    image_sample_rgb(colour8.get(), 1, 1, &r, &g, &b, 200, 100, 50);
-    EXPECT_EQ(r, 187);
     ImageHolder mosaic;
     ASSERT_EQ(image_alloc(mosaic.get(), 8, 3, 3, 100.0), 0);
     r = g = b = -7;
@@ -679,18 +497,7 @@ TEST(ImageArea, SumOfValuesOver255) {
             want += mask->rows[y][x] / 255.0;
     RecordingDisplay display(0);  // a cancel has no effect
     EXPECT_NEAR(image_mask_area(mask.get()), want, 1e-6);
-    EXPECT_EQ(display.title, "Area");
     EXPECT_FALSE(display.can_cancel);
-    EXPECT_EQ(display.steps.size(), 300u);
-
-    ImageHolder small;
-    ASSERT_EQ(image_alloc(small.get(), 2, 3, 2, 100.0), 0);
-    fill(small.get(), 255);
-    RecordingDisplay small_display;
-    EXPECT_DOUBLE_EQ(image_mask_area(small.get()), 6.0);
-    EXPECT_EQ(small_display.begins, 0);
-    EXPECT_EQ(small_display.cursor_on, 1);
-
     ImageHolder colour;
     ASSERT_EQ(image_alloc(colour.get(), 3, 3, 2, 100.0), 0);
     fill(colour.get(), 255);
@@ -706,124 +513,75 @@ TEST(ImageDim, HalfPlus127) {
                 source->rows[y][i] = static_cast<std::uint8_t>((i * 7 + y) % 256);
         ImageHolder dest;
         ASSERT_EQ(image_dimmed_copy(source.get(), dest.get()), 0);
-        EXPECT_EQ(dest->resolution, 120.0);
-        for (int y = 0; y < 2; ++y) {
-            for (int i = 0; i < image_line_bytes(source.get()); ++i) {
-                const int v = source->rows[y][i];
-                ASSERT_EQ(dest->rows[y][i], (v >> 1) + 127);
-            }
-        }
+        for (int y = 0; y < 2; ++y)
+            for (int i = 0; i < image_line_bytes(source.get()); ++i)
+                ASSERT_EQ(dest->rows[y][i], (source->rows[y][i] >> 1) + 127);
     }
-    ImageHolder sixteen;
-    ASSERT_EQ(image_alloc(sixteen.get(), 6, 4, 4, 100.0), 0);
-    ImageHolder dest;
-    EXPECT_EQ(image_dimmed_copy(sixteen.get(), dest.get()), 0);
-    EXPECT_EQ(dest->type, 6);
-    EXPECT_NE(dest->rows, nullptr);
 }
 
 // The disc's expected value at one pixel, worked out separately: full colour
 // well inside, the old value well outside, the 25-point coverage on the edge.
 int disc_expected(int px, int py, double cx, double cy, double r, int colour, int old) {
-    const double dx = px - cx;
-    const double dy = py - cy;
-    const double d = std::sqrt(dx * dx + dy * dy) - r;
+    const double d = std::hypot(px - cx, py - cy) - r;
     if (d < -1.414214) return colour;
     if (d > 1.414214) return old;
     int n = 0;
-    for (double sy = py - 0.5; sy <= py + 0.5 + 1e-9; sy += 0.25) {
-        for (double sx = px - 0.5; sx <= px + 0.5 + 1e-9; sx += 0.25) {
-            const double ex = sx - cx;
-            const double ey = sy - cy;
-            if (std::sqrt(ex * ex + ey * ey) <= r) ++n;
-        }
-    }
+    for (double sy = py - 0.5; sy <= py + 0.5 + 1e-9; sy += 0.25)
+        for (double sx = px - 0.5; sx <= px + 0.5 + 1e-9; sx += 0.25)
+            n += std::hypot(sx - cx, sy - cy) <= r;
     return (n * colour + (25 - n) * old) / 25;
 }
 
-TEST(ImageDisc, GrayCoverageMatchesSubPointCount) {
+TEST(ImageDisc, CoverageMatchesSubPointCount) {
     ImageHolder image;
     ASSERT_EQ(image_alloc(image.get(), 2, 60, 50, 100.0), 0);
     fill(image.get(), 7);
-    const double cx = 30.3;
-    const double cy = 20.7;
-    const double r = 10.6;
+    const double cx = 30.3, cy = 20.7, r = 10.6;
     const std::uint8_t colour[3] = {10, 200, 30};  // gray takes the greatest
     image_draw_disc(image.get(), cx, cy, r, colour);
-    EXPECT_EQ(image->rows[21][30], 200);
-    EXPECT_EQ(image->rows[45][55], 7);
     int edge_pixels = 0;
-    for (int y = 0; y < 50; ++y) {
+    for (int y = 0; y < 50; ++y)
         for (int x = 0; x < 60; ++x) {
             const int want = disc_expected(x, y, cx, cy, r, 200, 7);
             ASSERT_EQ(image->rows[y][x], want) << x << "," << y;
-            if (want != 200 && want != 7) ++edge_pixels;
+            edge_pixels += want != 200 && want != 7;
         }
-    }
     EXPECT_GT(edge_pixels, 40);
-}
 
-TEST(ImageDisc, ColourAndSixteenBitTargets) {
-    const std::uint8_t colour[3] = {250, 100, 20};
-    ImageHolder colour8;
+    const std::uint8_t orange[3] = {250, 100, 20};
+    ImageHolder colour8, colour16;
     ASSERT_EQ(image_alloc(colour8.get(), 3, 20, 20, 100.0), 0);
-    fill(colour8.get(), 0);
-    image_draw_disc(colour8.get(), 10, 10, 5, colour);
-    EXPECT_EQ(colour8->rows[10][30], 20);
-    EXPECT_EQ(colour8->rows[10][31], 100);
-    EXPECT_EQ(colour8->rows[10][32], 250);
-    EXPECT_EQ(colour8->rows[10][15 * 3 + 2], disc_expected(15, 10, 10, 10, 5, 250, 0));
-    EXPECT_EQ(colour8->rows[10][15 * 3 + 0], disc_expected(15, 10, 10, 10, 5, 20, 0));
-
-    ImageHolder colour16;
     ASSERT_EQ(image_alloc(colour16.get(), 7, 20, 20, 100.0), 0);
+    fill(colour8.get(), 0);
     fill(colour16.get(), 0);
-    image_draw_disc(colour16.get(), 10, 10, 5, colour);
-    EXPECT_EQ(read16(colour16->rows[9], 3 * 11 + 0), to16[20]);
-    EXPECT_EQ(read16(colour16->rows[9], 3 * 11 + 2), to16[250]);
-    EXPECT_EQ(read16(colour16->rows[10], 3 * 15 + 2),
-              disc_expected(15, 10, 10, 10, 5, to16[250], 0));
-    EXPECT_EQ(read16(colour16->rows[0], 0), 0);
-
-    ImageHolder gray16;
-    ASSERT_EQ(image_alloc(gray16.get(), 6, 20, 20, 100.0), 0);
-    fill(gray16.get(), 0x11);
-    image_draw_disc(gray16.get(), 10, 10, 5, colour);
-    EXPECT_EQ(read16(gray16->rows[10], 10), to16[250]);
-    for (int y = 0; y < 20; ++y)
-        for (int x = 0; x < 20; ++x)
-            ASSERT_EQ(read16(gray16->rows[y], x),
-                      disc_expected(x, y, 10, 10, 5, to16[250], 0x1111));
+    image_draw_disc(colour8.get(), 10, 10, 5, orange);
+    image_draw_disc(colour16.get(), 10, 10, 5, orange);
+    for (int x = 0; x < 20; ++x)
+        for (int c = 0; c < 3; ++c) {
+            const int v = orange[2 - c];  // blue, green, red in memory
+            ASSERT_EQ(colour8->rows[10][3 * x + c], disc_expected(x, 10, 10, 10, 5, v, 0));
+            ASSERT_EQ(read16(colour16->rows[9], 3 * x + c),
+                      disc_expected(x, 9, 10, 10, 5, to16[v], 0));
+        }
 }
 
-TEST(ImageDisc, AreaOfALargeDisc) {
+TEST(ImageDisc, AreaOfALargeDiscAndMisses) {
     ImageHolder image;
     ASSERT_EQ(image_alloc(image.get(), 2, 300, 300, 100.0), 0);
     fill(image.get(), 0);
     const std::uint8_t white[3] = {255, 255, 255};
     const double r = 100;
     image_draw_disc(image.get(), 150.5, 149.25, r, white);
-    const double area = image_mask_area(image.get());
-    EXPECT_NEAR(area, std::numbers::pi * r * r, 0.002 * std::numbers::pi * r * r);
-}
+    EXPECT_NEAR(image_mask_area(image.get()), std::numbers::pi * r * r,
+                0.002 * std::numbers::pi * r * r);
 
-TEST(ImageDisc, MissesAndRefusedTypesDrawNothing) {
-    const std::uint8_t white[3] = {255, 255, 255};
-    ImageHolder image;
-    ASSERT_EQ(image_alloc(image.get(), 2, 10, 10, 100.0), 0);
     fill(image.get(), 3);
-    image_draw_disc(image.get(), -100, 5, 20, white);
+    image_draw_disc(image.get(), -200, 5, 20, white);
     image_draw_disc(image.get(), 5, 1e12, 20, white);
     image_draw_disc(image.get(), std::nan(""), 5, 20, white);
-    for (int y = 0; y < 10; ++y)
-        for (int x = 0; x < 10; ++x)
+    for (int y = 0; y < 300; ++y)
+        for (int x = 0; x < 300; ++x)
             ASSERT_EQ(image->rows[y][x], 3);
-
-    ImageHolder binary;
-    ASSERT_EQ(image_alloc(binary.get(), 1, 10, 10, 100.0), 0);
-    fill(binary.get(), 0);
-    image_draw_disc(binary.get(), 5, 5, 3, white);
-    EXPECT_EQ(binary->rows[5][0], 0);
 }
 
 }  // namespace

@@ -108,18 +108,6 @@ INSTANTIATE_TEST_SUITE_P(AllTypes, LineSourceTypes,
                          ::testing::Values(image_type_binary, image_type_gray8, image_type_colour8,
                                            image_type_gray16, image_type_colour16));
 
-TEST(LineSource, NeverOpenedClosesQuietly) {
-    LineSource source;
-    line_source_init(&source);
-    line_source_close(&source);
-    NeighbourSource neighbours;
-    neighbour_source_init(&neighbours);
-    neighbour_source_close(&neighbours);
-    LineSink sink;
-    line_sink_init(&sink);
-    line_sink_close(&sink);
-}
-
 class NeighbourSourceTypes : public ::testing::TestWithParam<int> {};
 
 // Every mode must deliver the same neighbourhood values as direct clamped reads.
@@ -248,24 +236,24 @@ TEST(LineSink, ReplicationIsCutAtTheSpanAndAtTheLastLine) {
 }
 
 TEST(AmountRule, StrengthsAndTheirMeaning) {
-    AmountStrength none = amount_strength(0, -1);
-    EXPECT_TRUE(none.none());
-    EXPECT_FALSE(none.full());
-    EXPECT_TRUE(amount_strength(0, 0).none());
-    EXPECT_FALSE(amount_strength(0, 1024).none());  // a mask with differing ends acts
-
-    AmountStrength full = amount_strength(1024, -1);
-    EXPECT_EQ(full.a, 255);
-    EXPECT_TRUE(full.full());
-    EXPECT_FALSE(full.masked());
-
-    AmountStrength masked = amount_strength(1024, 512);
-    EXPECT_EQ(masked.a, 255);
-    EXPECT_EQ(masked.b, 128);  // (512 * 255 + 512) / 1024
-    EXPECT_TRUE(masked.masked());
-    EXPECT_FALSE(masked.full());
-    EXPECT_EQ(amount_strength(2, -1).a, 0);  // rounds to the nearest of 0..255
-    EXPECT_EQ(amount_strength(3, -1).a, 1);
+    struct Case {
+        int low, high, a, b;
+        bool none, full, masked;
+    };
+    const Case cases[] = {
+        {0, -1, 0, -1, true, false, false},        {0, 0, 0, 0, true, false, true},
+        {0, 1024, 0, 255, false, false, true},     {1024, -1, 255, -1, false, true, false},
+        {1024, 512, 255, 128, false, false, true},  // (512 * 255 + 512) / 1024
+        {2, -1, 0, -1, true, false, false},        {3, -1, 1, -1, false, false, false},
+    };
+    for (const Case& c : cases) {
+        const AmountStrength s = amount_strength(c.low, c.high);
+        EXPECT_EQ(s.a, c.a) << c.low << " " << c.high;
+        EXPECT_EQ(s.b, c.b) << c.low << " " << c.high;
+        EXPECT_EQ((std::vector{s.none(), s.full(), s.masked()}),
+                  (std::vector{c.none, c.full, c.masked}))
+            << c.low << " " << c.high;
+    }
 }
 
 TEST(AmountRule, BlendFollowsTheMaskBetweenItsEnds) {

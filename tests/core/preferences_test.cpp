@@ -3,12 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <QDir>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -43,10 +40,25 @@ protected:
         return QSettings(QString::fromStdString(path("store.ini")), QSettings::IniFormat);
     }
     std::string raw(std::string_view group, std::string_view key) const {
-        QSettings s(QString::fromStdString(path("store.ini")), QSettings::IniFormat);
-        return s.value(QString::fromStdString(std::string(group) + "/" + std::string(key)))
-            .toString()
-            .toStdString();
+        const std::string name = std::string(group) + "/" + std::string(key);
+        return store().value(QString::fromStdString(name)).toString().toStdString();
+    }
+    // Loads or saves through the store file of this test.
+    void load_preferences() {
+        QSettings s = store();
+        preferences_load(s);
+    }
+    void save_preferences() {
+        QSettings s = store();
+        preferences_save(s);
+    }
+    void load_state() {
+        QSettings s = store();
+        state_load(s);
+    }
+    void save_state() {
+        QSettings s = store();
+        state_save(s);
     }
 
     QTemporaryDir dir_;
@@ -54,60 +66,10 @@ protected:
     State saved_state_;
 };
 
-void load_preferences(const std::string& ini) {
-    QSettings s(QString::fromStdString(ini), QSettings::IniFormat);
-    preferences_load(s);
-}
-
-void save_preferences(const std::string& ini) {
-    QSettings s(QString::fromStdString(ini), QSettings::IniFormat);
-    preferences_save(s);
-}
-
-void load_state(const std::string& ini) {
-    QSettings s(QString::fromStdString(ini), QSettings::IniFormat);
-    state_load(s);
-}
-
-void save_state(const std::string& ini) {
-    QSettings s(QString::fromStdString(ini), QSettings::IniFormat);
-    state_save(s);
-}
-
 // ---------------------------------------------------------------------------
 // Preferences
 
 using PreferencesTest = StoreTest;
-
-TEST_F(PreferencesTest, DefaultsOnAnEmptyStore) {
-    preferences().nfilemenu = 3;
-    preferences().stickysettings = false;
-    load_preferences(path("store.ini"));
-    const Preferences& p = preferences();
-    EXPECT_EQ(p.confirm, 1);
-    EXPECT_EQ(p.workspace, (Rgb8{64, 64, 64}));
-    EXPECT_EQ(p.border_width, 16);
-    EXPECT_EQ(p.border, (Rgb8{255, 255, 255}));
-    EXPECT_EQ(p.startupdirectory, "");
-    EXPECT_EQ(p.tempdirectory, "");
-    EXPECT_EQ(p.browserootdirectory,
-              QStandardPaths::writableLocation(QStandardPaths::PicturesLocation).toStdString());
-    EXPECT_EQ(p.defaultres, 200.0);
-    EXPECT_EQ(p.defaultunits, 0);
-    EXPECT_FALSE(p.displayfullpathname);
-    EXPECT_EQ(p.undo, 2);
-    EXPECT_EQ(p.nfilemenu, 9);
-    EXPECT_EQ(p.defaultfileopentype, 1);
-    EXPECT_EQ(p.defaultfilesavetype, 1);
-    EXPECT_TRUE(p.honorfilesavetype);
-    EXPECT_TRUE(p.defaultpreview);
-    EXPECT_TRUE(p.smoothzoomflag);
-    EXPECT_FALSE(p.showruler);
-    EXPECT_EQ(p.resampling_method, 2);
-    EXPECT_EQ(p.maxpreviewsize, 0);
-    EXPECT_EQ(p.previewlocation, 0);
-    EXPECT_TRUE(p.stickysettings);
-}
 
 TEST_F(PreferencesTest, ReadsValuesAsAnotherProgramWroteThem) {
     write_ini(
@@ -122,7 +84,7 @@ TEST_F(PreferencesTest, ReadsValuesAsAnotherProgramWroteThem) {
         "displayfullpathname=1\n"
         "previewlocation=3\n"
         "stickysettings=0\n");
-    load_preferences(path("store.ini"));
+    load_preferences();
     const Preferences& p = preferences();
     EXPECT_EQ(p.confirm, 2);
     EXPECT_EQ(p.undo, 1);
@@ -150,50 +112,19 @@ TEST_F(PreferencesTest, MalformedValuesLeaveDefaults) {
         "resampling_method=1, 2\n"
         "showruler=\n"
         "maxpreviewsize=2\n");
-    load_preferences(path("store.ini"));
-    const Preferences& p = preferences();
-    EXPECT_EQ(p.confirm, 1);
-    EXPECT_EQ(p.undo, 2);
-    EXPECT_EQ(p.workspace, (Rgb8{64, 64, 64}));
-    EXPECT_EQ(p.border_width, 16);
-    EXPECT_EQ(p.border, (Rgb8{255, 255, 255}));
-    EXPECT_EQ(p.defaultres, 200.0);
-    EXPECT_EQ(p.nfilemenu, 9);
-    EXPECT_EQ(p.defaultunits, 0);
-    EXPECT_EQ(p.resampling_method, 2);  // a list, not a text
-    EXPECT_FALSE(p.showruler);
-    EXPECT_EQ(p.maxpreviewsize, 2);  // the good key next to them still counts
-}
+    load_preferences();
+    Preferences want = preferences_defaults();
+    want.maxpreviewsize = 2;  // the good key next to them still counts
+    EXPECT_EQ(preferences(), want);
 
-TEST_F(PreferencesTest, NegativeRecentFileCountActsAsZero) {
-    write_ini("[Preferences]\nnfilemenu=-4\n");
-    load_preferences(path("store.ini"));
+    write_ini("[Preferences]\nnfilemenu=-4\n");  // a negative count acts as 0
+    load_preferences();
     EXPECT_EQ(preferences().nfilemenu, 0);
-}
-
-TEST_F(PreferencesTest, StickySettingsIgnoredInTheBackground) {
-    write_ini("[Preferences]\nstickysettings=1\n");
-    preferences_set_background(true);
-    load_preferences(path("store.ini"));
-    EXPECT_FALSE(preferences().stickysettings);
-    std::filesystem::remove(path("store.ini"));
-    load_preferences(path("store.ini"));
-    EXPECT_FALSE(preferences().stickysettings);
-    preferences_set_background(false);
-    load_preferences(path("store.ini"));
-    EXPECT_TRUE(preferences().stickysettings);
-}
-
-TEST_F(PreferencesTest, TheBackgroundProcessWritesNothing) {
-    preferences_set_background(true);
-    save_preferences(path("store.ini"));
-    save_state(path("store.ini"));
-    EXPECT_FALSE(std::filesystem::exists(path("store.ini")));
 }
 
 TEST_F(PreferencesTest, SaveWritesEveryPreference) {
     preferences() = preferences_defaults();
-    save_preferences(path("store.ini"));
+    save_preferences();
     QSettings s = store();
     s.beginGroup("Preferences");
     QStringList keys = s.childKeys();
@@ -216,12 +147,10 @@ TEST_F(PreferencesTest, SaveWritesEveryPreference) {
     EXPECT_EQ(raw("Preferences", "stickysettings"), "1");
 }
 
-TEST_F(PreferencesTest, RoundTrip) {
+TEST_F(PreferencesTest, RoundTripAndEveryColourIntegerSurvivesTheFloatForm) {
     Preferences p = preferences_defaults();
     p.confirm = confirm_no;
-    p.workspace = {1, 2, 3};
     p.border_width = 0;
-    p.border = {250, 128, 0};
     p.startupdirectory = "/home/me/Start Here";
     p.tempdirectory = "/var/tmp/o v";
     p.browserootdirectory = "/srv/photos, 2024";
@@ -230,59 +159,34 @@ TEST_F(PreferencesTest, RoundTrip) {
     p.nfilemenu = 4;
     p.showruler = true;
     p.stickysettings = false;
-    preferences() = p;
-    save_preferences(path("store.ini"));
-    preferences() = Preferences{};
-    load_preferences(path("store.ini"));
-    EXPECT_EQ(preferences(), p);
-}
-
-TEST_F(PreferencesTest, EveryColourIntegerSurvivesTheFloatForm) {
     for (int i = 0; i < 256; ++i) {
-        Preferences p = preferences_defaults();
         p.workspace = {i, 255 - i, (i * 97) % 256};
         p.border = {(i * 31) % 256, i, 255 - i};
         preferences() = p;
-        save_preferences(path("store.ini"));
+        save_preferences();
         preferences() = Preferences{};
-        load_preferences(path("store.ini"));
-        ASSERT_EQ(preferences().workspace, p.workspace) << i;
-        ASSERT_EQ(preferences().border, p.border) << i;
+        load_preferences();
+        ASSERT_EQ(preferences(), p) << i;
     }
 }
 
 TEST(Colour, UnitConversionRoundsAndHoldsRange) {
-    EXPECT_EQ(colour_from_unit(0.5), 128);
-    EXPECT_EQ(colour_from_unit(126.5 / 255.0), 127);
-    EXPECT_EQ(colour_from_unit(-0.2), 0);
-    EXPECT_EQ(colour_from_unit(1.7), 255);
-    EXPECT_EQ(colour_from_unit(std::numeric_limits<double>::quiet_NaN()), 0);
-    EXPECT_EQ(colour_from_unit(std::numeric_limits<double>::infinity()), 255);
+    const std::pair<double, int> cases[] = {
+        {0.5, 128},
+        {126.5 / 255.0, 127},
+        {-0.2, 0},
+        {1.7, 255},
+        {std::numeric_limits<double>::quiet_NaN(), 0},
+        {std::numeric_limits<double>::infinity(), 255},
+    };
+    for (const auto& [unit, want] : cases)
+        EXPECT_EQ(colour_from_unit(unit), want) << unit;
 }
 
 // ---------------------------------------------------------------------------
 // State
 
 using StateTest = StoreTest;
-
-TEST_F(StateTest, DefaultsOnAnEmptyStore) {
-    saved_state().printdpi = 1;
-    load_state(path("store.ini"));
-    const State& s = saved_state();
-    EXPECT_EQ(s.version, 0);
-    EXPECT_TRUE(s.openfile.empty());
-    EXPECT_TRUE(s.browsefolder.empty());
-    EXPECT_TRUE(s.workflow.empty());
-    EXPECT_EQ(std::vector<int>(s.album, s.album + 5), (std::vector<int>{5, 2337, 2312, 2330, 0}));
-    EXPECT_EQ(s.album_paper_width, 8.5);
-    EXPECT_EQ(s.album_paper_height, 11.0);
-    EXPECT_EQ(std::vector<int>(s.jpegquality, s.jpegquality + 3), (std::vector<int>{97, 0, 0}));
-    EXPECT_EQ(std::vector<int>(s.fpxquality, s.fpxquality + 2), (std::vector<int>{97, 0}));
-    EXPECT_EQ(s.printdpi, 300);
-    EXPECT_EQ(s.blinkrate, 7);
-    EXPECT_EQ(s.cropcustom[0], 1.0);
-    EXPECT_EQ(s.cropcustom[1], 1.0);
-}
 
 TEST_F(StateTest, RoundTripAndValueForms) {
     State s;
@@ -305,7 +209,7 @@ TEST_F(StateTest, RoundTripAndValueForms) {
     s.comments_copyright = "(c) Me, 2024";
     s.numwflservers = 2;
     saved_state() = s;
-    save_state(path("store.ini"));
+    save_state();
 
     EXPECT_EQ(raw("State", "version"), "6010");
     EXPECT_EQ(raw("State", "openfile0"), "\"/p/one two.tif\"");
@@ -316,7 +220,7 @@ TEST_F(StateTest, RoundTripAndValueForms) {
     EXPECT_EQ(raw("State", "xformtoolbar"), "1 5 9 12");
 
     saved_state() = State{};
-    load_state(path("store.ini"));
+    load_state();
     State expected = s;
     expected.version = state_version_current;
     expected.cropcustom[1] = 0.6667;  // four decimals in the store
@@ -325,14 +229,13 @@ TEST_F(StateTest, RoundTripAndValueForms) {
 
 TEST_F(StateTest, RecentFilesAreNumberedAndStaleKeysGo) {
     saved_state().openfile = {"/1", "/2", "/3", "/4", "/5"};
-    save_state(path("store.ini"));
+    save_state();
     saved_state().openfile = {"/6", "/7"};
-    save_state(path("store.ini"));
+    save_state();
     QSettings s = store();
-    s.beginGroup("State");
-    EXPECT_TRUE(s.contains("openfile1"));
-    EXPECT_FALSE(s.contains("openfile2"));
-    EXPECT_FALSE(s.contains("openfile4"));
+    EXPECT_TRUE(s.contains("State/openfile1"));
+    EXPECT_FALSE(s.contains("State/openfile2"));
+    EXPECT_FALSE(s.contains("State/openfile4"));
 }
 
 TEST_F(StateTest, RecentFilesAreCutToTheMenuLength) {
@@ -343,10 +246,10 @@ TEST_F(StateTest, RecentFilesAreCutToTheMenuLength) {
         "openfile2=\"\\\"/c\\\"\"\n"
         "openfile4=\"\\\"/after a gap\\\"\"\n");
     preferences().nfilemenu = 9;
-    load_state(path("store.ini"));
+    load_state();
     EXPECT_EQ(saved_state().openfile, (Strings{"/a", "/b", "/c"}));
     preferences().nfilemenu = 2;
-    load_state(path("store.ini"));
+    load_state();
     EXPECT_EQ(saved_state().openfile, (Strings{"/a", "/b"}));
 }
 

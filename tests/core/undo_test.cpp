@@ -87,7 +87,7 @@ TEST_F(Undo, StepsComeBackNewestFirstAcrossWindowsAndTypes) {
     const int rects[3][4] = {{3, 2, 17, 11}, {29, 19, 5, 7}, {-4, 14, 9, 40}};
     for (int step = 0; step < 3; ++step) {
         undo_begin_step();
-        for (int w : {step % 3, (step + 1) % 3}) {
+        for (int w : {step % 3, (step + 1) % 3})
             for (int k = 0; k < 2; ++k) {
                 const int* r = rects[(step + k) % 3];
                 ASSERT_EQ(undo_store(windows[w], r[0], r[1], r[2], r[3]), 0);
@@ -96,7 +96,6 @@ TEST_F(Undo, StepsComeBackNewestFirstAcrossWindowsAndTypes) {
                 const auto cy = [&](int v) { return std::clamp(v, 0, p->height - 1); };
                 scribble(pictures[w], cx(r[0]), cy(r[1]), cx(r[2]), cy(r[3]), &random_);
             }
-        }
         for (int i = 0; i < 3; ++i)
             before_step[i].push_back(pixels_of(*pictures[i]));
     }
