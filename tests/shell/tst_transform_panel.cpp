@@ -3,7 +3,6 @@
 // input chooser.
 #include "core/preferences.h"
 #include "core/window_record.h"
-#include "frame_test_support.h"
 #include "shell/active_window.h"
 #include "shell/image_window.h"
 #include "shell/input_chooser.h"
