@@ -274,6 +274,7 @@ void TestProgress::core_calls_reach_the_display() {
     // One end too many doesn't take away a cursor that someone else set.
     QApplication::setOverrideCursor(Qt::CrossCursor);
     ShellProgressDisplay(area()).wait_cursor(false);
+    QVERIFY(QApplication::overrideCursor() != nullptr);
     QCOMPARE(QApplication::overrideCursor()->shape(), Qt::CrossCursor);
     QApplication::restoreOverrideCursor();
     QTRY_VERIFY(fired);
