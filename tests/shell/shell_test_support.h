@@ -1,21 +1,101 @@
-// Helpers shared by the shell's tests: scripted message boxes, a recorder of
-// opened files, and minimal panels and child windows.
+// Helpers shared by the shell's tests: a store of their own, a fresh program
+// state and frame, scripted message boxes, a recorder of opened files, and
+// minimal panels, child windows and pictures.
 #pragma once
 
+#include "core/preferences.h"
+#include "core/window_record.h"
 #include "shell/app_state.h"
 #include "shell/child_window.h"
 #include "shell/file_open_queue.h"
+#include "shell/image_window.h"
+#include "shell/main_frame.h"
 #include "shell/message_box.h"
 #include "shell/panel.h"
-#include "test_store.h"
+#include "transform/settings.h"
 
 #include <QCloseEvent>
+#include <QDir>
+#include <QFile>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QSettings>
 #include <QStringList>
+#include <QTemporaryDir>
+#include <QTest>
 #include <QWidget>
 
 #include <deque>
+#include <memory>
 #include <utility>
 #include <vector>
+
+// Keeps every shell test away from the user's own store and settings folder:
+// while the test program runs, both live in a temporary folder of their own.
+class TestStore {
+public:
+    TestStore() {
+        const QString root = dir_.path();
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, root);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, root);
+        QDir(root).mkpath(QStringLiteral("settings"));
+        settings_set_folder(folder().toStdString());
+    }
+    ~TestStore() { settings_set_folder({}); }
+    TestStore(const TestStore&) = delete;
+    TestStore& operator=(const TestStore&) = delete;
+    QString folder() const { return dir_.filePath(QStringLiteral("settings")); }
+
+private:
+    QTemporaryDir dir_;
+};
+
+// One for the whole test program, made before any test runs.
+inline TestStore test_store;
+
+// Forgets what an earlier test left: shell state, window records, preferences.
+inline void reset_program_state() {
+    app_state_reset();
+    window_record_table_init();
+    preferences() = Preferences{};
+}
+
+// Makes `frame` a new frame of the given size and waits until it is shown.
+// Returns false when it never appears: use inside QVERIFY.
+[[nodiscard]] inline bool show_test_frame(std::unique_ptr<MainFrame>& frame, int width,
+                                          int height) {
+    frame = std::make_unique<MainFrame>();
+    frame->resize(width, height);
+    frame->show();
+    return QTest::qWaitForWindowExposed(frame.get());
+}
+
+// Closes the frame without the save questions its image windows would ask.
+inline void close_test_frame(std::unique_ptr<MainFrame>& frame) {
+    if (frame)
+        for (QMdiSubWindow* sub : frame->area()->subWindowList())
+            if (ImageWindow* window = image_window_of(sub)) window->modified = 0;
+    frame.reset();
+    app_state_reset();
+}
+
+// A window for the picture (which it takes), made the active one.
+inline ImageWindow* show_picture(QMdiArea* area, Image* image) {
+    ImageWindow* window = nullptr;
+    if (image_window_create(area, image, &window) != 0) return nullptr;
+    area->setActiveSubWindow(window->sub_window());
+    return window;
+}
+
+inline QByteArray file_bytes(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+[[nodiscard]] inline bool write_file(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
 
 // Answers boxes from a script while alive and records every box asked.
 class ScriptedBoxes {

@@ -2,19 +2,14 @@
 // table, the preview window and the result windows; and the same pixels as
 // orvane-batch gives from the same start of the random sequence.
 #include "core/errors.h"
-#include "core/preferences.h"
 #include "core/progress.h"
 #include "core/random.h"
-#include "core/window_record.h"
 #include "file/read_image.h"
-#include "frame_test_support.h"
 #include "shell/active_window.h"
 #include "shell/amount_control.h"
-#include "shell/image_window.h"
 #include "shell/input_chooser.h"
 #include "shell/key_filter.h"
 #include "shell/link_notify.h"
-#include "shell/main_frame.h"
 #include "shell/open_file.h"
 #include "shell/progress_panel.h"
 #include "shell/transform_host.h"
@@ -27,24 +22,16 @@
 #include <QComboBox>
 #include <QFileInfo>
 #include <QLabel>
-#include <QMdiArea>
-#include <QMdiSubWindow>
 #include <QMenu>
 #include <QProcess>
 #include <QPushButton>
 #include <QScrollBar>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QTimer>
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
-#include <vector>
 
 namespace {
-
-TestStore store;
 
 // Every code shown, instead of a box.
 class RecordingReporter : public ErrorReporter {
@@ -109,7 +96,6 @@ private slots:
     void apply_cascades_and_ok_after_apply_adds_nothing();
     void cancel_during_a_large_apply_keeps_the_panel();
     void a_change_during_a_preview_waits_for_it();
-    void amount_zero_copies_the_input();
     void editor_and_orvane_batch_give_the_same_pixels();
     void reopening_keeps_place_and_previews_carry_a_profile();
 
@@ -121,7 +107,7 @@ private:
     ImageWindow* preview() const {
         return dynamic_cast<ImageWindow*>(transform_state().preview_window);
     }
-    QAction* add_noise_action() const;
+    QAction* add_noise_action() const { return frame_->command_action(4043); }
     QList<ImageWindow*> image_windows() const;
     QMdiArea* area() const { return frame_->area(); }
     std::unique_ptr<MainFrame> frame_;
@@ -148,32 +134,15 @@ void TestAddNoise::init() {
 void TestAddNoise::cleanup() {
     if (transform_state().panel_window != nullptr) transform_cancel();
     QTest::qWait(1);
-    for (QMdiSubWindow* sub : area()->subWindowList())
-        if (ImageWindow* window = image_window_of(sub)) window->modified = 0;
-    frame_.reset();
-    app_state_reset();
+    close_test_frame(frame_);
 }
 
 ImageWindow* TestAddNoise::show_picture(int type, int width, int height) {
     ImageHolder picture;
     fill_picture(picture.get(), type, width, height);
-    ImageWindow* window = nullptr;
-    if (image_window_create(area(), picture.get(), &window) != 0) return nullptr;
-    area()->setActiveSubWindow(window->sub_window());
+    ImageWindow* window = ::show_picture(area(), picture.get());
     QTest::qWait(1);
     return window;
-}
-
-QAction* TestAddNoise::add_noise_action() const {
-    QMenu* transformations = frame_->menus().value(2);
-    if (transformations == nullptr) return nullptr;
-    for (QAction* group : transformations->actions()) {
-        if (group->menu() == nullptr || group->text() != QStringLiteral("Special &Effects"))
-            continue;
-        for (QAction* action : group->menu()->actions())
-            if (action->text() == QStringLiteral("Add &Noise...")) return action;
-    }
-    return nullptr;
 }
 
 QList<ImageWindow*> TestAddNoise::image_windows() const {
@@ -208,7 +177,6 @@ void TestAddNoise::auto_previews_at_one_to_one_once_per_change() {
     QCOMPARE(reporter.codes, std::vector<int>{});
     QCOMPARE(computations, 2);
     const WindowRecord* shown = preview()->record();
-    QCOMPARE(preview()->window_kind(), int(window_kind_preview));
     QVERIFY(preview()->sub_window()->windowTitle().startsWith(QStringLiteral("Preview (1:1")));
     QCOMPARE(shown->view_copy.width, shown->view_width);
     QCOMPARE(shown->view_copy.height, shown->view_height);
@@ -271,33 +239,18 @@ void TestAddNoise::menu_opens_the_panel_and_rows_follow_the_input() {
     // The preference presses "Auto" as the panel opens.
     QVERIFY(panel()->button_row()->auto_box()->isChecked());
     QVERIFY(preview() != nullptr);
-    QCOMPARE(panel()->title(), QStringLiteral("Add Noise"));
-    QCOMPARE(panel()->panel_number(), 51);
     QVERIFY(panel()->isVisible());
 
-    const auto label = [this](const char* name) {
-        auto* found = panel()->findChild<QLabel*>(QString::fromLatin1(name));
-        return found ? found->text() : QString();
-    };
     auto* chooser = panel()->findChild<InputChooser*>();
     QVERIFY(chooser != nullptr);
-    QVERIFY(chooser->findChild<QLabel*>()->text() == QStringLiteral("Input Image:"));
     QCOMPARE(chooser->current(), colour);
     auto* amount = panel()->findChild<AmountControl*>(QStringLiteral("amount"));
     QVERIFY(amount != nullptr && amount->isVisible());
-    QCOMPARE(amount->caption(), QStringLiteral("Amount: 100.0%"));
     QCOMPARE(amount->mask_size(), QSize(600, 400));
-    QCOMPARE(label("method_label"), QStringLiteral("Method:"));
-    QCOMPARE(label("channels_label"), QStringLiteral("Channel(s):"));
     auto* method = panel()->findChild<QComboBox*>(QStringLiteral("method"));
     auto* channels = panel()->findChild<QComboBox*>(QStringLiteral("channels"));
-    QCOMPARE(method->count(), 2);
-    QCOMPARE(method->itemText(0), QStringLiteral("Uniform"));
-    QCOMPARE(method->itemText(1), QStringLiteral("Gaussian"));
-    QCOMPARE(channels->count(), 3);
-    QCOMPARE(channels->itemText(2), QStringLiteral("HSL L"));
     QVERIFY(channels->isVisible());
-    // Tab order is the table's: chooser, amount, method, channels.
+    // The rows in the table's order: chooser, amount, method, channels.
     QVERIFY(chooser->geometry().top() < amount->geometry().top());
     QVERIFY(amount->geometry().top() < method->geometry().top());
     QVERIFY(method->geometry().top() < channels->geometry().top());
@@ -365,10 +318,7 @@ void TestAddNoise::apply_cascades_and_ok_after_apply_adds_nothing() {
     row->apply_button()->click();
     QCOMPARE(image_windows().size(), 2);
     ImageWindow* first = image_windows().last();
-    QCOMPARE(first->window_kind(), int(window_kind_image));
     QCOMPARE(first->modified, 1);
-    QVERIFY(first->isVisible());
-    QCOMPARE(first->record()->image.width, 200);
     QVERIFY(first->sub_window()->windowTitle().startsWith(QStringLiteral("Untitled")));
     QVERIFY(!same_pixels(first->record()->image, input->record()->image));
 
@@ -378,12 +328,19 @@ void TestAddNoise::apply_cascades_and_ok_after_apply_adds_nothing() {
     const QPoint step = first->sub_window()->pos() - origin;
     QVERIFY(step.x() > 0 && step.y() > 0);
     QCOMPARE(second->sub_window()->pos() - origin, 2 * step);
-    QVERIFY(transform_state().panel_window != nullptr);
+
+    // Amount 0 copies the input and draws nothing from the random sequence.
+    emit panel()->findChild<AmountControl*>(QStringLiteral("amount"))->slider()->moved(0, -1);
+    const std::int32_t state = random_state();
+    row->apply_button()->click();
+    QCOMPARE(image_windows().size(), 4);
+    QVERIFY(same_pixels(image_windows().last()->record()->image, input->record()->image));
+    QCOMPARE(random_state(), state);
 
     // Nothing changed since: "OK" makes no third window and closes the panel.
     row->ok_button()->click();
     QTest::qWait(1);
-    QCOMPARE(image_windows().size(), 3);
+    QCOMPARE(image_windows().size(), 4);
     QVERIFY(transform_state().panel_window == nullptr);
 }
 
@@ -412,9 +369,7 @@ void TestAddNoise::cancel_during_a_large_apply_keeps_the_panel() {
     poll.stop();
     QVERIFY(pressed);
     QTest::qWait(1);
-    QCOMPARE(image_windows().size(), 1);
-    QCOMPARE(image_windows().first(), input);
-    QVERIFY(transform_state().panel_window != nullptr);
+    QCOMPARE(image_windows(), QList<ImageWindow*>{input});
     QVERIFY(panel()->isVisible());
     QVERIFY(!row->auto_box()->isChecked());
     QVERIFY(row->preview_button()->isEnabled());
@@ -462,19 +417,6 @@ void TestAddNoise::a_change_during_a_preview_waits_for_it() {
     QVERIFY(!transform_state().preview_stale);
     QVERIFY(!row->preview_button()->isEnabled());
     QCOMPARE(reporter.codes, std::vector<int>{});
-}
-
-void TestAddNoise::amount_zero_copies_the_input() {
-    ImageWindow* input = show_picture(image_type_colour8, 160, 90);
-    add_noise_action()->trigger();
-    auto* amount = panel()->findChild<AmountControl*>(QStringLiteral("amount"));
-    emit amount->slider()->moved(0, -1);
-    QCOMPARE(amount->caption(), QStringLiteral("Amount: 0.0%"));
-    const std::int32_t state = random_state();
-    panel()->button_row()->apply_button()->click();
-    QCOMPARE(image_windows().size(), 2);
-    QVERIFY(same_pixels(image_windows().last()->record()->image, input->record()->image));
-    QCOMPARE(random_state(), state);
 }
 
 void TestAddNoise::editor_and_orvane_batch_give_the_same_pixels() {
@@ -532,12 +474,7 @@ void TestAddNoise::reopening_keeps_place_and_previews_carry_a_profile() {
     const QPoint first = panel()->pos();
     const QPoint moved = first - QPoint(40, 30);
     panel()->move(moved);
-    panel()->button_row()->auto_box()->click();
-    QVERIFY(preview() != nullptr);
-    // A colour input without a profile leaves the preview without one.
-    QVERIFY(preview()->record()->profile.empty());
     transform_cancel();
-    QVERIFY(transform_state().panel_window == nullptr);
 
     input->record()->profile = {1, 2, 3, 4};
     QCOMPARE(transform_open(add_noise, input), 0);

@@ -1,18 +1,15 @@
 // Closing the program: the questions about panels, the mask tool and the
 // clipboard, the children's vetoes, and the background process.
-#include "frame_test_support.h"
 #include "shell/close_sequence.h"
-#include "shell/main_frame.h"
 #include "shell_test_support.h"
 
-#include <QApplication>
 #include <QClipboard>
 #include <QImage>
-#include <QMdiArea>
-#include <QMdiSubWindow>
-#include <QTest>
 
-#include <memory>
+namespace {
+const QString abort_panel = QStringLiteral("Abort transformation in progress?");
+const QString abort_mask = QStringLiteral("Abort mask operation in progress?");
+}  // namespace
 
 class TestClose : public QObject {
     Q_OBJECT
@@ -20,21 +17,20 @@ private slots:
     void init();
     void cleanup();
 
-    void nothing_open_closes_without_questions();
-    void panel_open_no_keeps_everything();
-    void panel_open_yes_cancels_and_closes();
-    void mask_tool_question();
-    void panel_and_mask_tool_are_asked_in_order();
-    void children_asked_topmost_first();
-    void a_veto_stops_the_close();
-    void owned_children_are_not_asked();
-    void workflow_windows_are_told_to_close();
-    void browser_and_docked_windows();
+    void panel_and_mask_tool_questions_data();
+    void panel_and_mask_tool_questions();
+    void children_asked_topmost_first_and_a_veto_stops();
+    void owned_workflow_browser_and_docked_windows();
+    void clipboard_question_only_when_ours_data();
     void clipboard_question_only_when_ours();
     void background_process_closes_at_once();
 
 private:
-    QMdiSubWindow* add_child(TestChild* child);
+    QMdiSubWindow* add_child(TestChild* child) {
+        QMdiSubWindow* window = frame_->area()->addSubWindow(child);
+        window->show();
+        return window;
+    }
     std::unique_ptr<MainFrame> frame_;
 };
 
@@ -44,92 +40,70 @@ void TestClose::init() {
 }
 
 void TestClose::cleanup() {
-    frame_.reset();
-    app_state_reset();
+    close_test_frame(frame_);
 }
 
-QMdiSubWindow* TestClose::add_child(TestChild* child) {
-    QMdiSubWindow* window = frame_->area()->addSubWindow(child);
-    window->show();
-    return window;
-}
+void TestClose::panel_and_mask_tool_questions_data() {
+    QTest::addColumn<int>("panels");
+    QTest::addColumn<bool>("tool");
+    QTest::addColumn<QList<int>>("answers");
+    QTest::addColumn<QStringList>("asked");
+    QTest::addColumn<bool>("closes");
+    QTest::addColumn<int>("panels_cancelled");
 
-void TestClose::nothing_open_closes_without_questions() {
-    ScriptedBoxes boxes;
-    QVERIFY(frame_->close());
-    QVERIFY(!frame_->isVisible());
-    QVERIFY(boxes.calls.empty());
-}
-
-void TestClose::panel_open_no_keeps_everything() {
-    ScriptedBoxes boxes({answer_no});
-    auto panel = std::make_unique<TestPanel>();
-    panel->show();
-    QStringList asked;
-    add_child(new TestChild("image", 0, true, &asked));
-    app_state.clipboard_image_ours = true;
-
-    QVERIFY(!frame_->close());
-    QVERIFY(frame_->isVisible());
-    QCOMPARE(boxes.calls.size(), size_t{1});
-    QCOMPARE(boxes.calls[0].text, QStringLiteral("Abort transformation in progress?"));
-    QCOMPARE(boxes.calls[0].kind, box_yes_no);
-    QCOMPARE(panel->cancel_count, 0);
-    QVERIFY(panel->isVisible());
-    QVERIFY(transform_panel_open());
-    QVERIFY(asked.isEmpty());
-    QCOMPARE(frame_->area()->subWindowList().size(), 1);
-    QVERIFY(app_state.clipboard_image_ours);
-}
-
-void TestClose::panel_open_yes_cancels_and_closes() {
-    ScriptedBoxes boxes({answer_yes});
-    auto first = std::make_unique<TestPanel>();
-    auto second = std::make_unique<TestPanel>();
-    QVERIFY(frame_->close());
-    QVERIFY(!frame_->isVisible());
+    QTest::newRow("nothing open") << 0 << false << QList<int>{} << QStringList{} << true << 0;
+    QTest::newRow("panel, no") << 1 << false << QList<int>{answer_no} << QStringList{abort_panel}
+                               << false << 0;
     // One question for all panels, each then cancelled.
-    QCOMPARE(boxes.texts(), QStringList{"Abort transformation in progress?"});
-    QCOMPARE(first->cancel_count, 1);
-    QCOMPARE(second->cancel_count, 1);
-    QVERIFY(!transform_panel_open());
+    QTest::newRow("two panels, yes") << 2 << false << QList<int>{answer_yes}
+                                     << QStringList{abort_panel} << true << 2;
+    QTest::newRow("mask tool, no") << 0 << true << QList<int>{answer_no} << QStringList{abort_mask}
+                                   << false << 0;
+    QTest::newRow("mask tool, yes") << 0 << true << QList<int>{answer_yes}
+                                    << QStringList{abort_mask} << true << 0;
+    // The panel was already cancelled when the mask tool's No stopped the close.
+    QTest::newRow("both, yes then no") << 1 << true << QList<int>{answer_yes, answer_no}
+                                       << QStringList{abort_panel, abort_mask} << false << 1;
 }
 
-void TestClose::mask_tool_question() {
-    ScriptedBoxes boxes({answer_no, answer_yes});
-    auto tool = std::make_unique<TestPanel>(true);
-    QVERIFY(mask_tool_open());
-    QVERIFY(!transform_panel_open());
+void TestClose::panel_and_mask_tool_questions() {
+    QFETCH(int, panels);
+    QFETCH(bool, tool);
+    QFETCH(QList<int>, answers);
+    QFETCH(QStringList, asked);
+    QFETCH(bool, closes);
+    QFETCH(int, panels_cancelled);
 
-    QVERIFY(!frame_->close());
-    QVERIFY(frame_->isVisible());
-    QCOMPARE(tool->cancel_count, 0);
-    QVERIFY(mask_tool_open());
+    ScriptedBoxes boxes(std::deque<int>(answers.begin(), answers.end()));
+    std::vector<std::unique_ptr<TestPanel>> open;
+    for (int i = 0; i < panels; ++i)
+        open.push_back(std::make_unique<TestPanel>());
+    std::unique_ptr<TestPanel> mask(tool ? new TestPanel(true) : nullptr);
+    QStringList children;
+    add_child(new TestChild("image", 0, true, &children));
+    app_state.clipboard_image_ours = !closes;
 
-    QVERIFY(frame_->close());
-    QVERIFY(!frame_->isVisible());
-    QCOMPARE(tool->cancel_count, 1);
-    QVERIFY(!mask_tool_open());
-    QCOMPARE(boxes.texts(), (QStringList{"Abort mask operation in progress?",
-                                         "Abort mask operation in progress?"}));
+    QCOMPARE(frame_->close(), closes);
+    QCOMPARE(frame_->isVisible(), !closes);
+    QCOMPARE(boxes.texts(), asked);
     for (const MessageBoxCall& call : boxes.calls)
         QCOMPARE(call.kind, box_yes_no);
+    for (const auto& panel : open)
+        QCOMPARE(panel->cancel_count, panels_cancelled > 0 ? 1 : 0);
+    QCOMPARE(transform_panel_open(), panels > panels_cancelled);
+    if (tool) {
+        QCOMPARE(mask->cancel_count, closes ? 1 : 0);
+        QCOMPARE(mask_tool_open(), !closes);
+    }
+    // A No keeps everything: no window was asked, nothing closed, the clipboard kept.
+    if (!closes) {
+        QVERIFY(children.isEmpty());
+        QCOMPARE(frame_->area()->subWindowList().size(), 1);
+        QVERIFY(app_state.clipboard_image_ours);
+    }
 }
 
-void TestClose::panel_and_mask_tool_are_asked_in_order() {
-    ScriptedBoxes boxes({answer_yes, answer_no});
-    auto panel = std::make_unique<TestPanel>();
-    auto tool = std::make_unique<TestPanel>(true);
-    QVERIFY(!frame_->close());
-    QCOMPARE(boxes.texts(), (QStringList{"Abort transformation in progress?",
-                                         "Abort mask operation in progress?"}));
-    // The panel was already cancelled when the mask tool's No stopped the close.
-    QCOMPARE(panel->cancel_count, 1);
-    QCOMPARE(tool->cancel_count, 0);
-    QVERIFY(frame_->isVisible());
-}
-
-void TestClose::children_asked_topmost_first() {
+void TestClose::children_asked_topmost_first_and_a_veto_stops() {
     QStringList asked;
     QMdiSubWindow* a = add_child(new TestChild("a", 0, true, &asked));
     add_child(new TestChild("b", 0, true, &asked));
@@ -137,100 +111,71 @@ void TestClose::children_asked_topmost_first() {
     frame_->area()->setActiveSubWindow(a);  // a comes to the top; c was above b
     QVERIFY(all_windows_may_close());
     QCOMPARE(asked, (QStringList{"a", "c", "b"}));
-}
 
-void TestClose::a_veto_stops_the_close() {
+    // A veto first: nobody else is asked, nor the clipboard question.
     ScriptedBoxes boxes;
-    QStringList asked;
-    add_child(new TestChild("saved", 0, true, &asked));
+    asked.clear();
     QMdiSubWindow* unsaved = add_child(new TestChild("unsaved", 0, false, &asked));
-    add_child(new TestChild("below", 0, true, &asked));
     frame_->area()->setActiveSubWindow(unsaved);
     app_state.clipboard_image_ours = true;
-
     QVERIFY(!frame_->close());
     QVERIFY(frame_->isVisible());
-    // The veto came first, so nobody else was asked, and not the clipboard question.
     QCOMPARE(asked, QStringList{"unsaved"});
     QVERIFY(boxes.calls.empty());
-    QCOMPARE(frame_->area()->subWindowList().size(), 3);
+    QCOMPARE(frame_->area()->subWindowList().size(), 4);
 }
 
-void TestClose::owned_children_are_not_asked() {
+void TestClose::owned_workflow_browser_and_docked_windows() {
     QStringList asked;
     auto* owner = new TestChild("owner", 0, true, &asked);
     auto* owned = new TestChild("owned", 0, false, &asked);
     owned->owner = owner;
     add_child(owner);
     add_child(owned);
-    QVERIFY(frame_->close());
-    QCOMPARE(asked, QStringList{"owner"});
-}
-
-void TestClose::workflow_windows_are_told_to_close() {
-    QStringList asked;
-    auto* workflow = new TestChild("workflow", window_kind_workflow, true, &asked);
-    auto* image = new TestChild("image", 0, true, &asked);
-    add_child(workflow);
-    add_child(image);
-    QVERIFY(frame_->close());
-    QCOMPARE(workflow->close_events, 1);
-    QCOMPARE(image->close_events, 0);
-    // The workflow window answered in its own close, before the others were asked.
-    QCOMPARE(asked.first(), QStringLiteral("workflow"));
-    QVERIFY(asked.contains(QStringLiteral("image")));
-}
-
-void TestClose::browser_and_docked_windows() {
-    QStringList asked;
-    add_child(new TestChild("child", 0, true, &asked));
     TestChild docked("docked", 0, false, &asked);
     app_state.docked_image_windows.emplace_back(&docked);
-
     bool browser_agrees = false;
     app_state.browser_may_close = [&] {
         asked.append("browser");
         return browser_agrees;
     };
+    // The browser is asked first.
     QVERIFY(!all_windows_may_close());
     QCOMPARE(asked, QStringList{"browser"});
 
+    // Workflow windows are told to close, and answer in their own close before
+    // the others are asked; owned windows are not asked; docked ones are, last.
+    auto* workflow = new TestChild("workflow", window_kind_workflow, true, &asked);
+    add_child(workflow);
     asked.clear();
     browser_agrees = true;
-    QVERIFY(!all_windows_may_close());
-    QCOMPARE(asked, (QStringList{"browser", "child", "docked"}));
     QVERIFY(!frame_->close());
+    QCOMPARE(workflow->close_events, 1);
+    QCOMPARE(owner->close_events, 0);
+    QCOMPARE(asked, (QStringList{"workflow", "browser", "owner", "docked"}));
+}
+
+void TestClose::clipboard_question_only_when_ours_data() {
+    QTest::addColumn<bool>("ours");
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<bool>("kept");
+    QTest::newRow("someone else's") << false << answer_ok << true;
+    QTest::newRow("ours, retained") << true << answer_yes << true;
+    QTest::newRow("ours, not retained") << true << answer_no << false;
 }
 
 void TestClose::clipboard_question_only_when_ours() {
-    QClipboard* clipboard = QApplication::clipboard();
+    QFETCH(bool, ours);
+    QFETCH(int, answer);
+    QFETCH(bool, kept);
     QImage picture(8, 8, QImage::Format_RGB32);
     picture.fill(Qt::red);
-
-    {  // someone else's image: no question, left alone
-        ScriptedBoxes boxes;
-        clipboard->setImage(picture);
-        QVERIFY(frame_->close());
-        QVERIFY(boxes.calls.empty());
-        QVERIFY(!clipboard->image().isNull());
-    }
-    {  // ours, retained
-        ScriptedBoxes boxes({answer_yes});
-        frame_->show();
-        app_state.clipboard_image_ours = true;
-        QVERIFY(frame_->close());
-        QCOMPARE(boxes.texts(), QStringList{"Retain image on clipboard?"});
-        QCOMPARE(boxes.calls[0].kind, box_yes_no);
-        QVERIFY(!clipboard->image().isNull());
-    }
-    {  // ours, not retained
-        ScriptedBoxes boxes({answer_no});
-        frame_->show();
-        app_state.clipboard_image_ours = true;
-        QVERIFY(frame_->close());
-        QCOMPARE(boxes.texts(), QStringList{"Retain image on clipboard?"});
-        QVERIFY(clipboard->image().isNull());
-    }
+    QApplication::clipboard()->setImage(picture);
+    app_state.clipboard_image_ours = ours;
+    ScriptedBoxes boxes({answer});
+    QVERIFY(frame_->close());
+    QCOMPARE(boxes.texts(), ours ? QStringList{"Retain image on clipboard?"} : QStringList{});
+    QCOMPARE(!QApplication::clipboard()->image().isNull(), kept);
 }
 
 void TestClose::background_process_closes_at_once() {
@@ -245,7 +190,6 @@ void TestClose::background_process_closes_at_once() {
     app_state.clipboard_image_ours = true;
 
     QVERIFY(frame_->close());
-    QVERIFY(!frame_->isVisible());
     QVERIFY(boxes.calls.empty());
     QVERIFY(asked.isEmpty());
     QCOMPARE(panel->cancel_count, 0);

@@ -1,27 +1,15 @@
 // Files arriving by drop, command line or hand-over: refused, opened or
 // queued, and the queue emptied in order when the panels close.
 #include "core/errors.h"
-#include "core/window_record.h"
-#include "frame_test_support.h"
-#include "shell/file_open_queue.h"
-#include "shell/main_frame.h"
 #include "shell/open_file.h"
 #include "shell/shell_error_reporter.h"
 #include "shell/splash_panel.h"
 #include "shell_test_support.h"
 
-#include <QFile>
 #include <QMimeData>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QUrl>
 
-#include <memory>
-
 namespace {
-
-const QString busy_text =
-    QStringLiteral("Cannot accept dropped files while operation is in progress");
 
 // Drops file URLs on the frame as the window system would.
 void drop_on(QWidget* target, const QStringList& paths) {
@@ -46,15 +34,11 @@ private slots:
     void init();
     void cleanup();
 
-    void drop_opens_each_file();
-    void drop_during_a_transformation_is_refused();
-    void drop_during_a_file_operation_is_refused();
-    void queued_while_a_panel_is_open();
-    void queue_waits_for_the_last_panel();
-    void queued_paths_are_cut_at_260();
+    void drop_data();
+    void drop();
+    void queued_while_panels_are_open();
     void an_open_during_an_open_waits_its_turn();
     void unknown_file_type_is_reported();
-    void opening_removes_the_splash();
     void no_free_record_is_told_before_reading();
 
 private:
@@ -73,73 +57,58 @@ void TestDrop::cleanup() {
     app_state_reset();
 }
 
-void TestDrop::drop_opens_each_file() {
-    ScriptedBoxes boxes;
-    OpenRecorder files;
-    drop_on(frame_.get(), {"/pics/a b.jpg", "/pics/c.tif"});
-    QCOMPARE(files.opened, (QStringList{"/pics/a b.jpg", "/pics/c.tif"}));
-    QVERIFY(boxes.calls.empty());
+void TestDrop::drop_data() {
+    QTest::addColumn<bool>("panel_open");
+    QTest::addColumn<bool>("file_busy");
+    QTest::newRow("free") << false << false;
+    QTest::newRow("during a transformation") << true << false;
+    QTest::newRow("during a file operation") << false << true;
 }
 
-void TestDrop::drop_during_a_transformation_is_refused() {
+// A drop opens each file, or while something runs is refused and not kept.
+void TestDrop::drop() {
+    QFETCH(bool, panel_open);
+    QFETCH(bool, file_busy);
     ScriptedBoxes boxes;
     OpenRecorder files;
     {
-        TestPanel panel;
-        drop_on(frame_.get(), {"/pics/a.jpg", "/pics/b.jpg"});
-        QCOMPARE(boxes.texts(), QStringList{busy_text});
-        QCOMPARE(boxes.calls[0].kind, box_ok);
-        QVERIFY(app_state.open_queue.empty());
+        std::unique_ptr<TestPanel> panel(panel_open ? new TestPanel : nullptr);
+        app_state.file_operation_busy = file_busy;
+        drop_on(frame_.get(), {"/pics/a b.jpg", "/pics/c.tif"});
+        app_state.file_operation_busy = false;
     }
-    // Nothing was kept for later either.
-    QVERIFY(files.opened.isEmpty());
-}
-
-void TestDrop::drop_during_a_file_operation_is_refused() {
-    ScriptedBoxes boxes;
-    OpenRecorder files;
-    app_state.file_operation_busy = true;
-    drop_on(frame_.get(), {"/pics/a.jpg"});
-    QCOMPARE(boxes.texts(), QStringList{busy_text});
-    app_state.file_operation_busy = false;
     open_queued_files();
+    if (!panel_open && !file_busy) {
+        QCOMPARE(files.opened, (QStringList{"/pics/a b.jpg", "/pics/c.tif"}));
+        QVERIFY(boxes.calls.empty());
+        return;
+    }
+    QCOMPARE(boxes.texts(),
+             QStringList{"Cannot accept dropped files while operation is in progress"});
+    QCOMPARE(boxes.calls[0].kind, box_ok);
     QVERIFY(files.opened.isEmpty());
 }
 
-void TestDrop::queued_while_a_panel_is_open() {
+void TestDrop::queued_while_panels_are_open() {
     OpenRecorder files;
-    auto panel = std::make_unique<TestPanel>();
-    open_or_queue("/pics/first.jpg");
-    open_command_line("/pics/my photo.jpg \"/pics/x.y/z w.png\"");
-    QVERIFY(files.opened.isEmpty());
-    QCOMPARE(app_state.open_queue.size(), size_t{3});
-
-    panel.reset();
-    QCOMPARE(files.opened,
-             (QStringList{"/pics/first.jpg", "/pics/my photo.jpg", "/pics/x.y/z w.png"}));
-    QVERIFY(app_state.open_queue.empty());
-}
-
-void TestDrop::queue_waits_for_the_last_panel() {
-    OpenRecorder files;
+    splash_show(frame_->area());
     auto first = std::make_unique<TestPanel>();
     auto second = std::make_unique<TestPanel>();
-    open_or_queue("/pics/a.jpg");
+    const QString long_path = QStringLiteral("/") + QString(300, QLatin1Char('p')) + ".jpg";
+    open_or_queue("/pics/first.jpg");
+    open_command_line("/pics/my photo.jpg \"/pics/x.y/z w.png\"");
+    open_or_queue(long_path);
+    QCOMPARE(app_state.open_queue.size(), size_t{4});
     first.reset();
     QVERIFY(files.opened.isEmpty());
-    second.reset();
-    QCOMPARE(files.opened, QStringList{"/pics/a.jpg"});
-}
 
-void TestDrop::queued_paths_are_cut_at_260() {
-    OpenRecorder files;
-    const QString long_path = QStringLiteral("/") + QString(300, QLatin1Char('p')) + ".jpg";
-    {
-        TestPanel panel;
-        open_or_queue(long_path);
-    }
-    QCOMPARE(files.opened.size(), 1);
-    QCOMPARE(files.opened[0], long_path.left(260));
+    // The last panel closing empties the queue in order, names cut at 260.
+    second.reset();
+    QCOMPARE(files.opened, (QStringList{"/pics/first.jpg", "/pics/my photo.jpg",
+                                        "/pics/x.y/z w.png", long_path.left(260)}));
+    QVERIFY(app_state.open_queue.empty());
+    // Opening takes the splash away.
+    QTRY_VERIFY(splash_current() == nullptr);
 }
 
 void TestDrop::an_open_during_an_open_waits_its_turn() {
@@ -161,23 +130,16 @@ void TestDrop::an_open_during_an_open_waits_its_turn() {
 }
 
 void TestDrop::unknown_file_type_is_reported() {
-    // Files of no known type are refused, and the user is told.
     QTemporaryDir dir;
     QStringList paths;
     for (const char* name : {"a.xyz", "b.abc"}) {
-        QFile file(dir.filePath(QLatin1String(name)));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("no picture in here");
-        paths.append(file.fileName());
+        paths.append(dir.filePath(QLatin1String(name)));
+        QVERIFY(write_file(paths.last(), "no picture in here"));
     }
     ScriptedBoxes boxes;
     open_command_line(paths.join(QLatin1Char(' ')));
-    QCOMPARE(boxes.calls.size(), size_t{2});
-    for (const MessageBoxCall& call : boxes.calls) {
-        QCOMPARE(call.caption, QStringLiteral("Error"));
-        QCOMPARE(call.text, QStringLiteral("Unknown file type"));
-        QCOMPARE(call.kind, box_ok);
-    }
+    QCOMPARE(boxes.texts(), (QStringList{"Unknown file type", "Unknown file type"}));
+    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
     // Queued while a panel was open, they report once when the queue empties.
     boxes.calls.clear();
     {
@@ -186,14 +148,6 @@ void TestDrop::unknown_file_type_is_reported() {
         QVERIFY(boxes.calls.empty());
     }
     QCOMPARE(boxes.texts(), QStringList{QStringLiteral("Unknown file type")});
-}
-
-void TestDrop::opening_removes_the_splash() {
-    OpenRecorder files;
-    splash_show(frame_->area());
-    QVERIFY(splash_current() != nullptr);
-    open_or_queue("/pics/a.jpg");
-    QTRY_VERIFY(splash_current() == nullptr);
 }
 
 // With every window record taken, "Too many images" comes before any read:

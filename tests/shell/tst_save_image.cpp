@@ -2,65 +2,43 @@
 // the checks and questions of the Save Image panel, failed saves that must
 // leave the old file alone, Save in place, Revert, the close question's Yes,
 // the panels themselves, and File Open with its one-at-a-time guard.
-#include "core/preferences.h"
+#include "core/errors.h"
 #include "core/progress.h"
 #include "core/tables.h"
-#include "core/window_record.h"
 #include "file/file_test_support.h"
 #include "file/file_types.h"
 #include "file/write_image.h"
-#include "frame_test_support.h"
 #include "shell/command_dispatch.h"
-#include "shell/image_window.h"
-#include "shell/main_frame.h"
 #include "shell/open_file.h"
 #include "shell/save_image.h"
 #include "shell/save_image_panel.h"
 #include "shell/shell_error_reporter.h"
 #include "shell_test_support.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QGroupBox>
 #include <QLabel>
-#include <QMdiArea>
-#include <QMdiSubWindow>
 #include <QPushButton>
 #include <QSlider>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QTimer>
 
 #include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <deque>
-#include <memory>
-#include <vector>
 
 namespace {
 
 using Pnm = file_test::Picture;
 
-bool run(const QString& command) {
-    return file_test::run(command.toStdString());
-}
-
-QString quoted(const QString& path) {
-    return QLatin1Char('\'') + path + QLatin1Char('\'');
+// Runs `tool` on `in`, its output to `out`.
+bool run(const QString& tool, const QString& in, const QString& out) {
+    return file_test::run(QStringLiteral("%1 '%2' > '%3' 2>/dev/null").arg(tool, in, out).toStdString());
 }
 
 // The picture of a file as a netpbm or libjpeg tool decodes it.
 Pnm decoded_by(const QString& tool, const QString& path) {
     const QString out = path + QStringLiteral(".decoded.pnm");
-    if (!run(tool + QLatin1Char(' ') + quoted(path) + QStringLiteral(" > ") + quoted(out) +
-             QStringLiteral(" 2>/dev/null")))
-        return Pnm{};
+    if (!run(tool, path, out)) return Pnm{};
     Pnm result = file_test::read_pnm(out.toStdString());
     QFile::remove(out);
     return result;
@@ -68,10 +46,6 @@ Pnm decoded_by(const QString& tool, const QString& path) {
 
 Pnm pnm_of(const Image* image) {
     return file_test::picture_of(image);
-}
-
-void write_pnm(const QString& path, const Pnm& p) {
-    file_test::write_pnm(path.toStdString(), p);
 }
 
 // A picture whose neighbouring pixels differ, with gradients and hard edges.
@@ -98,21 +72,6 @@ void invert(Image* image) {
     for (int y = 0; y < image->height; ++y)
         for (int i = 0; i < image->width * 3; ++i)
             image->rows[y][i] = static_cast<std::uint8_t>(255 - image->rows[y][i]);
-}
-
-QByteArray file_bytes(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write_file(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
-QStringList names_in(const QString& folder) {
-    return QDir(folder).entryList(QDir::Files, QDir::Name);
 }
 
 // Answers the Save Image panel from a list and keeps every request; Cancel
@@ -184,7 +143,8 @@ private slots:
     // First: the panel's proposals depend on the format saved last in the session.
     void proposals_of_the_panel();
     void save_as_each_format_and_read_back();
-    void names_extensions_and_types();
+    void names_and_types_data();
+    void names_and_types();
     void sixteen_bit_pictures();
     void overwrite_questions();
     void failed_saves_keep_the_original();
@@ -201,7 +161,6 @@ private:
     QString make_tiff(const QString& name, const Image* image);
     std::unique_ptr<MainFrame> frame_;
     std::unique_ptr<QTemporaryDir> dir_;
-    TestStore store_;
 };
 
 void TestSaveImage::init() {
@@ -215,19 +174,13 @@ void TestSaveImage::init() {
 }
 
 void TestSaveImage::cleanup() {
-    for (QMdiSubWindow* sub : frame_->area()->subWindowList()) {
-        if (auto* window = image_window_of(sub)) window->modified = 0;
-    }
-    frame_.reset();
+    close_test_frame(frame_);
     dir_.reset();
-    app_state_reset();
 }
 
 ImageWindow* TestSaveImage::show_picture(Image* image) {
-    ImageWindow* window = nullptr;
-    if (image_window_create(frame_->area(), image, &window) != 0) return nullptr;
-    frame_->area()->setActiveSubWindow(window->sub_window());
-    window->modified = 1;
+    ImageWindow* window = ::show_picture(frame_->area(), image);
+    if (window != nullptr) window->modified = 1;
     return window;
 }
 
@@ -241,10 +194,9 @@ ImageWindow* TestSaveImage::open_window(const QString& path) {
 // A TIFF file made by netpbm from the picture.
 QString TestSaveImage::make_tiff(const QString& name, const Image* image) {
     const QString pnm = dir_->filePath(name + QStringLiteral(".pnm"));
-    write_pnm(pnm, pnm_of(image));
+    file_test::write_pnm(pnm.toStdString(), pnm_of(image));
     const QString path = dir_->filePath(name);
-    const bool made = run(QStringLiteral("pnmtotiff -truecolor ") + quoted(pnm) +
-                          QStringLiteral(" > ") + quoted(path) + QStringLiteral(" 2>/dev/null"));
+    const bool made = run(QStringLiteral("pnmtotiff -truecolor"), pnm, path);
     QFile::remove(pnm);
     return made ? path : QString();
 }
@@ -282,10 +234,9 @@ void TestSaveImage::save_as_each_format_and_read_back() {
             // The same picture through cjpeg at the preference's quality, with
             // full colour resolution as the saved sampling asks, decodes the same.
             const QString pnm = dir_->filePath(QStringLiteral("c.pnm"));
-            write_pnm(pnm, original);
+            file_test::write_pnm(pnm.toStdString(), original);
             const QString reference = dir_->filePath(QStringLiteral("reference.jpg"));
-            QVERIFY(run(QStringLiteral("cjpeg -quality 90 -sample 1x1 ") + quoted(pnm) +
-                        QStringLiteral(" > ") + quoted(reference)));
+            QVERIFY(run(QStringLiteral("cjpeg -quality 90 -sample 1x1"), pnm, reference));
             QCOMPARE(read.samples, decoded_by(QStringLiteral("djpeg"), reference).samples);
             int worst = 0;
             for (std::size_t i = 0; i < read.samples.size(); ++i)
@@ -305,75 +256,65 @@ void TestSaveImage::save_as_each_format_and_read_back() {
                  QStringLiteral("1 - %1 (1:1 - 40 x 27)").arg(QLatin1String(c.name)));
         QCOMPARE(QString::fromStdString(saved_state().openfile.front()), path);
     }
-    // Nothing but the three files (and the reference) was left behind.
-    QCOMPARE(names_in(dir_->path()),
-             (QStringList{QStringLiteral("a.tif"), QStringLiteral("b.png"), QStringLiteral("c.jpg"),
-                          QStringLiteral("c.pnm"), QStringLiteral("reference.jpg")}));
-    // Each reopens in the editor with the pixels written.
-    window->sub_window()->close();
-    ImageWindow* reopened = open_window(dir_->filePath(QStringLiteral("b.png")));
-    QVERIFY(reopened != nullptr);
-    QCOMPARE(pnm_of(&reopened->record()->image).samples, original.samples);
-    QCOMPARE(reopened->record()->file_type, 9);
 }
 
-void TestSaveImage::names_extensions_and_types() {
+void TestSaveImage::names_and_types_data() {
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("filter");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("told");
+    QTest::addColumn<QString>("written");
+    const QString tiff = QStringLiteral("TIFF files must have an extension of .tif or .tiff");
+    // A refused name brings the panel back (here then cancelled: 11).
+    QTest::newRow("wrong extension") << int(image_type_colour8) << "a.tif2" << save_filter_tiff
+                                     << 11 << tiff << "";
+    QTest::newRow("another format's") << int(image_type_colour8) << "a.jpg" << save_filter_tiff
+                                      << 11 << tiff << "";
+    QTest::newRow("upper-case long") << int(image_type_colour8) << "a.TIFF" << save_filter_tiff
+                                     << 0 << "" << "a.TIFF";
+    QTest::newRow("none: the format's") << int(image_type_colour8) << "noext" << save_filter_png
+                                        << 0 << "" << "noext.png";
+    const QString no_writer = QString::fromUtf8(error_text(136));
+    QTest::newRow("no writer") << int(image_type_colour8) << "a.bmp" << save_filter_bmp << 136
+                               << no_writer << "";
+    // Refused before the picture is cut to 8 bits.
+    QTest::newRow("no writer, 16 bits") << int(image_type_colour16) << "a.bmp" << save_filter_bmp
+                                        << 136 << no_writer << "";
+    QTest::newRow("binary as JPEG")
+        << int(image_type_binary) << "bits.jpg" << save_filter_jpeg << 24
+        << "Only grayscale or color images can be saved in JPEG format" << "";
+}
+
+void TestSaveImage::names_and_types() {
+    QFETCH(int, type);
+    QFETCH(QString, name);
+    QFETCH(int, filter);
+    QFETCH(int, code);
+    QFETCH(QString, told);
+    QFETCH(QString, written);
     ImageHolder picture;
-    fill(picture.get(), image_type_colour8, 12, 9);
+    if (type == image_type_binary)
+        QCOMPARE(image_alloc(picture.get(), type, 16, 9, 100.0), 0);
+    else
+        fill(picture.get(), type, 16, 9);
     ImageWindow* window = show_picture(picture.get());
     QVERIFY(window != nullptr);
-
-    {
-        // A wrong extension is told and the panel comes back with the name;
-        // an upper-case long one passes.
-        ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("a.tif2")), save_filter_tiff),
-                             save_as(dir_->filePath(QStringLiteral("a.jpg")), save_filter_tiff),
-                             save_as(dir_->filePath(QStringLiteral("a.TIFF")), save_filter_tiff)});
-        ScriptedBoxes boxes;
-        QCOMPARE(SaveImageAs(window), 0);
-        QCOMPARE(
-            boxes.texts(),
-            (QStringList{QStringLiteral("TIFF files must have an extension of .tif or .tiff"),
-                         QStringLiteral("TIFF files must have an extension of .tif or .tiff")}));
-        QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
-        QCOMPARE(panel.requests.size(), std::size_t{3});
-        QCOMPARE(panel.requests[1].name, dir_->filePath(QStringLiteral("a.tif2")));
-        QCOMPARE(names_in(dir_->path()), QStringList{QStringLiteral("a.TIFF")});
-    }
-    {
-        // A name without extension gets the format's.
-        ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("noext")), save_filter_png)});
-        QCOMPARE(SaveImageAs(window), 0);
-        QVERIFY(QFileInfo::exists(dir_->filePath(QStringLiteral("noext.png"))));
-        QCOMPARE(window->record()->file_name,
-                 dir_->filePath(QStringLiteral("noext.png")).toStdString());
-    }
-    {
-        // Formats this version cannot write, and a cancelled panel, change nothing.
-        window->modified = 1;
-        ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("a.bmp")), save_filter_bmp)});
-        QCOMPARE(SaveImageAs(window), 136);
-        QCOMPARE(SaveImageAs(window), 11);
-        QCOMPARE(window->modified, 1);
-        QCOMPARE(window->record()->file_type, 9);
-        QVERIFY(!QFileInfo::exists(dir_->filePath(QStringLiteral("a.bmp"))));
-        QCOMPARE(window->busy, 0);
-    }
-
-    // A binary picture is refused as JPEG with the format's own message.
-    ImageHolder binary;
-    QCOMPARE(image_alloc(binary.get(), image_type_binary, 16, 4, 100.0), 0);
-    ImageWindow* bits = show_picture(binary.get());
-    ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("bits.jpg")), save_filter_jpeg)});
+    ScriptedPanel panel({save_as(dir_->filePath(name), filter)});
     ScriptedBoxes boxes;
-    QCOMPARE(command_dispatch(nullptr, 1007), CommandResult::done);
-    QCOMPARE(
-        boxes.texts(),
-        QStringList{QStringLiteral("Only grayscale or color images can be saved in JPEG format")});
-    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
-    QVERIFY(!QFileInfo::exists(dir_->filePath(QStringLiteral("bits.jpg"))));
-    QCOMPARE(bits->modified, 1);
-    QVERIFY(bits->record()->file_name.empty());
+    // What the user is told: the panel's own boxes, then the code the command reports.
+    const int result = SaveImageAs(window);
+    QCOMPARE(result, code);
+    if (result != 0 && result != 11) error_report(result);
+    QCOMPARE(boxes.texts(), told.isEmpty() ? QStringList{} : QStringList{told});
+    if (code == 11) QCOMPARE(panel.requests.at(1).name, dir_->filePath(name));
+    QCOMPARE(QDir(dir_->path()).entryList(QDir::Files),
+             written.isEmpty() ? QStringList{} : QStringList{written});
+    QCOMPARE(window->modified, written.isEmpty() ? 1 : 0);
+    QCOMPARE(window->record()->file_name,
+             written.isEmpty() ? std::string() : dir_->filePath(written).toStdString());
+    QCOMPARE(window->record()->image.type, type);
+    QCOMPARE(window->busy, 0);
 }
 
 void TestSaveImage::sixteen_bit_pictures() {
@@ -395,14 +336,6 @@ void TestSaveImage::sixteen_bit_pictures() {
         QCOMPARE(read.maxval, 65535);
         QCOMPARE(read.samples, wide.samples);
     }
-    // A format with no writer is refused before the picture is cut to 8 bits.
-    {
-        ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("wide.bmp")), save_filter_bmp)});
-        ScriptedBoxes boxes;
-        QCOMPARE(SaveImageAs(window), 136);
-        QVERIFY(boxes.calls.empty());
-        QCOMPARE(window->record()->image.type, static_cast<int>(image_type_colour16));
-    }
     // PNG asks first: Cancel brings the panel back, OK converts the window's
     // picture to 8 bits for good and writes it.
     ScriptedPanel panel({save_as(dir_->filePath(QStringLiteral("narrow.png")), save_filter_png),
@@ -411,7 +344,6 @@ void TestSaveImage::sixteen_bit_pictures() {
     QCOMPARE(SaveImageAs(window), 0);
     QCOMPARE(panel.requests.size(), std::size_t{2});
     QCOMPARE(boxes.calls.size(), std::size_t{2});
-    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Warning"));
     QCOMPARE(boxes.calls[0].kind, box_ok_cancel);
     QCOMPARE(boxes.calls[0].text,
              QStringLiteral("Only TIFF and FITS file formats support 16-bit image data.\nConvert "
@@ -434,16 +366,14 @@ void TestSaveImage::overwrite_questions() {
     QVERIFY(window != nullptr);
     const QString target = dir_->filePath(QStringLiteral("there.png"));
     const QByteArray old_bytes("not really a picture");
-    write_file(target, old_bytes);
+    QVERIFY(write_file(target, old_bytes));
 
     {
         // No brings the panel back; the file stays as it was.
         ScriptedPanel panel({save_as(target, save_filter_png)});
         ScriptedBoxes boxes({answer_no});
         QCOMPARE(SaveImageAs(window), 11);
-        QCOMPARE(boxes.calls.size(), std::size_t{1});
-        QCOMPARE(boxes.calls[0].text, QStringLiteral("Replace existing file: %1?").arg(target));
-        QCOMPARE(boxes.calls[0].caption, QString());
+        QCOMPARE(boxes.texts(), QStringList{QStringLiteral("Replace existing file: %1?").arg(target)});
         QCOMPARE(boxes.calls[0].kind, box_yes_no);
         QCOMPARE(panel.requests.size(), std::size_t{2});
         QCOMPARE(file_bytes(target), old_bytes);
@@ -481,19 +411,18 @@ void TestSaveImage::overwrite_questions() {
         window->modified = 0;
         QPointer<QMdiSubWindow> closing = window->sub_window();
         QCOMPARE(SaveImageAs(other), 0);
-        QCOMPARE(boxes.texts(),
-                 (QStringList{QStringLiteral("A file of this name is currently open.\nClose its "
-                                             "window and replace the existing file?"),
-                              QStringLiteral("A file of this name is currently open.\nClose its "
-                                             "window and replace the existing file?")}));
+        QCOMPARE(boxes.texts(), QStringList(2, QStringLiteral("A file of this name is currently "
+                                                              "open.\nClose its window and "
+                                                              "replace the existing file?")));
         QTRY_VERIFY(closing.isNull());
         QVERIFY(file_bytes(target) != saved_bytes);
         QCOMPARE(decoded_by(QStringLiteral("pngtopnm"), target).channels, 1);
     }
 }
 
+// A save that stops half way (here cancelled at the writer's progress)
+// leaves the old file as it was and the window as it stood.
 void TestSaveImage::failed_saves_keep_the_original() {
-    // Big enough for the writers to show progress, which is where they stop.
     ImageHolder picture;
     fill(picture.get(), image_type_colour8, 500, 400);
     ImageWindow* window = show_picture(picture.get());
@@ -503,28 +432,36 @@ void TestSaveImage::failed_saves_keep_the_original() {
          {std::pair{"old.tif", save_filter_tiff}, std::pair{"old.jpg", save_filter_jpeg},
           std::pair{"old.png", save_filter_png}}) {
         const QString target = dir_->filePath(QLatin1String(name));
-        write_file(target, old_bytes);
+        QVERIFY(write_file(target, old_bytes));
         TestProgress cancel(2);
         ScriptedPanel panel({save_as(target, filter)});
         ScriptedBoxes boxes({answer_yes});
         QCOMPARE(SaveImageAs(window), 11);
-        QVERIFY(cancel.steps >= 2);
         QCOMPARE(file_bytes(target), old_bytes);
         QCOMPARE(window->modified, 1);
         QVERIFY(window->record()->file_name.empty());
         QCOMPARE(window->busy, 0);
         QCOMPARE(app_state.file_operation_busy, false);
     }
-    QCOMPARE(names_in(dir_->path()),
-             (QStringList{QStringLiteral("old.jpg"), QStringLiteral("old.png"),
-                          QStringLiteral("old.tif")}));
+    QCOMPARE(QDir(dir_->path()).entryList(QDir::Files).size(), 3);  // no temporary file left
+
+    // Save in place, cancelled half way.
+    const QString path = dir_->filePath(QStringLiteral("old.tif"));
+    window->record()->file_name = path.toStdString();
+    window->record()->file_type = 2;
+    {
+        TestProgress cancel(2);
+        QCOMPARE(SaveImage(window), 11);
+        QCOMPARE(file_bytes(path), old_bytes);
+        QCOMPARE(window->modified, 1);
+    }
 
     // A folder that cannot be written to (permissions bind all but the super-user).
     if (geteuid() != 0) {
         const QString locked = dir_->filePath(QStringLiteral("locked"));
         QVERIFY(QDir().mkdir(locked));
         const QString target = locked + QStringLiteral("/old.tif");
-        write_file(target, old_bytes);
+        QVERIFY(write_file(target, old_bytes));
         QFile::setPermissions(locked, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
         ScriptedPanel panel({save_as(target, save_filter_tiff)});
         ScriptedBoxes boxes({answer_yes});
@@ -542,10 +479,8 @@ void TestSaveImage::save_in_place() {
     ImageHolder picture;
     fill(picture.get(), image_type_colour8, 30, 20);
     const QString path = make_tiff(QStringLiteral("in place.tif"), picture.get());
-    QVERIFY(!path.isEmpty());
     ImageWindow* window = open_window(path);
     QVERIFY(window != nullptr);
-    QCOMPARE(window->record()->file_type, 2);
 
     // Change the picture, then Save: no panel, no question, the file follows.
     invert(&window->record()->image);
@@ -560,25 +495,13 @@ void TestSaveImage::save_in_place() {
         QCOMPARE(window->modified, 0);
         QCOMPARE(decoded_by(QStringLiteral("tifftopnm"), path).samples, changed.samples);
     }
-    // A Save cancelled half way keeps the file and the mark.
-    {
-        ImageHolder big;
-        fill(big.get(), image_type_colour8, 500, 400);
-        image_move(big.get(), &window->record()->image);
-        window->modified = 1;
-        const QByteArray before = file_bytes(path);
-        TestProgress cancel(2);
-        QCOMPARE(SaveImage(window), 11);
-        QCOMPARE(file_bytes(path), before);
-        QCOMPARE(window->modified, 1);
-    }
     // A 16-bit picture saved in place over a PNG is refused by the format,
     // without the question that Save As asks.
     {
         ImageHolder wide;
         fill(wide.get(), image_type_gray16, 8, 8);
         const QString png = dir_->filePath(QStringLiteral("wide.png"));
-        write_file(png, QByteArray("old"));
+        QVERIFY(write_file(png, QByteArray("old")));
         window->record()->file_name = png.toStdString();
         window->record()->file_type = 9;
         image_move(wide.get(), &window->record()->image);
@@ -590,12 +513,10 @@ void TestSaveImage::save_in_place() {
         QCOMPARE(file_bytes(png), QByteArray("old"));
     }
     // A file of a type that cannot be written back turns Save into Save As.
-    {
-        window->record()->file_type = -1;
-        ScriptedPanel panel;
-        QCOMPARE(SaveImage(window), 11);
-        QCOMPARE(panel.requests.size(), std::size_t{1});
-    }
+    window->record()->file_type = -1;
+    ScriptedPanel panel;
+    QCOMPARE(SaveImage(window), 11);
+    QCOMPARE(panel.requests.size(), std::size_t{1});
 }
 
 void TestSaveImage::proposals_of_the_panel() {
@@ -730,34 +651,25 @@ void TestSaveImage::close_question_yes_saves() {
 
 void TestSaveImage::save_image_panel_controls() {
     SaveImageRequest request;
-    request.title = QStringLiteral("Save Image  (x)");
     request.name = dir_->filePath(QStringLiteral("pic.tif"));
     request.filter = save_filter_tiff;
     request.choices = save_choices_from_state();
     request.choices.save_file_options = 0;
     SaveImagePanel panel(request);
-    QCOMPARE(panel.windowTitle(), QStringLiteral("Save Image  (x)"));
-    QCOMPARE(panel.nameFilters().size(), 11);
-    QCOMPARE(panel.nameFilters()[1], QStringLiteral("JPEG (*.jpg *.jpeg *.jpe *.j2k *.jp2)"));
     QCOMPARE(panel.name_field(), QStringLiteral("pic.tif"));
     QVERIFY(!panel.tiff_group()->isHidden());
     QVERIFY(panel.jpeg_group()->isHidden());
 
     // Another format: its extension in the name field, its group shown.
-    panel.choose_filter(save_filter_jpeg);
-    QCOMPARE(panel.name_field(), QStringLiteral("pic.jpg"));
-    QVERIFY(panel.tiff_group()->isHidden());
-    QVERIFY(!panel.jpeg_group()->isHidden());
     panel.choose_filter(save_filter_png);
     QCOMPARE(panel.name_field(), QStringLiteral("pic.png"));
-    QVERIFY(panel.jpeg_group()->isHidden() && panel.bmp_group()->isHidden());
+    QVERIFY(panel.tiff_group()->isHidden() && panel.jpeg_group()->isHidden());
     panel.choose_filter(save_filter_jpeg);
+    QCOMPARE(panel.name_field(), QStringLiteral("pic.jpg"));
+    QVERIFY(!panel.jpeg_group()->isHidden());
 
     // The slider runs on 0 to 1024; the quality is cut toward zero.
-    QCOMPARE(panel.jpeg_slider()->maximum(), 1024);
-    QCOMPARE(panel.jpeg_slider()->value(), 97 * 1024 / 100);
     QCOMPARE(panel.choices().jpeg_quality, 97);
-    QCOMPARE(panel.jpeg_quality_label()->text(), QStringLiteral("JPEG Quality: 97"));
     panel.jpeg_slider()->setValue(500);
     QCOMPARE(panel.choices().jpeg_quality, 48);
     QCOMPARE(panel.jpeg_quality_label()->text(), QStringLiteral("JPEG Quality: 48"));
@@ -766,9 +678,6 @@ void TestSaveImage::save_image_panel_controls() {
     panel.include_profile()->setChecked(false);
     QVERIFY(panel.include_profile()->styleSheet().contains(QStringLiteral("red")));
     QCOMPARE(panel.choices().save_file_options, save_without_profile);
-    const SaveImageAnswer answer = panel.answer();
-    QCOMPARE(answer.filter, save_filter_jpeg);
-    QCOMPARE(QFileInfo(answer.name).fileName(), QStringLiteral("pic.jpg"));
 
     // Shown for real: a format picked, then OK.
     QTimer::singleShot(0, [] {
@@ -788,18 +697,12 @@ void TestSaveImage::save_image_panel_controls() {
     SaveChoices choices = save_choices_from_state();
     choices.jpeg_quality = 40;
     choices.tiff_compression = 2;
-    {
-        ScriptedPanel scripted(
-            {{dir_->filePath(QStringLiteral("s.tif")), save_filter_tiff, choices}});
+    for (const auto& [name, filter, quality] : {std::tuple{"s.tif", save_filter_tiff, 97},
+                                                std::tuple{"s.jpg", save_filter_jpeg, 40}}) {
+        ScriptedPanel scripted({{dir_->filePath(QLatin1String(name)), filter, choices}});
         QCOMPARE(SaveImageAs(window), 0);
-        QCOMPARE(saved_state().jpegquality[0], 97);
+        QCOMPARE(saved_state().jpegquality[0], quality);
         QCOMPARE(saved_state().TIFFCompressMode, 2);
-    }
-    {
-        ScriptedPanel scripted(
-            {{dir_->filePath(QStringLiteral("s.jpg")), save_filter_jpeg, choices}});
-        QCOMPARE(SaveImageAs(window), 0);
-        QCOMPARE(saved_state().jpegquality[0], 40);
     }
 }
 
@@ -830,8 +733,6 @@ void TestSaveImage::jpeg_statistics() {
     QCOMPARE(shown.size(), std::size_t{2});
     QCOMPARE(shown[0].image_bytes, 64LL * 48 * 3);
     QCOMPARE(shown[0].file_bytes, first_size);
-    QVERIFY(shown[0].colour);
-    QCOMPARE(shown[1].choices.jpeg_quality, 10);
     QCOMPARE(shown[1].file_bytes, QFileInfo(path).size());
     QVERIFY(shown[1].file_bytes < first_size);
     QCOMPARE(saved_state().jpegquality[0], 10);
@@ -844,7 +745,6 @@ void TestSaveImage::jpeg_statistics() {
     statistics.choices = save_choices_from_state();
     statistics.choices.jpeg_quality = 50;  // a quality the slider shows exactly
     JpegStatisticsDialog dialog(statistics, nullptr);
-    QCOMPARE(dialog.windowTitle(), QStringLiteral("File Save (JPEG)"));
     QCOMPARE(dialog.text_of(QStringLiteral("Image Size:")), QStringLiteral("9.22 KB"));
     QCOMPARE(dialog.text_of(QStringLiteral("Compression Ratio:")), QStringLiteral("9216.00"));
     QVERIFY(!dialog.save_again_button()->isEnabled());
@@ -874,13 +774,8 @@ void TestSaveImage::file_open_panel_and_guard() {
     });
     QCOMPARE(command_dispatch(nullptr, 1002), CommandResult::done);
     QCOMPARE(requests.size(), std::size_t{1});
-    QCOMPARE(requests[0].title, QStringLiteral("File Open"));
-    QCOMPARE(requests[0].filters.size(), 14);
-    QCOMPARE(requests[0].filter, 0);
     QVERIFY(requests[0].filters[0].startsWith(QStringLiteral("All Image Files (")));
     QVERIFY(requests[0].filters[0].contains(QStringLiteral("*.nef")));
-    QVERIFY(!requests[0].filters[0].contains(QStringLiteral("*.rwl")));
-    QCOMPARE(requests[0].filters.last(), QStringLiteral("All Files (*.*)"));
     QCOMPARE(frame_->area()->subWindowList().size(), 2);
     QCOMPARE(QString::fromStdString(saved_state().lastdirectory), dir_->path());
     // Cancel opens nothing and says nothing.

@@ -7,13 +7,7 @@
 #include "shell_test_support.h"
 
 #include <QAction>
-#include <QFile>
 #include <QMenu>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <deque>
-#include <vector>
 
 namespace {
 
@@ -56,17 +50,6 @@ private:
     SettingsFileChooser before_;
 };
 
-QByteArray file_bytes(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return {};
-    return file.readAll();
-}
-
-bool write_file(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
 }  // namespace
 
 class TestSettingsCommands : public QObject {
@@ -76,13 +59,10 @@ private slots:
     void cleanup();
 
     // First: the first dialog of the run starts in the settings folder.
-    void save_appends_the_extension();
-    void a_wrong_extension_is_refused_and_asked_again();
-    void cancel_does_nothing();
+    void save_checks_the_extension();
     void load_reads_and_rebuilds();
     void a_bad_file_reports_the_format_code();
-    void reset_restores_built_in_values();
-    void menu_entries();
+    void menu_entries_and_reset();
 
 private:
     Knobs knobs_;
@@ -104,67 +84,50 @@ void TestSettingsCommands::cleanup() {
     commands_.reset();
 }
 
-void TestSettingsCommands::save_appends_the_extension() {
+void TestSettingsCommands::save_checks_the_extension() {
     ScriptedBoxes boxes;
     knobs_ = Knobs{2.25, 3, 250};
+    const QString wrong = dir_.filePath(QStringLiteral("mine.txt"));
     const QString chosen = dir_.filePath(QStringLiteral("mine"));
-    ScriptedDialogs dialogs({chosen});
-    QCOMPARE(commands_->save_as(), 0);
-
-    QCOMPARE(dialogs.requests.size(), size_t{1});
-    const SettingsDialogRequest& asked = dialogs.requests[0];
-    QVERIFY(asked.save);
-    QCOMPARE(asked.title, QStringLiteral("Save Knob Settings"));
-    QCOMPARE(asked.filter, QStringLiteral("Knob Files (*.kn)"));
-    QCOMPARE(asked.start, test_store.folder());
-
+    {
+        // A wrong extension is refused and asked again, offering the refused name.
+        ScriptedDialogs dialogs({wrong, chosen});
+        QCOMPARE(commands_->save_as(), 0);
+        QCOMPARE(dialogs.requests.size(), size_t{2});
+        QVERIFY(dialogs.requests[0].save);
+        QCOMPARE(dialogs.requests[0].title, QStringLiteral("Save Knob Settings"));
+        QCOMPARE(dialogs.requests[0].filter, QStringLiteral("Knob Files (*.kn)"));
+        QCOMPARE(dialogs.requests[0].start, test_store.folder());
+        QCOMPARE(dialogs.requests[1].start, wrong);
+    }
+    QCOMPARE(boxes.texts(), QStringList{"knob files must have an extension of .kn"});
+    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
+    QVERIFY(!QFile::exists(wrong));
+    // A name without it gets it.
     QCOMPARE(file_bytes(chosen + QStringLiteral(".kn")),
              QByteArray("KnobSettings 1.0\r\nradius 2.2500\r\nrange 3 250\r\nend\r\n"));
     QVERIFY(!QFile::exists(chosen));
-    QVERIFY(boxes.calls.empty());
-    QCOMPARE(changes_, 0);
 
-    // The next dialog starts where the last file went.
-    ScriptedDialogs again({});
-    QCOMPARE(commands_->load(), err_aborted);
-    QCOMPARE(again.requests.at(0).start, dir_.path());
-}
-
-void TestSettingsCommands::a_wrong_extension_is_refused_and_asked_again() {
-    ScriptedBoxes boxes;
-    const QString wrong = dir_.filePath(QStringLiteral("mine.txt"));
-    const QString upper = dir_.filePath(QStringLiteral("other.KN"));
-    ScriptedDialogs dialogs({wrong, upper});
-    QCOMPARE(commands_->save_as(), 0);
-
-    QCOMPARE(boxes.calls.size(), size_t{1});
-    QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
-    QCOMPARE(boxes.calls[0].text, QStringLiteral("knob files must have an extension of .kn"));
-    QCOMPARE(boxes.calls[0].kind, box_ok);
-    // Asked again, offering the refused name.
-    QCOMPARE(dialogs.requests.size(), size_t{2});
-    QCOMPARE(dialogs.requests[1].start, wrong);
-    QCOMPARE(dialogs.requests[1].title, QStringLiteral("Save Knob Settings"));
-    // The check ignores case, and a name with the extension keeps it as typed.
-    QVERIFY(!QFile::exists(wrong));
+    // The check ignores case, and a name with the extension keeps it as typed;
+    // the next dialog starts where the last file went.
+    const QString upper = QDir(dir_.filePath("sub")).filePath(QStringLiteral("other.KN"));
+    QVERIFY(QDir().mkpath(dir_.filePath("sub")));
+    {
+        ScriptedDialogs dialogs({upper});
+        QCOMPARE(commands_->save_as(), 0);
+        QCOMPARE(dialogs.requests.at(0).start, dir_.path());
+    }
     QVERIFY(file_bytes(upper).startsWith("KnobSettings 1.0\r\n"));
     QVERIFY(!QFile::exists(upper + QStringLiteral(".kn")));
-}
 
-void TestSettingsCommands::cancel_does_nothing() {
-    ScriptedBoxes boxes;
-    {
-        ScriptedDialogs dialogs({});
-        QCOMPARE(commands_->save_as(), err_aborted);
-        QCOMPARE(commands_->load(), err_aborted);
-        QCOMPARE(dialogs.requests.size(), size_t{2});
-    }
-    // Refused once, then cancelled.
+    // Cancel, also after a refusal, writes and changes nothing.
     ScriptedDialogs dialogs({dir_.filePath(QStringLiteral("x.bad"))});
     QCOMPARE(commands_->save_as(), err_aborted);
-    QCOMPARE(boxes.calls.size(), size_t{1});
+    QCOMPARE(commands_->load(), err_aborted);
+    QCOMPARE(dialogs.requests.size(), size_t{3});
+    QCOMPARE(dialogs.requests[2].start, dir_.filePath("sub"));
+    QCOMPARE(boxes.calls.size(), size_t{2});
     QCOMPARE(changes_, 0);
-    QCOMPARE(knobs_.low, 10);
 }
 
 void TestSettingsCommands::load_reads_and_rebuilds() {
@@ -175,7 +138,6 @@ void TestSettingsCommands::load_reads_and_rebuilds() {
     ScriptedDialogs dialogs({path});
     QCOMPARE(commands_->load(), 0);
     QCOMPARE(dialogs.requests.at(0).title, QStringLiteral("Load Knob Settings"));
-    QCOMPARE(dialogs.requests.at(0).filter, QStringLiteral("Knob Files (*.kn)"));
     QVERIFY(!dialogs.requests.at(0).save);
     QCOMPARE(knobs_.radius, 0.5);
     QCOMPARE(knobs_.low, 7);
@@ -190,9 +152,8 @@ void TestSettingsCommands::a_bad_file_reports_the_format_code() {
     QVERIFY(write_file(path, "KnobSettings 1.0\r\nrange 7 8\r\nwobble 3\r\nradius 9\r\nend\r\n"));
     ScriptedDialogs dialogs({path, dir_.filePath(QStringLiteral("missing.kn"))});
     QCOMPARE(commands_->load(), 31);
-    QCOMPARE(boxes.calls.size(), size_t{1});
+    QCOMPARE(boxes.texts(), QStringList{"Illegal color balance file"});
     QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
-    QCOMPARE(boxes.calls[0].text, QStringLiteral("Illegal color balance file"));
     // What came before the unknown keyword stays, and the panel shows it.
     QCOMPARE(knobs_.low, 7);
     QCOMPARE(knobs_.high, 8);
@@ -201,19 +162,9 @@ void TestSettingsCommands::a_bad_file_reports_the_format_code() {
 
     QCOMPARE(commands_->load(), 4);
     QCOMPARE(boxes.calls.size(), size_t{2});
-    QCOMPARE(boxes.calls[1].caption, QStringLiteral("Error"));
 }
 
-void TestSettingsCommands::reset_restores_built_in_values() {
-    knobs_ = Knobs{9.0, 1, 2};
-    commands_->reset();
-    QCOMPARE(knobs_.radius, 1.5);
-    QCOMPARE(knobs_.low, 10);
-    QCOMPARE(knobs_.high, 20);
-    QCOMPARE(changes_, 1);
-}
-
-void TestSettingsCommands::menu_entries() {
+void TestSettingsCommands::menu_entries_and_reset() {
     QMenu options;
     commands_->add_to_menu(&options);
     QStringList labels;
@@ -221,12 +172,14 @@ void TestSettingsCommands::menu_entries() {
         labels.append(action->text());
     QCOMPARE(labels, (QStringList{"&Save As...", "&Load...", "&Reset"}));
 
-    knobs_.low = 99;
+    // Reset restores the built-in values.
+    knobs_ = Knobs{9.0, 99, 2};
     options.actions()[2]->trigger();
+    QCOMPARE(knobs_.radius, 1.5);
     QCOMPARE(knobs_.low, 10);
+    QCOMPARE(knobs_.high, 20);
     QCOMPARE(changes_, 1);
 
-    ScriptedBoxes boxes;
     ScriptedDialogs dialogs({});
     options.actions()[0]->trigger();
     options.actions()[1]->trigger();
