@@ -2,12 +2,14 @@
 
 #include "core/format.h"
 #include "shell/amount_control.h"
+#include "shell/curve_control.h"
 #include "shell/image_window.h"
 #include "shell/input_chooser.h"
 #include "shell/panel_title_bar.h"
 #include "shell/settings_file_commands.h"
 #include "shell/transform_panel.h"
 #include "transform/driver.h"
+#include "transform/tone.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -53,6 +55,8 @@ public:
 private:
     void add_row(QGridLayout* grid, const TransformField& field, QMdiArea* area);
     void changed(const TransformField& field, double value);
+    // The curve controls take the input's histogram in their colour space.
+    void refresh_histograms();
     void caption(const Row& row, double value);
     double slider_value(const TransformField& field, int position) const;
     int slider_position(const TransformField& field, double value) const;
@@ -185,6 +189,13 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             grid->addWidget(slider, line + 1, 0, 1, 2);
             break;
         }
+        case ControlKind::curve: {
+            auto* curve = new CurveControl(rows_widget_);
+            connect(curve, &CurveControl::changed, this, [] { transform_parameter_changed(); });
+            row.control = curve;
+            grid->addWidget(curve, line, 0, 1, 2);
+            break;
+        }
         case ControlKind::check_box: {
             auto* box = new QCheckBox(text_of(field.label), rows_widget_);
             connect(box, &QCheckBox::toggled, this,
@@ -227,7 +238,25 @@ void PanelControls::caption(const Row& row, double value) {
 
 void PanelControls::changed(const TransformField& field, double value) {
     if (field.set) field.set(params_, value);
+    if (field.kind == ControlKind::choice) {
+        // A colour space or a component: another curve, another histogram.
+        for (const Row& row : rows_)
+            if (row.field->kind == ControlKind::curve)
+                static_cast<CurveControl*>(row.control)->set_curve(row.field->curve(params_));
+        refresh_histograms();
+    }
     transform_parameter_changed();
+}
+
+void PanelControls::refresh_histograms() {
+    const WindowRecord* record = window_record_of(transform_state().input_window);
+    for (const Row& row : rows_) {
+        if (row.field->kind != ControlKind::curve) continue;
+        CurveHistogram histograms[3];
+        const int space = row.field->curve_space ? row.field->curve_space(params_) : tone_hsv;
+        const int n = record ? tone_histogram(&record->image, space, histograms) : 0;
+        static_cast<CurveControl*>(row.control)->set_histograms(histograms, n);
+    }
 }
 
 void PanelControls::show_block() {
@@ -259,6 +288,9 @@ void PanelControls::show_block() {
             case ControlKind::check_box:
                 static_cast<QCheckBox*>(row.control)->setChecked(field.get(params_) != 0.0);
                 break;
+            case ControlKind::curve:
+                static_cast<CurveControl*>(row.control)->set_curve(field.curve(params_));
+                break;
         }
     }
 }
@@ -276,6 +308,7 @@ void PanelControls::layout(int image_type, int width, int height) {
         }
     }
     show_block();
+    refresh_histograms();
     // Hidden rows give their room back.
     rows_widget_->setFixedHeight(rows_widget_->layout()->sizeHint().height());
     rows_widget_->layout()->activate();
