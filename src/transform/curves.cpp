@@ -17,10 +17,6 @@ namespace {
 
 constexpr double tiny = 1e-10;
 
-double round_half_away(double v) {
-    return v < 0 ? -std::floor(-v + 0.5) : std::floor(v + 0.5);
-}
-
 int clamp_round(double v, int top) {
     return static_cast<int>(round_half_away(std::clamp(v, 0.0, static_cast<double>(top))));
 }
@@ -249,6 +245,14 @@ void curve_table16(int npts, const std::int32_t* x, const std::int32_t* y, int s
         y16[i] = to16[static_cast<std::uint8_t>(std::clamp(y[i], 0, 255))];
     }
     build_table(npts, x16, y16, style, 65535, false, table);
+}
+
+bool curve_tables(const Curve& curve, std::uint8_t* table8, std::uint16_t* table16) {
+    curve_table8(curve.npts, curve.x, curve.y, curve.style, table8);
+    curve_table16(curve.npts, curve.x, curve.y, curve.style, table16);
+    for (int i = 0; i < 256; ++i)
+        if (table8[i] != i) return false;
+    return true;
 }
 
 // ---------------------------------------------------------------------------

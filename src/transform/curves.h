@@ -11,12 +11,18 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "core/settings_text.h"
+
+// Rounding half away from zero, as every table builder rounds.
+inline double round_half_away(double v) {
+    return v < 0 ? -std::floor(-v + 0.5) : std::floor(v + 0.5);
+}
 
 // ---------------------------------------------------------------------------
 // Curve
@@ -59,6 +65,9 @@ void curve_table8(int npts, const std::int32_t* x, const std::int32_t* y, int st
                   std::uint8_t* table);  // 256 entries
 void curve_table16(int npts, const std::int32_t* x, const std::int32_t* y, int style,
                    std::uint16_t* table);  // 65536 entries
+// Both tables of a curve, as a compute run builds them; true when the 8-bit
+// one is the identity.
+bool curve_tables(const Curve& curve, std::uint8_t* table8, std::uint16_t* table16);
 // The curve's own 8-bit table, into `lut`.
 void curve_update(Curve& curve);
 bool curve_is_identity(const Curve& curve);

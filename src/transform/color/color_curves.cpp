@@ -161,13 +161,9 @@ int color_curves_compute(const ComputeArgs& args) {
     ToneTables set;
     bool identity = true;
     for (int k = 0; k < 3; ++k) {
-        const Curve& c = p.curve[k];
-        curve_table8(c.npts, c.x, c.y, c.style, t8[k]);
-        curve_table16(c.npts, c.x, c.y, c.style, t16.data() + k * 65536);
+        identity = curve_tables(p.curve[k], t8[k], t16.data() + k * 65536) && identity;
         set.t8[k] = t8[k];
         set.t16[k] = t16.data() + k * 65536;
-        for (int i = 0; i < 256 && identity; ++i)
-            identity = t8[k][i] == i;
     }
     const Image* mask = p.amount.amount_mask;
     const AmountStrength strength =

@@ -50,10 +50,6 @@ constexpr const char* title = "Brightness";
 // ---------------------------------------------------------------------------
 // Tables
 
-double round_half_away(double v) {
-    return v < 0 ? -std::floor(-v + 0.5) : std::floor(v + 0.5);
-}
-
 // The table for brightness level b (0..255, 127 neutral) on the scale of
 // `top` (255 or 65535).
 template <typename T>

@@ -75,15 +75,10 @@ int brightness_curve_compute(const ComputeArgs& args) {
 
     std::uint8_t t8[256];
     std::vector<std::uint16_t> t16(65536);
-    curve_table8(p.curve.npts, p.curve.x, p.curve.y, p.curve.style, t8);
-    curve_table16(p.curve.npts, p.curve.x, p.curve.y, p.curve.style, t16.data());
-
+    const bool identity = curve_tables(p.curve, t8, t16.data());
     const Image* mask = p.amount.amount_mask;
     const AmountStrength strength =
         amount_strength(p.amount.amount_low, mask ? p.amount.amount_high : -1);
-    bool identity = true;
-    for (int i = 0; i < 256 && identity; ++i)
-        identity = t8[i] == i;
     if (strength.none() || identity) return transform_copy_input(args);
 
     ToneTables set;
