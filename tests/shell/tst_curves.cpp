@@ -4,6 +4,7 @@
 // and Apply gives the pixels the library gives for the same block.
 #include "core/window_record.h"
 #include "shell/active_window.h"
+#include "shell/colorline_control.h"
 #include "shell/curve_control.h"
 #include "shell/key_filter.h"
 #include "shell/link_notify.h"
@@ -17,6 +18,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QPushButton>
+#include <QSignalSpy>
 
 #include <cstring>
 
@@ -39,6 +41,7 @@ private slots:
 
     void mouse_edits_follow_the_rules_and_a_drag_previews_once();
     void menu_opens_each_curve_panel_and_apply_matches_the_library();
+    void colour_line_edits_with_the_mouse();
 
 private:
     TransformPanel* panel() const {
@@ -189,6 +192,51 @@ void TestCurves::menu_opens_each_curve_panel_and_apply_matches_the_library() {
         transform_cancel();
         QTest::qWait(1);
     }
+}
+
+// Shift and click adds the ramp's own colour, a drag moves an inner colour
+// between its neighbours, a double click picks a colour titled by its
+// number, Ctrl and click removes an inner colour but never an end.
+void TestCurves::colour_line_edits_with_the_mouse() {
+    Colorline line;
+    colorline_reset(line);
+    ColorlineControl control;
+    control.resize(300, 120);
+    control.set_line(&line);
+    control.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&control));
+    QSignalSpy changed(&control, &ColorlineControl::changed);
+    QWidget* ramp = control.ramp();
+    auto at = [&](double p) { return QPoint(control.x_of(p), 40); };
+
+    QTest::mouseClick(ramp, Qt::LeftButton, Qt::ShiftModifier, QPoint(control.x_of(0.5), 10));
+    QCOMPARE(line.ncolors, 3);
+    QVERIFY(std::abs(line.colour[1][1] - 128) <= 2);  // grey, from black to white
+    QCOMPARE(control.selected(), 1);
+    QTest::mousePress(ramp, Qt::LeftButton, Qt::NoModifier, at(0.5));
+    QTest::mouseMove(ramp, at(0.25));
+    QTest::mouseRelease(ramp, Qt::LeftButton, Qt::NoModifier, at(0.25));
+    QVERIFY(std::abs(line.position[1] - 0.25) < 0.01);
+
+    QString title;
+    const auto before = colorline_set_colour_chooser([&](QWidget*, QColor, const QString& t) {
+        title = t;
+        return QColor(200, 10, 20);
+    });
+    QTest::mouseDClick(ramp, Qt::LeftButton, Qt::NoModifier, at(0.25));
+    colorline_set_colour_chooser(before);
+    QCOMPARE(title, QStringLiteral("Color 2"));
+    QCOMPARE(line.colour[1][0], 200);
+    auto* shape = control.findChild<QComboBox*>(QStringLiteral("colorline_shape"));
+    shape->setCurrentIndex(colorline_sine);
+    emit shape->activated(colorline_sine);
+    QCOMPARE(line.shape[1], static_cast<int>(colorline_sine));
+
+    QTest::mouseClick(ramp, Qt::LeftButton, Qt::ControlModifier, at(1.0));
+    QCOMPARE(line.ncolors, 3);
+    QTest::mouseClick(ramp, Qt::LeftButton, Qt::ControlModifier, at(0.25));
+    QCOMPARE(line.ncolors, 2);
+    QVERIFY(changed.count() >= 5);
 }
 
 QTEST_MAIN(TestCurves)
