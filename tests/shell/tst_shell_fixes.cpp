@@ -1,0 +1,117 @@
+// What a user meets around the editor's shell: a second start from another
+// folder, leaving with a masked panel open, preferences reaching open windows,
+// a file handed over during a save, and stored values out of range.
+#include "core/errors.h"
+#include "core/preferences.h"
+#include "core/window_record.h"
+#include "frame_test_support.h"
+#include "shell/amount_control.h"
+#include "shell/close_sequence.h"
+#include "shell/command_line.h"
+#include "shell/image_window.h"
+#include "shell/link_notify.h"
+#include "shell/progress_panel.h"
+#include "shell/save_image.h"
+#include "shell/transform_host.h"
+#include "shell/transform_panel.h"
+#include "shell_test_support.h"
+#include "transform/driver.h"
+#include "transform/registry.h"
+
+#include <QDir>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+
+class TestShellFixes : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void hand_over_names_are_absolute_data();
+    void hand_over_names_are_absolute();
+
+private:
+    // A picture whose columns alternate between 0 and 255, shown and active.
+    ImageWindow* show_picture(int type, int width, int height,
+                              const std::function<void(WindowRecord*)>& setup = {});
+    QMdiArea* area() const { return frame_->area(); }
+    std::unique_ptr<MainFrame> frame_;
+};
+
+void TestShellFixes::initTestCase() {
+    link_notifier_install();
+}
+
+void TestShellFixes::init() {
+    reset_program_state();
+    preferences().stickysettings = false;
+    preferences().defaultpreview = false;
+    QVERIFY(show_test_frame(frame_, 1000, 750));
+    progress_display_install(area());
+    transform_host_install(area());
+}
+
+void TestShellFixes::cleanup() {
+    if (transform_state().panel_window != nullptr) transform_cancel();
+    QTest::qWait(1);
+    for (QMdiSubWindow* sub : area()->subWindowList())
+        if (ImageWindow* window = image_window_of(sub)) window->modified = 0;
+    frame_.reset();
+    app_state_reset();
+}
+
+ImageWindow* TestShellFixes::show_picture(int type, int width, int height,
+                                          const std::function<void(WindowRecord*)>& setup) {
+    ImageHolder picture;
+    if (image_alloc(picture.get(), type, width, height, 100.0) != 0) return nullptr;
+    const int samples = type == image_type_colour8 ? 3 : 1;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            std::memset(image_pixel_pointer(picture.get(), x, y), x % 2 ? 255 : 0, samples);
+    ImageWindow* window = nullptr;
+    if (image_window_create(area(), picture.get(), &window, setup) != 0) return nullptr;
+    area()->setActiveSubWindow(window->sub_window());
+    return window;
+}
+
+// A second start in another folder hands over names that the first instance,
+// in a folder of its own, reads as the same files.
+void TestShellFixes::hand_over_names_are_absolute_data() {
+    QTest::addColumn<QStringList>("given");
+    QTest::addColumn<QStringList>("expected");  // "@" stands for the second start's folder
+    QTest::newRow("plain name") << QStringList{"pic.jpg"} << QStringList{"@/pic.jpg"};
+    QTest::newRow("sub-folder, blank before the extension")
+        << QStringList{"sub/my pic.tif"} << QStringList{"@/sub/my pic.tif"};
+    QTest::newRow("blank after a dot in the folder")
+        << QStringList{"a.d/b c.png", "x.jpg"} << QStringList{"@/a.d/b c.png", "@/x.jpg"};
+    QTest::newRow("absolute stays") << QStringList{"/pics/a.jpg"} << QStringList{"/pics/a.jpg"};
+    QTest::newRow("no files") << QStringList{} << QStringList{};
+}
+
+void TestShellFixes::hand_over_names_are_absolute() {
+    QFETCH(QStringList, given);
+    QFETCH(QStringList, expected);
+    const QString before = QDir::currentPath();
+    QTemporaryDir second_start;
+    QTemporaryDir first_instance;
+    QVERIFY(QDir::setCurrent(second_start.path()));
+    const QString line = command_line_hand_over(given);
+    QVERIFY(QDir::setCurrent(first_instance.path()));
+    const QStringList received = command_line_files(line);
+    QVERIFY(QDir::setCurrent(before));
+    expected.replaceInStrings(QStringLiteral("@"), QDir(second_start.path()).absolutePath());
+    QCOMPARE(received, expected);
+    QCOMPARE(line.isEmpty(), given.isEmpty());
+}
+
+QTEST_MAIN(TestShellFixes)
+#include "tst_shell_fixes.moc"
