@@ -38,6 +38,7 @@ private slots:
 
     void hand_over_names_are_absolute_data();
     void hand_over_names_are_absolute();
+    void exit_after_aborting_a_panel_with_an_amount_mask();
 
 private:
     // A picture whose columns alternate between 0 and 255, shown and active.
@@ -111,6 +112,26 @@ void TestShellFixes::hand_over_names_are_absolute() {
     expected.replaceInStrings(QStringLiteral("@"), QDir(second_start.path()).absolutePath());
     QCOMPARE(received, expected);
     QCOMPARE(line.isEmpty(), given.isEmpty());
+}
+
+// Exit with a panel whose amount uses a mask window: "Yes" to the abort
+// question lets the program end, with no "Window in use" box for the mask.
+void TestShellFixes::exit_after_aborting_a_panel_with_an_amount_mask() {
+    ImageWindow* mask = show_picture(image_type_gray8, 300, 200);
+    ImageWindow* input = show_picture(image_type_colour8, 300, 200);
+    QVERIFY(mask != nullptr && input != nullptr);
+    QCOMPARE(transform_open(*transform_find_title("Add Noise")->descriptor, input), 0);
+    auto* panel = dynamic_cast<TransformPanel*>(transform_state().panel_window);
+    QVERIFY(panel != nullptr);
+    auto* amount = panel->findChild<AmountControl*>(QStringLiteral("amount"));
+    QVERIFY(amount != nullptr);
+    amount->choose_mask(mask);
+    QCOMPARE(link_blocker(mask), std::string(amount_mask_link_name));
+
+    ScriptedBoxes boxes({answer_yes});
+    QVERIFY(frame_close_sequence());
+    QCOMPARE(boxes.texts(), QStringList{"Abort transformation in progress?"});
+    QCOMPARE(transform_state().panel_window, nullptr);
 }
 
 QTEST_MAIN(TestShellFixes)
