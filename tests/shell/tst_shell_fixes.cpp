@@ -39,6 +39,7 @@ private slots:
     void hand_over_names_are_absolute_data();
     void hand_over_names_are_absolute();
     void exit_after_aborting_a_panel_with_an_amount_mask();
+    void accepted_preferences_reach_open_windows();
 
 private:
     // A picture whose columns alternate between 0 and 255, shown and active.
@@ -132,6 +133,31 @@ void TestShellFixes::exit_after_aborting_a_panel_with_an_amount_mask() {
     QVERIFY(frame_close_sequence());
     QCOMPARE(boxes.texts(), QStringList{"Abort transformation in progress?"});
     QCOMPARE(transform_state().panel_window, nullptr);
+}
+
+// OK in Preferences changes the title, the border and the reduced view of a
+// window that is already open, not only of the next one.
+void TestShellFixes::accepted_preferences_reach_open_windows() {
+    ImageWindow* window = show_picture(image_type_gray8, 400, 300, [](WindowRecord* record) {
+        record->file_name = "/pictures/trip/pic.tif";
+    });
+    QVERIFY(window != nullptr);
+    window->set_zoom(-2, true);
+    const WindowRecord* r = window->record();
+    QVERIFY(!window->windowTitle().contains(QStringLiteral("/pictures/trip")));
+    QCOMPARE(r->offset_x, 16);
+    // Averaged pairs of 0 and 255.
+    QVERIFY(std::abs(r->view_copy.rows[0][0] - 128) <= 1);
+
+    preferences().displayfullpathname = 1;
+    preferences().border_width = 40;
+    preferences().smoothzoomflag = 0;
+    emit shell_signals().preferences_changed();
+
+    QVERIFY(window->windowTitle().contains(QStringLiteral("/pictures/trip/pic.tif")));
+    QCOMPARE(r->offset_x, 40);
+    QCOMPARE(r->offset_y, 40);
+    QCOMPARE(r->view_copy.rows[0][0], 0);
 }
 
 QTEST_MAIN(TestShellFixes)
