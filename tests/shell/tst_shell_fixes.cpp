@@ -40,6 +40,7 @@ private slots:
     void hand_over_names_are_absolute();
     void exit_after_aborting_a_panel_with_an_amount_mask();
     void accepted_preferences_reach_open_windows();
+    void a_file_handed_over_during_a_save_opens_after_it();
 
 private:
     // A picture whose columns alternate between 0 and 255, shown and active.
@@ -158,6 +159,24 @@ void TestShellFixes::accepted_preferences_reach_open_windows() {
     QCOMPARE(r->offset_x, 40);
     QCOMPARE(r->offset_y, 40);
     QCOMPARE(r->view_copy.rows[0][0], 0);
+}
+
+// A second start hands a file over while the Save As dialog is up: the file
+// opens once the save is over.
+void TestShellFixes::a_file_handed_over_during_a_save_opens_after_it() {
+    ImageWindow* window = show_picture(image_type_gray8, 40, 30);
+    QVERIFY(window != nullptr);
+    OpenRecorder files;
+    qsizetype opened_during_save = -1;
+    const SaveImageChooser before = save_image_set_chooser([&](const SaveImageRequest&) {
+        open_or_queue(QStringLiteral("/p/handed.jpg"));
+        opened_during_save = files.opened.size();
+        return SaveImageAnswer{};  // Cancel
+    });
+    QCOMPARE(SaveImageAs(window), err_aborted);
+    save_image_set_chooser(before);
+    QCOMPARE(opened_during_save, 0);
+    QTRY_COMPARE(files.opened, QStringList{"/p/handed.jpg"});
 }
 
 QTEST_MAIN(TestShellFixes)
