@@ -41,6 +41,8 @@ private slots:
     void exit_after_aborting_a_panel_with_an_amount_mask();
     void accepted_preferences_reach_open_windows();
     void a_file_handed_over_during_a_save_opens_after_it();
+    void stored_values_out_of_range_are_limited_data();
+    void stored_values_out_of_range_are_limited();
 
 private:
     // A picture whose columns alternate between 0 and 255, shown and active.
@@ -177,6 +179,36 @@ void TestShellFixes::a_file_handed_over_during_a_save_opens_after_it() {
     save_image_set_chooser(before);
     QCOMPARE(opened_during_save, 0);
     QTRY_COMPARE(files.opened, QStringList{"/p/handed.jpg"});
+}
+
+// Values in the store that no control can show are limited on reading.
+void TestShellFixes::stored_values_out_of_range_are_limited_data() {
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<int>("expected");
+    QTest::newRow("preview size above") << "maxpreviewsize" << "5" << 2;
+    QTest::newRow("preview size below") << "maxpreviewsize" << "-1" << 0;
+    QTest::newRow("preview size in range") << "maxpreviewsize" << "1" << 1;
+    QTest::newRow("preview corner above") << "previewlocation" << "7" << 3;
+    QTest::newRow("preview corner below") << "previewlocation" << "-2" << 0;
+    QTest::newRow("negative border") << "border" << "-5 1 1 1" << 0;
+    QTest::newRow("border in range") << "border" << "3 1 1 1" << 3;
+}
+
+void TestShellFixes::stored_values_out_of_range_are_limited() {
+    QFETCH(QString, key);
+    QFETCH(QString, value);
+    QFETCH(int, expected);
+    auto store = saved_store();
+    store->clear();
+    store->setValue(QStringLiteral("Preferences/") + key, value);
+    preferences_load(*store);
+    store->clear();
+    const Preferences& p = preferences();
+    const int read = key == QLatin1String("border")           ? p.border_width
+                     : key == QLatin1String("maxpreviewsize") ? p.maxpreviewsize
+                                                              : p.previewlocation;
+    QCOMPARE(read, expected);
 }
 
 QTEST_MAIN(TestShellFixes)
