@@ -186,6 +186,7 @@ void TestShellFixes::stored_values_out_of_range_are_limited_data() {
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("value");
     QTest::addColumn<int>("expected");
+    // clang-format off
     QTest::newRow("preview size above") << "maxpreviewsize" << "5" << 2;
     QTest::newRow("preview size below") << "maxpreviewsize" << "-1" << 0;
     QTest::newRow("preview size in range") << "maxpreviewsize" << "1" << 1;
@@ -193,6 +194,7 @@ void TestShellFixes::stored_values_out_of_range_are_limited_data() {
     QTest::newRow("preview corner below") << "previewlocation" << "-2" << 0;
     QTest::newRow("negative border") << "border" << "-5 1 1 1" << 0;
     QTest::newRow("border in range") << "border" << "3 1 1 1" << 3;
+    // clang-format on
 }
 
 void TestShellFixes::stored_values_out_of_range_are_limited() {
