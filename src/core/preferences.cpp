@@ -302,7 +302,12 @@ void preferences_load(QSettings& store) {
     store.beginGroup(QString::fromUtf8(preferences_group));
     read_group<Pref>(store, preference_rows, p);
     store.endGroup();
+    // A stored value no control can show is brought into range, so that the
+    // Preferences panel shows it and writes it back in range.
     p.nfilemenu = std::clamp(p.nfilemenu, 0, nfilemenu_max);
+    p.maxpreviewsize = std::clamp(p.maxpreviewsize, 0, maxpreviewsize_max);
+    p.previewlocation = std::clamp(p.previewlocation, 0, previewlocation_max);
+    p.border_width = std::max(p.border_width, 0);
     if (background) p.stickysettings = false;
     preferences() = std::move(p);
 }

@@ -50,6 +50,8 @@ inline constexpr int undo_none = 0;
 inline constexpr int undo_single = 1;
 inline constexpr int undo_multiple = 2;
 inline constexpr int nfilemenu_max = 10;
+inline constexpr int maxpreviewsize_max = 2;
+inline constexpr int previewlocation_max = 3;
 
 struct Preferences {
     int confirm = confirm_yes;   // when to ask about unsaved windows

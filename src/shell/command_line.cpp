@@ -1,5 +1,7 @@
 #include "shell/command_line.h"
 
+#include <QFileInfo>
+
 namespace {
 
 const QString batch_prefix = QStringLiteral("-?batch");
@@ -17,6 +19,13 @@ QString command_line_join(const QStringList& arguments) {
             line += argument;
     }
     return line;
+}
+
+QString command_line_hand_over(const QStringList& files) {
+    QStringList quoted;
+    for (const QString& file : files)
+        quoted.append(QLatin1Char('"') + QFileInfo(file).absoluteFilePath() + QLatin1Char('"'));
+    return quoted.join(QLatin1Char(' '));
 }
 
 QStringList command_line_files(const QString& line) {

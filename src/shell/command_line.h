@@ -24,6 +24,11 @@ struct CommandLine {
 // a name split by the shell at a blank before its extension come back whole too.
 QString command_line_join(const QStringList& arguments);
 
+// The line a second start hands to the first: each name made absolute against
+// this process's working folder and quoted, so that the first instance, which
+// runs in a folder of its own, opens the same files.
+QString command_line_hand_over(const QStringList& files);
+
 // The file names of a command line. A blank ends a name unless it lies inside
 // double quotes or no "." has been seen yet in the name; quotes are not part of
 // a name; a name is limited to `command_line_name_max` characters.

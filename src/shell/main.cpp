@@ -35,7 +35,7 @@ int main(int argc, char* argv[]) {
 
     InstanceServer instance_server;
     if (!command.batch) {
-        const QString files_line = command.files.isEmpty() ? QString() : line;
+        const QString files_line = command_line_hand_over(command.files);
         if (const auto exit_code = hand_over_to_running(instance_server_name(), files_line))
             return *exit_code;
         // Another start may have won the race for the name; this one then runs

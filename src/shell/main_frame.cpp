@@ -6,6 +6,7 @@
 #include "shell/command_dispatch.h"
 #include "shell/command_table.h"
 #include "shell/file_open_queue.h"
+#include "shell/image_window.h"
 #include "shell/recent_files.h"
 #include "shell/single_instance.h"
 #include "shell/splash_panel.h"
@@ -165,6 +166,13 @@ void MainFrame::rebuild_recent_files() {
 void MainFrame::apply_preferences() {
     const Rgb8& c = preferences().workspace;
     area_->setBackground(QColor(c.red, c.green, c.blue));
+    // Open windows take the new border, reduction and title form at once.
+    for (QMdiSubWindow* sub : area_->subWindowList()) {
+        if (ImageWindow* window = image_window_of(sub)) {
+            window->layout_view();
+            window->update_title();
+        }
+    }
 }
 
 QList<QMenu*> MainFrame::menus() const {

@@ -9,6 +9,7 @@
 #include "file/write_image.h"
 
 #include "shell/app_state.h"
+#include "shell/file_open_queue.h"
 #include "shell/image_window.h"
 #include "shell/message_box.h"
 #include "shell/open_file.h"
@@ -19,6 +20,7 @@
 #include <QFileInfo>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QTimer>
 
 #include <algorithm>
 #include <string>
@@ -59,6 +61,9 @@ public:
     ~SaveScope() {
         window_->busy = 0;
         app_state.file_operation_busy = was_busy_;
+        // Files handed over meanwhile open once the save is over, from the
+        // event loop: a save may run inside a window's close.
+        if (!was_busy_ && !app_state.open_queue.empty()) QTimer::singleShot(0, open_queued_files);
     }
     SaveScope(const SaveScope&) = delete;
     SaveScope& operator=(const SaveScope&) = delete;

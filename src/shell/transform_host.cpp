@@ -2,6 +2,7 @@
 
 #include "core/errors.h"
 #include "core/preferences.h"
+#include "shell/amount_control.h"
 #include "shell/app_state.h"
 #include "shell/file_open_queue.h"
 #include "shell/image_window.h"
@@ -109,6 +110,10 @@ void ShellTransformHost::panel_destroy(WindowBase* panel) {
     // the event loop has it back. It counts as closed from now on, so that
     // the files waiting for it can open.
     widget->hide();
+    // Its amount masks are free at once: the close of the frame or of a mask
+    // window may ask them before the panel is gone.
+    for (AmountControl* amount : widget->findChildren<AmountControl*>())
+        link_remove_all(amount);
     std::erase_if(app_state.panels,
                   [widget](const QPointer<QWidget>& open) { return open.data() == widget; });
     widget->deleteLater();
