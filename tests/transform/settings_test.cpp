@@ -166,24 +166,6 @@ TEST_F(SettingsFormatTest, WritesInTableOrderWithCarriageReturns) {
               "end\r\n");
 }
 
-TEST_F(SettingsFormatTest, RoundTripIsByteExact) {
-    TestCurve c;
-    c.npts = 5;
-    c.style = 0;
-    c.gain = -0.125;
-    c.profile = "/x/y z/p.icc";
-    for (int i = 0; i < 5; ++i) {
-        c.x[i] = i * 60;
-        c.y[i] = 255 - i * 7;
-    }
-    ASSERT_EQ(settings_save_file(path("one.tcv"), test_curve, c), 0);
-    TestCurve back;
-    ASSERT_EQ(settings_load_file(path("one.tcv"), test_curve, back), 0);
-    EXPECT_EQ(back, c);
-    ASSERT_EQ(settings_save_file(path("two.tcv"), test_curve, back), 0);
-    EXPECT_EQ(read_bytes(path("one.tcv")), read_bytes(path("two.tcv")));
-}
-
 // Repeated keywords written alternately, as a colour line's colours and the
 // transitions between them.
 struct TestLine {
