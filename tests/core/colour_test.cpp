@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <numeric>
 #include <vector>
 
 #include "core/tables.h"
@@ -162,35 +164,6 @@ TEST(ColourConversion, Pinned) {
     }
 }
 
-TEST(ColourConversion, RoundTrips) {
-    for (int r : levels(255, 3))
-        for (int g : levels(255, 3))
-            for (int b : levels(255, 3)) {
-                int h, s, x, r2, g2, b2;
-                rgb_to_hsv8(r, g, b, h, s, x);
-                hsv_to_rgb8(h, s, x, r2, g2, b2);
-                ASSERT_LE(max_error(r, g, b, r2, g2, b2), 1) << r << ' ' << g << ' ' << b;
-                rgb_to_hsl8(r, g, b, h, s, x);
-                hsl_to_rgb8(h, s, x, r2, g2, b2);
-                ASSERT_LE(max_error(r, g, b, r2, g2, b2), 1) << r << ' ' << g << ' ' << b;
-            }
-    std::vector<int> grid = levels(65535, 4111);
-    grid.insert(grid.end(), extremes16.begin(), extremes16.end());
-    for (int r : grid)
-        for (int g : grid)
-            for (int b : grid) {
-                int h, s, x, r2, g2, b2;
-                rgb_to_hsv16(r, g, b, h, s, x);
-                ASSERT_TRUE(h >= 0 && h <= 65535 && s >= 0 && s <= 65535 && x == max3(r, g, b));
-                hsv_to_rgb16(h, s, x, r2, g2, b2);
-                ASSERT_LE(max_error(r, g, b, r2, g2, b2), 8) << r << ' ' << g << ' ' << b;
-                rgb_to_hsl16(r, g, b, h, s, x);
-                ASSERT_TRUE(h >= 0 && h <= 65535 && s >= 0 && s <= 65535);
-                hsl_to_rgb16(h, s, x, r2, g2, b2);
-                ASSERT_LE(max_error(r, g, b, r2, g2, b2), 8) << r << ' ' << g << ' ' << b;
-            }
-}
-
 TEST(ColourConversion, ForwardMatchesOracle) {
     for (int r : levels(255, 5))
         for (int g : levels(255, 5))
@@ -242,9 +215,13 @@ TEST(ColourConversion, BackwardMatchesOracle) {
                         << h << ' ' << s << ' ' << x << " channel " << c;
                 }
             }
+    // 16 bits, with the extremes where products exceed 32 bits (the
+    // sanitized build checks that none of them overflows).
+    std::vector<int> grid = levels(65535, 4369);
+    grid.insert(grid.end(), extremes16.begin(), extremes16.end());
     for (int h : levels(65535, 613))
-        for (int s : levels(65535, 4369))
-            for (int x : levels(65535, 4369)) {
+        for (int s : grid)
+            for (int x : grid) {
                 int rgb_v[3], rgb_l[3];
                 const double hu = h / 65535.0, su = s / 65535.0, xu = x / 65535.0;
                 hsv_to_rgb16(h, s, x, rgb_v[0], rgb_v[1], rgb_v[2]);
@@ -256,22 +233,6 @@ TEST(ColourConversion, BackwardMatchesOracle) {
                     ASSERT_NEAR(rgb_l[c], oracle_hsl_channel(n_hsl, hu, su, xu) * 65535, 2.0)
                         << h << ' ' << s << ' ' << x << " channel " << c;
                 }
-            }
-}
-
-TEST(ColourConversion, SixteenBitExtremesStayInRange) {
-    // Every product here exceeds 32 bits somewhere; the sanitized build checks
-    // that none of them overflows.
-    for (int a : extremes16)
-        for (int b : extremes16)
-            for (int c : extremes16) {
-                int r, g, bl;
-                hsv_to_rgb16(a, b, c, r, g, bl);
-                ASSERT_TRUE(std::min({r, g, bl}) >= 0 && std::max({r, g, bl}) <= 65535);
-                ASSERT_EQ(max3(r, g, bl), c);
-                hsl_to_rgb16(a, b, c, r, g, bl);
-                ASSERT_TRUE(std::min({r, g, bl}) >= 0 && std::max({r, g, bl}) <= 65535);
-                ASSERT_NEAR(hsl_lightness(r, g, bl), c, 1);
             }
 }
 
@@ -300,45 +261,39 @@ TEST(ColourRoundTrip, ReplaceValueAndLightness) {
 
 TEST(ColourRoundTrip, SaturationTables) {
     std::vector<std::uint16_t> identity(65536), none(65536, 0), full(65536, 65535);
-    for (int i = 0; i < 65536; ++i)
-        identity[i] = static_cast<std::uint16_t>(i);
+    std::iota(identity.begin(), identity.end(), 0);
     const SatTable keep(identity.data(), 65536), grey(none.data(), 65536),
         vivid(full.data(), 65536);
-
+    using Apply = void (*)(int&, int&, int&, SatTable);
+    const auto run = [](Apply f, SatTable t, int r, int g, int b) {
+        f(r, g, b, t);
+        return std::array{r, g, b};
+    };
     for (int r0 : levels(255, 15))
         for (int g0 : levels(255, 15))
             for (int b0 : levels(255, 15)) {
                 const int hi = max3(r0, g0, b0), lo = std::min({r0, g0, b0});
-                int r = r0, g = g0, b = b0;
-                apply_sat_table_hsv8(r, g, b, keep);
-                ASSERT_LE(max_error(r, g, b, r0, g0, b0), 1);
-                r = r0, g = g0, b = b0;
-                apply_sat_table_hsl8(r, g, b, keep);
-                ASSERT_LE(max_error(r, g, b, r0, g0, b0), 1);
+                for (Apply f : {apply_sat_table_hsv8, apply_sat_table_hsl8}) {
+                    const auto o = run(f, keep, r0, g0, b0);
+                    ASSERT_LE(max_error(o[0], o[1], o[2], r0, g0, b0), 1);
+                }
                 // No saturation: grey at the value, or at the lightness.
-                r = r0, g = g0, b = b0;
-                apply_sat_table_hsv8(r, g, b, grey);
-                ASSERT_EQ((std::vector{r, g, b}), (std::vector{hi, hi, hi}));
-                r = r0, g = g0, b = b0;
-                apply_sat_table_hsl8(r, g, b, grey);
-                ASSERT_TRUE(r == g && g == b);
-                ASSERT_NEAR(r, (hi + lo) / 2.0, 1.0);
+                ASSERT_EQ(run(apply_sat_table_hsv8, grey, r0, g0, b0), (std::array{hi, hi, hi}));
+                const auto o = run(apply_sat_table_hsl8, grey, r0, g0, b0);
+                ASSERT_TRUE(o[0] == o[1] && o[1] == o[2]);
+                ASSERT_NEAR(o[0], (hi + lo) / 2.0, 1.0);
 
                 // Full saturation in 16 bits: HSV keeps the value and empties
                 // the least channel; HSL reaches black or white on one side.
-                const int r16 = to16[r0], g16 = to16[g0], b16 = to16[b0];
                 if (hi == lo) continue;
-                r = r16, g = g16, b = b16;
-                apply_sat_table_hsv(r, g, b, vivid);
-                ASSERT_EQ(max3(r, g, b), max3(r16, g16, b16));
-                ASSERT_EQ(std::min({r, g, b}), 0);
-                r = r16, g = g16, b = b16;
-                const int l = hsl_lightness(r16, g16, b16);
-                apply_sat_table_hsl(r, g, b, vivid);
-                if (l <= 32767) {
-                    ASSERT_EQ(std::min({r, g, b}), 0) << r0 << ' ' << g0 << ' ' << b0;
-                } else {
-                    ASSERT_EQ(max3(r, g, b), 65535) << r0 << ' ' << g0 << ' ' << b0;
-                }
+                const int r16 = to16[r0], g16 = to16[g0], b16 = to16[b0];
+                const auto v = run(apply_sat_table_hsv, vivid, r16, g16, b16);
+                ASSERT_EQ(max3(v[0], v[1], v[2]), max3(r16, g16, b16));
+                ASSERT_EQ(std::min({v[0], v[1], v[2]}), 0);
+                const auto l = run(apply_sat_table_hsl, vivid, r16, g16, b16);
+                const bool dark = hsl_lightness(r16, g16, b16) <= 32767;
+                ASSERT_EQ(dark ? std::min({l[0], l[1], l[2]}) : max3(l[0], l[1], l[2]),
+                          dark ? 0 : 65535)
+                    << r0 << ' ' << g0 << ' ' << b0;
             }
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <numbers>
@@ -24,9 +25,8 @@ public:
     }
     ~RecordingDisplay() override { progress_set_display(old_); }
 
-    void begin(const char* t, std::int64_t, std::int64_t l, bool c) override {
+    void begin(const char*, std::int64_t, std::int64_t l, bool c) override {
         ++begins;
-        title = t;
         last = l;
         can_cancel = c;
     }
@@ -35,10 +35,9 @@ public:
         return cancel_at_step_ >= 0 && static_cast<int>(steps.size()) > cancel_at_step_ ? 11 : 0;
     }
     void end() override { ++ends; }
-    void wait_cursor(bool on) override { (on ? cursor_on : cursor_off)++; }
+    void wait_cursor(bool on) override { cursor_on += on; }
 
-    int begins = 0, ends = 0, cursor_on = 0, cursor_off = 0;
-    std::string title;
+    int begins = 0, ends = 0, cursor_on = 0;
     std::int64_t last = -1;
     bool can_cancel = false;
     std::vector<std::int64_t> steps;
@@ -138,10 +137,6 @@ TEST(ImageAlloc, SameShapeKeepsLinesAndSingleLineTypesShareOne) {
     ASSERT_EQ(image_alloc(histogram.get(), 5, 1, 20, 100.0), 0);
     EXPECT_EQ(histogram->height, 20);
     EXPECT_EQ(histogram->rows[19], histogram->rows[0]);
-    // Whole-image operations over `height` lines stay within the one line.
-    ImageHolder copy;
-    ASSERT_EQ(image_copy_quiet(histogram.get(), copy.get()), 0);
-    image_shift_up(histogram.get(), 3);
 }
 
 TEST(ImageAlloc, FreeTwiceAndAllocLike) {
@@ -186,20 +181,13 @@ TEST(ImageCopy, QuietAndWithProgressAndCancel) {
         EXPECT_EQ(display.begins + display.cursor_on, 0) << type;
     }
     // Under 150000 pixels a wait cursor, which cannot cancel; from there a panel.
-    struct Case {
-        int width, height, begins, cursor_on;
-    };
-    for (const Case c : {Case{387, 387, 0, 1}, Case{500, 300, 1, 0}}) {
-        ImageHolder source;
-        ASSERT_EQ(image_alloc(source.get(), 2, c.width, c.height, 100.0), 0);
-        fill_random(source.get(), 3);
-        RecordingDisplay display(c.begins ? -1 : 0);
-        ImageHolder dest;
+    for (const auto& [width, height, panel] : {std::tuple{387, 387, 0}, std::tuple{500, 300, 1}}) {
+        ImageHolder source, dest;
+        ASSERT_EQ(image_alloc(source.get(), 2, width, height, 100.0), 0);
+        RecordingDisplay display(panel ? -1 : 0);
         ASSERT_EQ(image_copy_with_progress(source.get(), dest.get()), 0);
-        expect_same_lines(source.get(), dest.get());
-        EXPECT_EQ(display.begins, c.begins);
-        EXPECT_EQ(display.cursor_on, c.cursor_on);
-        EXPECT_EQ(display.last, c.begins ? c.height - 1 : -1);
+        EXPECT_EQ((std::vector{display.begins, display.cursor_on}), (std::vector{panel, 1 - panel}));
+        EXPECT_EQ(display.last, panel ? height - 1 : -1);
     }
     ImageHolder source;
     ASSERT_EQ(image_alloc(source.get(), 3, 400, 400, 100.0), 0);
@@ -228,25 +216,9 @@ TEST(ImageConvert, SixteenToEightThroughTheTable) {
             for (int i = 0; i < 11 * c.samples; ++i)
                 ASSERT_EQ(image->rows[y][i], to8[read16(source->rows[y], i)]);
     }
-    // Every 8-bit value, widened by to16, comes back through both converters.
-    ImageHolder colour, gray;
-    ASSERT_EQ(image_alloc(colour.get(), 7, 256, 2, 100.0), 0);
-    ASSERT_EQ(image_alloc(gray.get(), 6, 256, 2, 100.0), 0);
-    for (int y = 0; y < 2; ++y)
-        for (int x = 0; x < 256; ++x) {
-            for (int c = 0; c < 3; ++c)
-                write16(colour->rows[y], 3 * x + c, to16[(x + 85 * c) % 256]);
-            write16(gray->rows[y], x, to16[x]);
-        }
-    ImageHolder colour8, gray8, wrong;
-    ASSERT_EQ(image_to_colour8_from16(colour.get(), colour8.get(), false), 0);
-    ASSERT_EQ(image_to_gray8_from16(gray.get(), gray8.get(), false), 0);
-    for (int y = 0; y < 2; ++y)
-        for (int x = 0; x < 256; ++x) {
-            for (int c = 0; c < 3; ++c)
-                ASSERT_EQ(colour8->rows[y][3 * x + c], (x + 85 * c) % 256);
-            ASSERT_EQ(gray8->rows[y][x], x);
-        }
+    ImageHolder colour, gray, wrong;
+    ASSERT_EQ(image_alloc(colour.get(), 7, 2, 2, 100.0), 0);
+    ASSERT_EQ(image_alloc(gray.get(), 6, 2, 2, 100.0), 0);
     EXPECT_EQ(image_to_gray8_from16(colour.get(), wrong.get(), false), err_illegal_type);
     EXPECT_EQ(image_to_colour8_from16(gray.get(), wrong.get(), false), err_illegal_type);
 }
@@ -378,32 +350,26 @@ int fraction(double v) {
     return static_cast<int>(std::floor((v - std::floor(v)) * 256.0));
 }
 
-TEST_F(GraySampling, InsideIsBilinear) {
+// Inside, bilinear with 8-bit fractions; corners and the last column and line
+// blend only along the picture; a ring of one pixel fades to the outside value,
+// and beyond it all is outside.
+TEST_F(GraySampling, InsideEdgesRingAndFringe) {
     std::mt19937 rng(30);
-    std::uniform_real_distribution<double> ux(0.0, w - 1.0);
-    std::uniform_real_distribution<double> uy(0.0, h - 1.0);
+    std::uniform_real_distribution<double> ux(0.0, w - 1.0), uy(0.0, h - 1.0);
     for (int k = 0; k < 500; ++k) {
         const double x = ux(rng), y = uy(rng);
         const int ix = static_cast<int>(std::floor(x)), iy = static_cast<int>(std::floor(y));
         const int fx = fraction(x), fy = fraction(y);
         const int want8 = lerp8(lerp8(p8(ix, iy), p8(ix + 1, iy), fx),
                                 lerp8(p8(ix, iy + 1), p8(ix + 1, iy + 1), fx), fy);
-        const int want16 = lerp16(lerp16(p16(ix, iy), p16(ix + 1, iy), fx),
-                                  lerp16(p16(ix, iy + 1), p16(ix + 1, iy + 1), fx), fy);
         ASSERT_EQ(image_sample_gray8(gray8.get(), x, y, 0), want8) << x << "," << y;
-        ASSERT_EQ(image_sample_gray16(gray16.get(), x, y, 0), want16) << x << "," << y;
-        // A bilinear value stays within its four neighbours (real-valued check).
-        const double exact = (1 - fx / 255.0) * (1 - fy / 255.0) * p8(ix, iy) +
-                             fx / 255.0 * (1 - fy / 255.0) * p8(ix + 1, iy) +
-                             (1 - fx / 255.0) * fy / 255.0 * p8(ix, iy + 1) +
-                             fx / 255.0 * fy / 255.0 * p8(ix + 1, iy + 1);
-        ASSERT_NEAR(want8, exact, 1.5);
+        // A bilinear value stays near the real-valued blend of its four neighbours.
+        const double ex = fx / 255.0, ey = fy / 255.0;
+        ASSERT_NEAR(want8,
+                    (1 - ey) * ((1 - ex) * p8(ix, iy) + ex * p8(ix + 1, iy)) +
+                        ey * ((1 - ex) * p8(ix, iy + 1) + ex * p8(ix + 1, iy + 1)),
+                    1.5);
     }
-}
-
-// Corners and the last column and line blend only along the picture; a ring
-// of one pixel fades to the outside value, and beyond it all is outside.
-TEST_F(GraySampling, EdgesRingAndFringe) {
     const int out = 250;
     const struct {
         double x, y;
@@ -426,6 +392,8 @@ TEST_F(GraySampling, EdgesRingAndFringe) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(image_sample_gray8(gray8.get(), c.x, c.y, out), c.want) << c.x << "," << c.y;
+    EXPECT_EQ(image_sample_gray16(gray16.get(), 2.25, 1.5, 0),
+              lerp16(lerp16(p16(2, 1), p16(3, 1), 64), lerp16(p16(2, 2), p16(3, 2), 64), 128));
     EXPECT_EQ(image_sample_gray16(gray16.get(), w - 1, 0.75, 0),
               lerp16(p16(w - 1, 0), p16(w - 1, 1), 192));
     EXPECT_EQ(image_sample_gray16(gray16.get(), -0.5, 2, 60000), lerp16(60000, p16(0, 2), 128));
@@ -447,8 +415,6 @@ TEST(ImageSample, ColourBinaryAndTheDispatcher) {
     EXPECT_EQ((std::vector{r, g, b}), (std::vector{187, 147, 107}));  // blue, green, red in memory
     image_sample_rgb8(colour8.get(), 0.5, 0, &r, &g, &b, 0, 0, 0);
     EXPECT_EQ(r, lerp8(80, 180, 128));
-    image_sample_rgb8(colour8.get(), -2, 0, &r, &g, &b, 1, 2, 3);
-    EXPECT_EQ((std::vector{r, g, b}), (std::vector{1, 2, 3}));
     image_sample_rgb16(colour16.get(), -0.5, 0, &r, &g, &b, 50000, 0, 0);
     EXPECT_EQ(r, lerp16(50000, 20000, 128));
     EXPECT_EQ(g, lerp16(0, 10000, 128));
@@ -476,8 +442,6 @@ TEST(ImageSample, ColourBinaryAndTheDispatcher) {
     EXPECT_EQ((std::vector{r, g, b}), (std::vector<int>(3, to8[32000])));
     image_sample_rgb(gray16.get(), 10, 1, &r, &g, &b, 200, 100, 50);
     EXPECT_EQ(g, to8[lum]);
-    image_sample_rgb(binary.get(), 9, 1, &r, &g, &b, 200, 100, 50);
-    EXPECT_EQ(r, lum);
     ImageHolder mosaic;
     ASSERT_EQ(image_alloc(mosaic.get(), 8, 3, 3, 100.0), 0);
     r = g = b = -7;
@@ -498,7 +462,7 @@ TEST(ImageArea, SumOfValuesOver255) {
     RecordingDisplay display(0);  // a cancel has no effect
     EXPECT_NEAR(image_mask_area(mask.get()), want, 1e-6);
     EXPECT_FALSE(display.can_cancel);
-    ImageHolder colour;
+    ImageHolder colour;  // only a gray picture has an area
     ASSERT_EQ(image_alloc(colour.get(), 3, 3, 2, 100.0), 0);
     fill(colour.get(), 255);
     EXPECT_EQ(image_mask_area(colour.get()), 0.0);
@@ -576,12 +540,10 @@ TEST(ImageDisc, AreaOfALargeDiscAndMisses) {
                 0.002 * std::numbers::pi * r * r);
 
     fill(image.get(), 3);
-    image_draw_disc(image.get(), -200, 5, 20, white);
-    image_draw_disc(image.get(), 5, 1e12, 20, white);
-    image_draw_disc(image.get(), std::nan(""), 5, 20, white);
+    for (const auto& [x, y] : {std::pair{-200.0, 5.0}, std::pair{5.0, 1e12}, std::pair{std::nan(""), 5.0}})
+        image_draw_disc(image.get(), x, y, 20, white);
     for (int y = 0; y < 300; ++y)
-        for (int x = 0; x < 300; ++x)
-            ASSERT_EQ(image->rows[y][x], 3);
+        ASSERT_EQ(std::count(image->rows[y], image->rows[y] + 300, 3), 300) << y;
 }
 
 }  // namespace

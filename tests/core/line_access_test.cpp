@@ -159,19 +159,6 @@ INSTANTIATE_TEST_SUITE_P(AllTypes, NeighbourSourceTypes,
                          ::testing::Values(image_type_binary, image_type_gray8, image_type_colour8,
                                            image_type_gray16, image_type_colour16));
 
-TEST(LineSink, ZoomOneWritesStraightIntoTheImage) {
-    ImageHolder image;
-    ASSERT_EQ(image_alloc(image.get(), image_type_colour8, 10, 4, 100.0), 0);
-    LineSink sink;
-    line_sink_init(&sink);
-    ASSERT_EQ(line_sink_open(image.get(), 1, 2, 9, 1, true, &sink), 0);
-    EXPECT_EQ(sink.buffer, nullptr);
-    EXPECT_EQ(line_sink_line(&sink), image->rows[1] + 6);
-    line_sink_commit(&sink);
-    EXPECT_EQ(line_sink_line(&sink), image->rows[2] + 6);
-    line_sink_close(&sink);
-}
-
 // Zoom 4 with the span ending inside a replicated group, on a picture whose
 // height is not a multiple of 4.
 TEST(LineSink, ReplicationIsCutAtTheSpanAndAtTheLastLine) {

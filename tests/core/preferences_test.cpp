@@ -44,22 +44,14 @@ protected:
         return store().value(QString::fromStdString(name)).toString().toStdString();
     }
     // Loads or saves through the store file of this test.
-    void load_preferences() {
+    void through_store(void (*f)(QSettings&)) {
         QSettings s = store();
-        preferences_load(s);
+        f(s);
     }
-    void save_preferences() {
-        QSettings s = store();
-        preferences_save(s);
-    }
-    void load_state() {
-        QSettings s = store();
-        state_load(s);
-    }
-    void save_state() {
-        QSettings s = store();
-        state_save(s);
-    }
+    void load_preferences() { through_store(preferences_load); }
+    void save_preferences() { through_store(preferences_save); }
+    void load_state() { through_store(state_load); }
+    void save_state() { through_store(state_save); }
 
     QTemporaryDir dir_;
     Preferences saved_preferences_;
@@ -127,17 +119,12 @@ TEST_F(PreferencesTest, SaveWritesEveryPreference) {
     save_preferences();
     QSettings s = store();
     s.beginGroup("Preferences");
-    QStringList keys = s.childKeys();
+    QStringList keys = s.childKeys(), expected = QString(
+        "border browserootdirectory confirm defaultfileopentype defaultfilesavetype defaultpreview "
+        "defaultres defaultunits displayfullpathname honorfilesavetype maxpreviewsize nfilemenu "
+        "previewlocation resampling_method showruler smoothzoomflag startupdirectory "
+        "stickysettings tempdirectory undo workspace").split(' ');
     keys.sort();
-    QStringList expected = QString(
-                               "confirm workspace border startupdirectory tempdirectory "
-                               "browserootdirectory defaultres defaultunits "
-                               "displayfullpathname undo nfilemenu defaultfileopentype "
-                               "defaultfilesavetype honorfilesavetype defaultpreview "
-                               "smoothzoomflag showruler resampling_method maxpreviewsize "
-                               "previewlocation stickysettings")
-                               .split(' ');
-    expected.sort();
     EXPECT_EQ(keys, expected);
     EXPECT_EQ(raw("Preferences", "confirm"), "yes");
     EXPECT_EQ(raw("Preferences", "undo"), "multiple");
@@ -271,17 +258,6 @@ TEST(RecentFiles, NewestFirstMovedToTopAndLimited) {
 
 // ---------------------------------------------------------------------------
 // Logs
-
-TEST_F(StoreTest, SessionLogMakesNoFile) {
-    const auto cwd = std::filesystem::current_path();
-    std::filesystem::current_path(path(""));
-    const int opened = session_log_open();
-    const int written = session_log_write("a status line");
-    std::filesystem::current_path(cwd);
-    EXPECT_EQ(opened, 0);
-    EXPECT_EQ(written, 0);
-    EXPECT_TRUE(std::filesystem::is_empty(path("")));
-}
 
 TEST_F(StoreTest, DebugLogOnlyWhenAsked) {
     EXPECT_EQ(debug_log_line("File", "LoadImageData", 4), "File: LoadImageData err = 4");

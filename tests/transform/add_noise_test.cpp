@@ -440,8 +440,7 @@ TEST_F(AddNoiseTextTest, WritesTwoLinesAndReadsThemSkippingUnknownOnes) {
 }
 
 TEST(AddNoiseDescriptor, TheChannelListShowsForColourInputsOnly) {
-    const TransformDescriptor& d = add_noise();
-    const TransformField* channels = field_find(d.fields, "channels");
+    const TransformField* channels = field_find(add_noise().fields, "channels");
     ASSERT_NE(channels, nullptr);
     for (int type = 0; type <= 10; ++type)
         EXPECT_EQ(field_shown(*channels, type), type == 3 || type == 7) << type;
