@@ -4,7 +4,7 @@
 #include "core/errors.h"
 #include "core/preferences.h"
 #include "core/window_record.h"
-#include "frame_test_support.h"
+#include "shell_test_support.h"
 #include "shell/amount_control.h"
 #include "shell/close_sequence.h"
 #include "shell/command_line.h"
