@@ -32,18 +32,22 @@ TEST(FileTypeOfName, ExtensionsInAnyCase) {
         EXPECT_EQ(FileTypeOfName(other), file_type_unknown) << other;
 }
 
-TEST(FileTypeOfName, ExtensionOnlyAfterTheLastSeparator) {
-    // No dot after the last separator: no extension at all.
-    EXPECT_EQ(FileTypeOfName("/photos/holiday.tif/picture"), file_type_unknown);
-    EXPECT_EQ(FileTypeOfName("holiday.jpg\\picture"), file_type_unknown);
-    EXPECT_EQ(FileTypeOfName("c:\\photos.png\\picture"), file_type_unknown);
-    EXPECT_EQ(FileTypeOfName("picture"), file_type_unknown);
-    EXPECT_EQ(FileTypeOfName("picture."), file_type_unknown);
-    EXPECT_EQ(FileTypeOfName(""), file_type_unknown);
-    // The last dot counts, and a name may be nothing but the extension.
-    EXPECT_EQ(FileTypeOfName("picture.tif.jpg"), file_type_jpeg);
-    EXPECT_EQ(FileTypeOfName("/photos/.png"), file_type_png);
-    EXPECT_EQ(FileTypeOfName("c:\\photos\\picture.Tif"), file_type_tiff);
+TEST(FileTypeOfName, ExtensionOnlyAfterTheLastSeparatorAndDot) {
+    // No dot after the last separator: no extension at all. The last dot
+    // counts, and a name may be nothing but the extension.
+    const std::pair<const char*, int> names[] = {
+        {"/photos/holiday.tif/picture", file_type_unknown},
+        {"holiday.jpg\\picture", file_type_unknown},
+        {"c:\\photos.png\\picture", file_type_unknown},
+        {"picture", file_type_unknown},
+        {"picture.", file_type_unknown},
+        {"", file_type_unknown},
+        {"picture.tif.jpg", file_type_jpeg},
+        {"/photos/.png", file_type_png},
+        {"c:\\photos\\picture.Tif", file_type_tiff},
+    };
+    for (const auto& [name, code] : names)
+        EXPECT_EQ(FileTypeOfName(name), code) << name;
 }
 
 TEST(FileTypeOfName, PhotoCdIndexFilesOnlyWithoutFolder) {
@@ -149,8 +153,6 @@ TEST(SaveNames, ExtensionAddedOrChecked) {
     name = "/photos/picture.TIF2";
     EXPECT_FALSE(save_name_check(save_filter_tiff, &name));
     EXPECT_EQ(name, "/photos/picture.TIF2");
-    EXPECT_STREQ(save_filter(save_filter_tiff)->wrong_extension_message,
-                 "TIFF files must have an extension of .tif or .tiff");
 
     // A dot in a folder name is no extension; `:` ends the search too.
     name = "/photos/2024.06/picture";
@@ -170,12 +172,6 @@ TEST(SaveNames, ExtensionAddedOrChecked) {
         name = wrong;
         EXPECT_FALSE(save_name_check(save_filter_jpeg, &name)) << wrong;
     }
-    EXPECT_STREQ(save_filter(save_filter_jpeg)->wrong_extension_message,
-                 "JPEG files must have an extension of .jpg, .jpeg, or .jpe");
-    name = "a.fits";
-    EXPECT_TRUE(save_name_check(save_filter_fits, &name));
-    name = "a.fts";
-    EXPECT_FALSE(save_name_check(save_filter_fits, &name));
     name = "a";
     EXPECT_FALSE(save_name_check(0, &name));
 }

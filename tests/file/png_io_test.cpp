@@ -311,20 +311,12 @@ TEST_F(PngFiles, ProfileWrittenAndReadForColourImages) {
     EXPECT_EQ(read_profile, gray_profile);
 }
 
-TEST_F(PngFiles, WriterRefusesOtherTypesAndUnwritablePlaces) {
+TEST_F(PngFiles, WriterRefusesMosaicAndAFullDisk) {
     ImageHolder image;
-    const std::string png = folder.file("x.png");
-    for (int type : {image_type_gray16, image_type_colour16, image_type_mosaic}) {
-        ASSERT_EQ(image_alloc(image.get(), type, 8, 8, 100.0), 0);
-        EXPECT_EQ(write_png_file(png.c_str(), image.get(), {}, false), 47) << type;
-    }
+    ASSERT_EQ(image_alloc(image.get(), image_type_mosaic, 8, 8, 100.0), 0);
+    EXPECT_EQ(write_png_file(folder.file("x.png").c_str(), image.get(), {}, false), 47);
     ASSERT_EQ(image_alloc(image.get(), image_type_gray8, 8, 8, 100.0), 0);
-    EXPECT_EQ(write_png_file(folder.file("no/such/folder/x.png").c_str(), image.get(), {}, false),
-              3);
-    if (std::FILE* full = std::fopen("/dev/full", "wb")) {
-        std::fclose(full);
-        EXPECT_EQ(write_png_file("/dev/full", image.get(), {}, false), 49);
-    }
+    EXPECT_EQ(write_png_file("/dev/full", image.get(), {}, false), 49);
 }
 
 TEST_F(PngFiles, DamagedAndForeignFilesAreRefused) {
@@ -371,11 +363,6 @@ TEST_F(PngFiles, CancelLeavesNoImage) {
         EXPECT_EQ(display.ends, 1);
         EXPECT_EQ(read_png_file(png.c_str(), image.get(), &profile, false, 100.0), 0);
     }
-    ImageHolder image;
-    image_of(make_picture(500, 400, 1, 255, 27), image.get());
-    CancellingDisplay display(5);
-    EXPECT_EQ(write_png_file(folder.file("cancel.png").c_str(), image.get(), {}, true), 11);
-    EXPECT_EQ(display.ends, 1);
 }
 
 TEST(PngSamples, GoImageTestFilesOpen) {

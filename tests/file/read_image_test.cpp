@@ -49,118 +49,99 @@ protected:
     }
 };
 
-TEST_F(ReadAndWrite, EachNameGoesToItsReader) {
-    const std::string jpg = made_by("cjpeg -quality 90", colour, "a.jpg");
-    const std::string png = made_by("pnmtopng", colour, "a.png");
-    const std::string tif = made_by("pnmtotiff -truecolor", colour, "a.tif");
-    ImageHolder image;
-    int code = -1;
-    ASSERT_EQ(read(jpg, image.get(), &code), 0);
-    EXPECT_EQ(code, file_type_jpeg);
-    EXPECT_EQ(max_difference(picture_of(image.get()), read_by("djpeg -pnm", jpg)), 0);
-    ASSERT_EQ(read(png, image.get(), &code), 0);
-    EXPECT_EQ(code, file_type_png);
-    EXPECT_EQ(max_difference(picture_of(image.get()), colour), 0);
-    ASSERT_EQ(read(tif, image.get(), &code), 0);
-    EXPECT_EQ(code, file_type_tiff);
-    EXPECT_EQ(max_difference(picture_of(image.get()), colour), 0);
-}
+// What a file's name and its bytes make of a read: the reader chosen, the
+// error, and the file type code reported.
+struct ReadCase {
+    const char* name;
+    const char* content;  // png, jpeg, tiff (big-endian 16-bit gray), gif, text, none
+    int error;
+    int code;  // -1: the code of the name
+};
 
-TEST_F(ReadAndWrite, UnknownNamesAreSniffed) {
-    // Big-endian TIFF under a name that says nothing.
-    const std::string little = made_by("pnmtotiff -truecolor", gray16, "little.tif");
-    const std::string big = folder.file("scan.dat");
-    ASSERT_TRUE(run("tiffcp -B " + quoted(little) + " " + quoted(big)));
-    ASSERT_EQ(read_bytes(big)[0], 'M');
-    ImageHolder image;
-    int code = -1;
-    ASSERT_EQ(read(big, image.get(), &code), 0);
-    EXPECT_EQ(code, file_type_unknown);
-    EXPECT_EQ(image->type, image_type_gray16);
-    EXPECT_EQ(max_difference(picture_of(image.get()), gray16), 0);
-
-    const std::string jpeg_no_extension = made_by("cjpeg", colour, "picture");
-    ASSERT_EQ(read(jpeg_no_extension, image.get(), &code), 0);
-    EXPECT_EQ(code, file_type_unknown);
-    EXPECT_EQ(image->type, image_type_colour8);
-    const std::string png_in_folder_with_dot = folder.file("d.png");
-    fs::create_directory(png_in_folder_with_dot);
-    const std::string png = made_by("pnmtopng", colour, "d.png/picture");
-    ASSERT_EQ(read(png, image.get(), &code), 0);
-    EXPECT_EQ(code, file_type_unknown);
-    EXPECT_EQ(max_difference(picture_of(image.get()), colour), 0);
-
-    // Known formats with no reader yet, and bytes of no known format.
-    write_bytes(folder.file("anim.dat"), {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0, 0, 0});
-    EXPECT_EQ(read(folder.file("anim.dat"), image.get(), &code), 136);
-    write_bytes(folder.file("notes.dat"), {'h', 'e', 'l', 'l', 'o'});
-    EXPECT_EQ(read(folder.file("notes.dat"), image.get(), &code), 71);
-    write_bytes(folder.file("empty.dat"), {});
-    EXPECT_EQ(read(folder.file("empty.dat"), image.get(), &code), 71);
-    EXPECT_EQ(image->type, image_type_empty);
-}
-
-TEST_F(ReadAndWrite, ContentWinsOverAMisleadingName) {
-    const std::string png_bytes = made_by("pnmtopng", colour, "really_png");
-    const std::string jpeg_bytes = made_by("cjpeg", colour, "really_jpeg");
-    ImageHolder image;
-    int code = -1;
-    for (const char* name : {"named.jpg", "named.gif", "named.bmp", "named.nef"}) {
-        fs::copy_file(png_bytes, folder.file(name));
-        ASSERT_EQ(read(folder.file(name), image.get(), &code), 0) << name;
-        EXPECT_EQ(max_difference(picture_of(image.get()), colour), 0) << name;
-    }
-    fs::copy_file(jpeg_bytes, folder.file("named.png"));
-    ASSERT_EQ(read(folder.file("named.png"), image.get(), &code), 0);
-    EXPECT_EQ(code, file_type_png);
-    EXPECT_EQ(image->type, image_type_colour8);
-
-    // Under the JPEG and PNG names, other content gets those readers' errors.
-    write_bytes(folder.file("text.jpg"), {'h', 'e', 'l', 'l', 'o'});
-    EXPECT_EQ(read(folder.file("text.jpg"), image.get(), &code), 22);
-    write_bytes(folder.file("text.png"), {'h', 'e', 'l', 'l', 'o'});
-    EXPECT_EQ(read(folder.file("text.png"), image.get(), &code), 48);
-}
-
-TEST_F(ReadAndWrite, FormatsWithoutReaderAreRefusedClearly) {
-    ImageHolder image;
-    int code = -1;
-    const std::vector<std::uint8_t> bytes = {'G', 'I', 'F', '8', '9', 'a', 0, 0, 0, 0};
-    for (const char* name : {"a.gif", "a.bmp", "a.pcx", "a.tga", "a.fpx", "a.fits", "a.rle",
-                             "a.cmp", "a.jp2", "a.nef", "a.dng"}) {
-        write_bytes(folder.file(name), bytes);
-        EXPECT_EQ(read(folder.file(name), image.get(), &code), 136) << name;
-        EXPECT_EQ(code, FileTypeOfName(name));
-    }
-    for (const char* name : {"a.eps", "a.wfl", "a.ovalbum", "a.mov"}) {
-        write_bytes(folder.file(name), bytes);
-        EXPECT_EQ(read(folder.file(name), image.get(), &code), 71) << name;
-    }
-    EXPECT_EQ(read(folder.file("missing.gif"), image.get(), &code), 129);
-    EXPECT_EQ(read(folder.file("missing.jpg"), image.get(), &code), 129);
-    EXPECT_EQ(read(folder.file("missing.png"), image.get(), &code), 129);
-    EXPECT_EQ(read(folder.file("missing.tif"), image.get(), &code), 129);
-    EXPECT_EQ(read(folder.file("missing.dat"), image.get(), &code), 129);
-}
-
-TEST_F(ReadAndWrite, PhotoCdAndItsIndexFiles) {
-    const std::string jpeg_bytes = made_by("cjpeg", colour, "really_jpeg");
-    fs::copy_file(jpeg_bytes, folder.file("img0001.pcd"));
-    fs::copy_file(jpeg_bytes, folder.file("overview.pcd"));
-    ImageHolder image;
-    int code = -1;
-    EXPECT_EQ(read(folder.file("img0001.pcd"), image.get(), &code), 165);
-    EXPECT_EQ(code, file_type_photo_cd);
-    EXPECT_EQ(read(folder.file("overview.pcd"), image.get(), &code), 165);
-
-    // Without a folder the index file's name is no Photo CD name: sniffed.
+TEST_F(ReadAndWrite, NamesAndContentChooseTheReader) {
+    const std::string png = made_by("pnmtopng", colour, "src.png");
+    const std::string jpeg = made_by("cjpeg -quality 90", colour, "src.jpg");
+    const std::string tiff = folder.file("src.tif");
+    ASSERT_TRUE(
+        run("tiffcp -B " + quoted(made_by("pnmtotiff", gray16, "le.tif")) + " " + quoted(tiff)));
+    const Picture jpeg_pixels = read_by("djpeg -pnm", jpeg);
+    const std::string gif = folder.file("src.gif");
+    write_bytes(gif, {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0, 0, 0});
+    const std::string text = folder.file("src.txt");
+    write_bytes(text, {'h', 'e', 'l', 'l', 'o'});
+    fs::create_directories(folder.file("d.png"));
+    fs::create_directories(folder.file("cd"));
+    const ReadCase cases[] = {
+        {"a.jpg", "jpeg", 0, file_type_jpeg},
+        {"a.png", "png", 0, file_type_png},
+        {"a.TIF", "tiff", 0, file_type_tiff},
+        // Unknown names are sniffed; content wins over a misleading name.
+        {"scan.dat", "tiff", 0, file_type_unknown},
+        {"picture", "jpeg", 0, file_type_unknown},
+        {"d.png/picture", "png", 0, file_type_unknown},
+        {"named.jpg", "png", 0, -1},
+        {"named.gif", "png", 0, -1},
+        {"named.nef", "png", 0, -1},
+        {"named.png", "jpeg", 0, file_type_png},
+        {"empty.dat", "empty", 71, file_type_unknown},
+        {"notes.dat", "text", 71, file_type_unknown},
+        {"anim.dat", "gif", 136, file_type_unknown},
+        // Under the JPEG and PNG names, other content gets those readers' errors.
+        {"text.jpg", "text", 22, -1},
+        {"text.png", "text", 48, -1},
+        // Known formats with no reader, and names of no image format.
+        {"a.gif", "gif", 136, -1},
+        {"a.bmp", "gif", 136, -1},
+        {"a.pcx", "gif", 136, -1},
+        {"a.tga", "gif", 136, -1},
+        {"a.fpx", "gif", 136, -1},
+        {"a.fits", "gif", 136, -1},
+        {"a.rle", "gif", 136, -1},
+        {"a.cmp", "gif", 136, -1},
+        {"a.jp2", "gif", 136, -1},
+        {"a.dng", "gif", 136, -1},
+        {"a.eps", "gif", 71, -1},
+        {"a.wfl", "gif", 71, -1},
+        {"a.ovalbum", "gif", 71, -1},
+        {"a.mov", "gif", 71, -1},
+        {"missing.gif", "none", 129, -1},
+        {"missing.jpg", "none", 129, -1},
+        {"missing.tif", "none", 129, -1},
+        {"missing.dat", "none", 129, -1},
+        // Photo CD files, and an index file's name that is no Photo CD name
+        // without its folder.
+        {"img0001.pcd", "jpeg", 165, file_type_photo_cd},
+        {"cd/overview.pcd", "jpeg", 165, file_type_photo_cd},
+        {"overview.pcd", "jpeg", 0, file_type_unknown},
+    };
     const fs::path before = fs::current_path();
     fs::current_path(folder.path());
-    const int err = read("overview.pcd", image.get(), &code);
+    for (const ReadCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string content = c.content;
+        const std::string source = content == "png"    ? png
+                                   : content == "jpeg" ? jpeg
+                                   : content == "tiff" ? tiff
+                                   : content == "gif"  ? gif
+                                                       : text;
+        if (content == "empty")
+            write_bytes(c.name, {});
+        else if (content != "none")
+            fs::copy_file(source, c.name);
+        ImageHolder image;
+        int code = -2;
+        ASSERT_EQ(read(c.name, image.get(), &code), c.error);
+        EXPECT_EQ(code, c.code == -1 ? FileTypeOfName(c.name) : c.code);
+        if (c.error != 0) {
+            EXPECT_EQ(image->type, image_type_empty);
+            continue;
+        }
+        const Picture expected = content == "png"    ? colour
+                                 : content == "jpeg" ? jpeg_pixels
+                                                     : gray16;
+        EXPECT_EQ(max_difference(picture_of(image.get()), expected), 0);
+    }
     fs::current_path(before);
-    EXPECT_EQ(err, 0);
-    EXPECT_EQ(code, file_type_unknown);
-    EXPECT_EQ(image->type, image_type_colour8);
 }
 
 TEST_F(ReadAndWrite, OptionsForProfileAndClassification) {
@@ -174,7 +155,13 @@ TEST_F(ReadAndWrite, OptionsForProfileAndClassification) {
     ImageHolder image;
     std::vector<std::uint8_t> profile;
     int code = -1;
-    ASSERT_EQ(ReadImage(jpg.c_str(), image.get(), &profile, &code, load_no_progress), 0);
+    // cjpeg writes no density: the resolution comes from the preferences.
+    const double saved = preferences().defaultres;
+    preferences().defaultres = 150.0;
+    const int err = ReadImage(jpg.c_str(), image.get(), &profile, &code, load_no_progress);
+    preferences().defaultres = saved;
+    ASSERT_EQ(err, 0);
+    EXPECT_EQ(image->resolution, 150.0);
     EXPECT_EQ(profile, icc);
     ASSERT_EQ(ReadImage(jpg.c_str(), image.get(), &profile, &code, load_no_profile), 0);
     EXPECT_TRUE(profile.empty());
@@ -231,18 +218,6 @@ TEST_F(ReadAndWrite, ACmykTiffKeepsNoProfile) {
     EXPECT_TRUE(profile.empty());
 }
 
-TEST_F(ReadAndWrite, DefaultResolutionFromThePreferences) {
-    const std::string jpg = made_by("cjpeg", colour, "nodensity.jpg");
-    const double saved = preferences().defaultres;
-    preferences().defaultres = 150.0;
-    ImageHolder image;
-    int code = -1;
-    const int err = read(jpg, image.get(), &code);
-    preferences().defaultres = saved;
-    ASSERT_EQ(err, 0);
-    EXPECT_EQ(image->resolution, 150.0);
-}
-
 TEST_F(ReadAndWrite, WrittenFilesReadBackEverywhere) {
     ImageHolder image;
     image_of(colour, image.get(), 240.0);
@@ -272,6 +247,14 @@ TEST_F(ReadAndWrite, WrittenFilesReadBackEverywhere) {
         EXPECT_EQ(read_profile, profile);
         EXPECT_NEAR(back->resolution, 240.0, 0.05);
     }
+    // The JPEG profile can be left out.
+    options.jpeg_profile = false;
+    const std::string jpg = folder.file("options.jpg");
+    ASSERT_EQ(WriteImage(jpg.c_str(), save_filter_jpeg, image.get(), profile, options), 0);
+    std::vector<std::uint8_t> read_profile = {1};
+    ImageHolder back;
+    ASSERT_EQ(ReadImage(jpg.c_str(), back.get(), &read_profile, nullptr, 0), 0);
+    EXPECT_TRUE(read_profile.empty());
 
     // 16-bit goes to TIFF only.
     image_of(gray16, image.get());
@@ -343,20 +326,6 @@ TEST_F(ReadAndWrite, OptionsFromTheSavedState) {
     EXPECT_FALSE(options.jpeg_profile);
     EXPECT_EQ(other.jpeg_sampling, jpeg_sampling_444);
     EXPECT_TRUE(other.jpeg_profile);
-}
-
-TEST_F(ReadAndWrite, JpegProfileCanBeLeftOut) {
-    ImageHolder image;
-    image_of(colour, image.get());
-    const std::vector<std::uint8_t> icc = make_profile("RGB ", 800, 36);
-    SaveOptions options;
-    options.jpeg_profile = false;
-    const std::string jpg = folder.file("options.jpg");
-    ASSERT_EQ(WriteImage(jpg.c_str(), save_filter_jpeg, image.get(), icc, options), 0);
-    std::vector<std::uint8_t> profile = {1};
-    int code = -1;
-    ASSERT_EQ(ReadImage(jpg.c_str(), image.get(), &profile, &code, 0), 0);
-    EXPECT_TRUE(profile.empty());
 }
 
 }  // namespace
