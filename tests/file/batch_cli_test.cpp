@@ -211,37 +211,6 @@ TEST_F(BatchCli, TiffFromNetpbmAndTiffcpBecomesPngWithTheSameSamples) {
     }
 }
 
-TEST_F(BatchCli, JpegFromCjpegDecodesExactlyAsDjpegDoes) {
-    const Picture colour = file_test::make_picture(67, 45, 3, 255, 3);
-    const Picture gray = file_test::make_picture(67, 45, 1, 255, 4);
-    file_test::write_pnm(file("colour.ppm"), colour);
-    file_test::write_pnm(file("gray.pgm"), gray);
-    struct Variant {
-        const char* name;
-        const char* options;
-        const char* source;
-    };
-    const Variant variants[] = {
-        {"colour 4:2:0", "-quality 85", "colour.ppm"},
-        {"colour 4:2:2 progressive", "-quality 70 -sample 2x1 -progressive", "colour.ppm"},
-        {"gray", "-quality 90 -grayscale", "gray.pgm"},
-    };
-    for (const Variant& v : variants) {
-        SCOPED_TRACE(v.name);
-        ASSERT_TRUE(file_test::run("cjpeg " + std::string(v.options) + " -outfile " +
-                                   quoted(file("in.jpg")) + " " + quoted(file(v.source))));
-        const Picture expected = decoded_by(dir, "djpeg -pnm", file("in.jpg"));
-        for (const char* out : {"out.png", "out.tif"}) {
-            SCOPED_TRACE(out);
-            const Outcome outcome =
-                batch(dir, "convert " + quoted(file("in.jpg")) + " " + quoted(file(out)));
-            ASSERT_EQ(outcome.status, 0) << outcome.err;
-            const char* tool = std::string(out) == "out.png" ? "pngtopnm" : "tifftopnm -byrow";
-            EXPECT_TRUE(same_picture(expected, decoded_by(dir, tool, file(out))));
-        }
-    }
-}
-
 TEST_F(BatchCli, JpegWrittenAtAQualityDecodesAsCjpegsAtThatQuality) {
     // With the same quantisation tables and full colour resolution, libjpeg's
     // decoder gives the same pixels whoever encoded the file. The default is
@@ -313,43 +282,38 @@ TEST_F(BatchCli, ProfilesTravelThroughEveryFormat) {
 }
 
 TEST_F(BatchCli, InfoDescribesFilesOfEachFormat) {
-    const Picture colour16 = file_test::make_picture(45, 23, 3, 65535, 1);
-    file_test::write_pnm(file("deep.ppm"), colour16);
+    file_test::write_pnm(file("deep.ppm"), file_test::make_picture(45, 23, 3, 65535, 1));
+    file_test::write_pnm(file("gray.pgm"), file_test::make_picture(30, 20, 1, 255, 2));
+    write_pbm(file("bilevel.pbm"), file_test::make_picture(19, 7, 1, 1, 3));
     ASSERT_TRUE(file_test::run("pnmtopng -size '11811 11811 1' " + quoted(file("deep.ppm")) +
                                " > " + quoted(file("deep.png"))));
-    // The same bytes under a name that says nothing, and under a misleading one.
-    std::filesystem::copy_file(file("deep.png"), file("deep.dat"));
-    std::filesystem::copy_file(file("deep.png"), file("deep.jpg"));
-    const std::string png_info =
-        "Format: PNG\nWidth: 45\nHeight: 23\nType: Color Image (48-bit)\n"
-        "Resolution: 300.0\nProfile: no\n";
-    for (const char* name : {"deep.png", "deep.dat", "deep.jpg"}) {
-        const Outcome outcome = batch(dir, "info " + quoted(file(name)));
-        EXPECT_EQ(outcome.status, 0) << name << outcome.err;
-        EXPECT_EQ(outcome.out, png_info) << name;
-    }
-
-    const Picture gray = file_test::make_picture(30, 20, 1, 255, 2);
-    file_test::write_pnm(file("gray.pgm"), gray);
     ASSERT_TRUE(file_test::run("cjpeg -grayscale -outfile " + quoted(file("gray.jpg")) + " " +
                                quoted(file("gray.pgm"))));
-    Outcome outcome = batch(dir, "info " + quoted(file("gray.jpg")));
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(
-        outcome.out.rfind("Format: JPEG\nWidth: 30\nHeight: 20\nType: Black and White Image\n", 0),
-        0u)
-        << outcome.out;
-    EXPECT_NE(outcome.out.find("Profile: no\n"), std::string::npos) << outcome.out;
-
-    const Picture bilevel = file_test::make_picture(19, 7, 1, 1, 3);
-    write_pbm(file("bilevel.pbm"), bilevel);
     ASSERT_TRUE(file_test::run("pnmtotiff -lzw " + quoted(file("bilevel.pbm")) + " > " +
                                quoted(file("bilevel.tif")) + " 2>/dev/null"));
-    outcome = batch(dir, "info " + quoted(file("bilevel.tif")));
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(outcome.out.rfind("Format: TIFF\nWidth: 19\nHeight: 7\nType: Binary Image\n", 0), 0u)
-        << outcome.out;
-    EXPECT_NE(outcome.out.find("Compression: LZW\n"), std::string::npos) << outcome.out;
+    // The same PNG bytes under a name that says nothing, and under a misleading one.
+    std::filesystem::copy_file(file("deep.png"), file("deep.dat"));
+    std::filesystem::copy_file(file("deep.png"), file("deep.jpg"));
+    const std::string png =
+        "Format: PNG\nWidth: 45\nHeight: 23\nType: Color Image (48-bit)\n"
+        "Resolution: 300.0\nProfile: no\n";
+    const std::pair<const char*, std::string> cases[] = {
+        {"deep.png", png},
+        {"deep.dat", png},
+        {"deep.jpg", png},
+        {"gray.jpg", "Format: JPEG\nWidth: 30\nHeight: 20\nType: Black and White Image\n"},
+        {"bilevel.tif", "Format: TIFF\nWidth: 19\nHeight: 7\nType: Binary Image\n"},
+    };
+    for (const auto& [name, start] : cases) {
+        const Outcome outcome = batch(dir, "info " + quoted(file(name)));
+        EXPECT_EQ(outcome.status, 0) << name << outcome.err;
+        EXPECT_EQ(outcome.out.substr(0, start.size()), start) << name;
+        if (start == png) {
+            EXPECT_EQ(outcome.out, png);
+        }
+    }
+    EXPECT_NE(batch(dir, "info " + quoted(file("bilevel.tif"))).out.find("Compression: LZW\n"),
+              std::string::npos);
 }
 
 TEST_F(BatchCli, FailuresGiveTheErrorCodeAndLeaveTheDestinationAlone) {

@@ -3,10 +3,12 @@
 // tiffinfo and decode in libtiff to exactly what we wrote.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdio>
 #include <string>
 
 #include "core/image.h"
+#include "core/parallel.h"
 #include "file/file_test_support.h"
 #include "file/tiff_reader.h"
 #include "file/tiff_writer.h"
@@ -124,7 +126,10 @@ TEST(TiffcpToOwnReader, MinIsWhiteIsInvertedAndAlphaDropped) {
     }
 }
 
-class OwnWriterToLibtiff : public ::testing::TestWithParam<std::tuple<int, int>> {};
+class OwnWriterToLibtiff : public ::testing::TestWithParam<std::tuple<int, int>> {
+protected:
+    void TearDown() override { parallel_set_threads(0); }
+};
 
 TEST_P(OwnWriterToLibtiff, PassesTiffinfoAndDecodesToWhatWasWritten) {
     const auto [type, compression] = GetParam();
@@ -136,13 +141,24 @@ TEST_P(OwnWriterToLibtiff, PassesTiffinfoAndDecodesToWhatWasWritten) {
     ImageHolder image;
     ASSERT_EQ(image_of(source, image.get()), 0);
 
+    // Strips are compressed and decoded on several threads: the file is the
+    // same byte for byte whatever the thread count.
+    std::vector<std::uint8_t> bytes[2];
     for (bool thumbnail : {false, true}) {
         SCOPED_TRACE(thumbnail ? "with thumbnail" : "without thumbnail");
         const std::string path = dir.file("ours.tif");
+        parallel_set_threads(thumbnail ? 5 : 1);
         std::FILE* f = std::fopen(path.c_str(), "wb");
         ASSERT_NE(f, nullptr);
-        ASSERT_EQ(TiffWrite(f, image.get(), {}, 0, nullptr, 0, compression, thumbnail, false), 0);
+        ASSERT_EQ(TiffWrite(f, image.get(), {}, 0, nullptr, 0, compression, false, false), 0);
         ASSERT_EQ(std::fclose(f), 0);
+        bytes[thumbnail ? 1 : 0] = read_bytes(path);
+        if (thumbnail) {
+            EXPECT_EQ(bytes[0], bytes[1]);
+            f = std::fopen(path.c_str(), "wb");
+            ASSERT_EQ(TiffWrite(f, image.get(), {}, 0, nullptr, 0, compression, true, false), 0);
+            ASSERT_EQ(std::fclose(f), 0);
+        }
 
         int status = 0;
         const std::string report = output_of("tiffinfo -D " + path, &status);
@@ -154,7 +170,7 @@ TEST_P(OwnWriterToLibtiff, PassesTiffinfoAndDecodesToWhatWasWritten) {
         ASSERT_TRUE(decode_with_libtiff(path, &decoded));
         EXPECT_EQ(max_difference(source, decoded), 0);
 
-        // And the own reader takes it back unchanged.
+        // And the own reader takes it back unchanged, on 5 threads or 1.
         ImageHolder back;
         ASSERT_EQ(read_own(path, back.get()), 0);
         EXPECT_EQ(back->type, type);
@@ -185,12 +201,28 @@ TEST_P(OwnWriterToLibtiff, PassesTiffinfoAndDecodesToWhatWasWritten) {
 INSTANTIATE_TEST_SUITE_P(TypesAndCompressions, OwnWriterToLibtiff,
                          ::testing::Combine(::testing::Values(1, 2, 3, 6, 7),
                                             ::testing::Values(0, 1, 2)),
-                         [](const auto& info) {
-                             const int c = std::get<1>(info.param);
-                             return "type" + std::to_string(std::get<0>(info.param)) +
+                         [](const auto& param_info) {
+                             const int c = std::get<1>(param_info.param);
+                             return "type" + std::to_string(std::get<0>(param_info.param)) +
                                     (c == 0   ? "_none"
                                      : c == 1 ? "_zip"
                                               : "_lzw");
                          });
+
+// Every index is run once, whatever the count of threads and of indices.
+TEST(ParallelFor, RunsEachIndexOnce) {
+    for (const int threads : {0, 1, 2, 8}) {
+        parallel_set_threads(threads);
+        for (const int count : {0, 1, 7, 1000}) {
+            std::vector<std::atomic<int>> seen(static_cast<std::size_t>(count));
+            parallel_for(count, [&](int i) { ++seen[static_cast<std::size_t>(i)]; });
+            for (int i = 0; i < count; ++i)
+                ASSERT_EQ(seen[static_cast<std::size_t>(i)], 1) << threads << " " << count;
+        }
+    }
+    parallel_set_threads(0);
+    EXPECT_GE(parallel_threads(), 1);
+    EXPECT_LE(parallel_threads(), parallel_max_threads);
+}
 
 }  // namespace

@@ -36,6 +36,11 @@ TEST(TiffReader, HandMadeFilesInBothByteOrders) {
         ASSERT_EQ(read_own_bytes(gray_file(13, 11, 4, big).build(), image.get()), 0);
         EXPECT_TRUE(is_gray_file(image.get(), 13, 11));
     }
+    // The two order bytes must agree.
+    std::vector<std::uint8_t> bytes = gray_file(5, 4, 4).build();
+    bytes[1] = 'M';
+    ImageHolder image;
+    EXPECT_EQ(read_own_bytes(bytes, image.get()), 56);
 }
 
 // One tag of a 6 by 9 gray file replaced (or dropped, given no values).
