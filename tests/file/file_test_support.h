@@ -176,6 +176,31 @@ inline void write_pnm(const std::string& path, const Picture& p) {
     }
 }
 
+// The file that `tool`, reading netpbm and writing to its standard output,
+// makes of `picture` at `path`; true when it ran.
+inline bool made_by(const std::string& tool, const Picture& picture, const std::string& path) {
+    const std::string pnm = path + (picture.channels == 3 ? ".ppm" : ".pgm");
+    write_pnm(pnm, picture);
+    return run(tool + " " + quoted(pnm) + " > " + quoted(path) + " 2>/dev/null");
+}
+
+// What `tool`, writing netpbm to its standard output, decodes `path` to;
+// empty when it failed.
+inline Picture decoded_by(const std::string& tool, const std::string& path) {
+    const std::string pnm = path + ".decoded.pnm";
+    if (!run(tool + " " + quoted(path) + " > " + quoted(pnm) + " 2>/dev/null")) return {};
+    return read_pnm(pnm);
+}
+
+// The names in a folder, sorted.
+inline std::vector<std::string> listing(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 // A picture with smooth gradients, sharp edges and some noise (at least one
 // step, so that few-bit pictures vary from pixel to pixel), the same for a
 // given seed.
@@ -351,6 +376,7 @@ struct SourceOptions {
     int photometric = -1;    // default: min-is-black or RGB
     int extra_channels = 0;  // alpha samples written after the colours
     int orientation = 0;     // 0: no tag
+    std::vector<std::uint8_t> profile;
 };
 
 // Writes an uncompressed TIFF through libtiff's own API, samples packed most
@@ -375,6 +401,9 @@ inline bool write_with_libtiff(const std::string& path, const Picture& p,
     TIFFSetField(tif, TIFFTAG_YRESOLUTION, 300.0);
     TIFFSetField(tif, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
     if (o.orientation > 0) TIFFSetField(tif, TIFFTAG_ORIENTATION, o.orientation);
+    if (!o.profile.empty())
+        TIFFSetField(tif, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(o.profile.size()),
+                     o.profile.data());
     if (o.extra_channels > 0) {
         std::vector<std::uint16_t> kinds(static_cast<std::size_t>(o.extra_channels),
                                          EXTRASAMPLE_UNASSALPHA);
@@ -450,14 +479,6 @@ inline bool decode_with_libtiff(const std::string& path, Picture* out, int chann
 }
 
 // Reads a TIFF file, or TIFF bytes, with the own reader only (no fallback).
-inline int read_own(const std::string& path, Image* image) {
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (!f) return -1;
-    const int err = TiffReadAt(f, 0, image, false);
-    std::fclose(f);
-    return err;
-}
-
 inline int read_own_bytes(const std::vector<std::uint8_t>& bytes, Image* image) {
     FILE* f = std::tmpfile();
     if (!f) return -1;
@@ -466,6 +487,10 @@ inline int read_own_bytes(const std::vector<std::uint8_t>& bytes, Image* image) 
     const int err = TiffReadAt(f, 0, image, false);
     std::fclose(f);
     return err;
+}
+
+inline int read_own(const std::string& path, Image* image) {
+    return read_own_bytes(read_bytes(path), image);
 }
 
 // A TIFF put together entry by entry, for files no ordinary writer makes:

@@ -54,20 +54,11 @@ class JpegFiles : public ::testing::Test {
 protected:
     ScratchFolder folder;
 
-    // A cjpeg file of a generated picture; the picture itself goes to `source`.
     std::string cjpeg(const Picture& picture, const std::string& options, const std::string& name) {
-        const std::string pnm = folder.file(name + (picture.channels == 3 ? ".ppm" : ".pgm"));
-        write_pnm(pnm, picture);
-        const std::string jpg = folder.file(name + ".jpg");
-        EXPECT_TRUE(run("cjpeg " + options + " -outfile " + quoted(jpg) + " " + quoted(pnm)));
-        return jpg;
+        EXPECT_TRUE(made_by("cjpeg " + options, picture, folder.file(name + ".jpg")));
+        return folder.file(name + ".jpg");
     }
-
-    Picture djpeg(const std::string& jpg) {
-        const std::string out = jpg + ".pnm";
-        EXPECT_TRUE(run("djpeg -pnm -outfile " + quoted(out) + " " + quoted(jpg)));
-        return read_pnm(out);
-    }
+    Picture djpeg(const std::string& jpg) { return decoded_by("djpeg -pnm", jpg); }
 };
 
 TEST_F(JpegFiles, FilesOfCjpegReadAsDjpegReadsThem) {
@@ -187,36 +178,6 @@ TEST_F(JpegFiles, ResolutionFromTheJfifDensity) {
     EXPECT_EQ(bytes[jfif.offset + 11], 1);
     EXPECT_EQ(bytes[jfif.offset + 12] << 8 | bytes[jfif.offset + 13], 300);
     EXPECT_EQ(bytes[jfif.offset + 14] << 8 | bytes[jfif.offset + 15], 300);
-}
-
-TEST_F(JpegFiles, ProfileWrittenInChunksAndReadBack) {
-    const std::vector<std::uint8_t> profile = random_bytes(70000, 9);
-    ImageHolder image;
-    image_of(make_picture(40, 30, 3, 255, 4), image.get());
-    JpegWriteOptions options;
-    options.profile = profile;
-    const std::string jpg = folder.file("profile.jpg");
-    ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
-
-    // JFIF first, then three APP2 markers of 32000, 32000 and 6000 bytes.
-    const auto bytes = read_bytes(jpg);
-    const auto segments = header_segments(bytes);
-    ASSERT_GE(segments.size(), 4u);
-    EXPECT_EQ(segments[0].marker, 0xE0);
-    std::vector<std::size_t> chunk_sizes;
-    for (const Segment& s : segments) {
-        if (s.marker != 0xE2) continue;
-        EXPECT_EQ(std::string(reinterpret_cast<const char*>(&bytes[s.offset + 4]), 11),
-                  "ICC_PROFILE");
-        EXPECT_EQ(bytes[s.offset + 16], chunk_sizes.size() + 1);  // sequence
-        EXPECT_EQ(bytes[s.offset + 17], 3);                       // total
-        chunk_sizes.push_back(s.length - 16);
-    }
-    EXPECT_EQ(chunk_sizes, (std::vector<std::size_t>{32000, 32000, 6000}));
-    ImageHolder back;
-    std::vector<std::uint8_t> read_profile;
-    ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), back.get(), &read_profile, false, 100.0), 0);
-    EXPECT_EQ(read_profile, profile);
 }
 
 TEST_F(JpegFiles, ProfilesOfCjpegInAnyChunkOrder) {
@@ -389,30 +350,6 @@ TEST_F(JpegFiles, DamagedAndForeignFilesAreRefused) {
         129);
 }
 
-TEST_F(JpegFiles, CancelLeavesNoImage) {
-    for (const char* options : {"", "-progressive"}) {
-        SCOPED_TRACE(options);
-        const std::string jpg = cjpeg(make_picture(600, 300, 3, 255, 13), options, "big");
-        CancellingDisplay display(5);
-        ImageHolder image;
-        std::vector<std::uint8_t> profile;
-        EXPECT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), &profile, true, 100.0), 11);
-        EXPECT_EQ(image->type, image_type_empty);
-        EXPECT_EQ(display.begins, 1);
-        EXPECT_EQ(display.ends, 1);
-        // Without progress nothing asks, nothing cancels.
-        EXPECT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), &profile, false, 100.0), 0);
-        // Small pictures never show progress.
-        const std::string small = cjpeg(make_picture(300, 300, 1, 255, 13), options, "small");
-        EXPECT_EQ(ReadJPEGAndProfile(small.c_str(), image.get(), &profile, true, 100.0), 0);
-        EXPECT_EQ(display.begins, 1);
-    }
-    // A full disk is a write error.
-    ImageHolder image;
-    ASSERT_EQ(image_alloc(image.get(), image_type_gray8, 8, 8, 100.0), 0);
-    EXPECT_EQ(WriteJPEG("/dev/full", image.get(), {}), 23);
-}
-
 TEST_F(JpegFiles, ExifBlockStandsBetweenJfifAndProfile) {
     std::vector<std::uint8_t> exif = {'E', 'x', 'i', 'f', 0, 0};
     const auto tiff = random_bytes(500, 15);
@@ -438,6 +375,8 @@ TEST_F(JpegFiles, ExifBlockStandsBetweenJfifAndProfile) {
     const std::vector<std::uint8_t> huge(70000, 1);
     options.exif = huge;
     EXPECT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 126);
+    // A full disk is a write error.
+    EXPECT_EQ(WriteJPEG("/dev/full", image.get(), {}), 23);
 }
 
 }  // namespace

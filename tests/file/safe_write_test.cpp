@@ -44,15 +44,6 @@ FileWriter writing(std::string text, int code, std::string* written_to = nullptr
     };
 }
 
-// Names in the folder, sorted.
-std::vector<std::string> listing(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 TEST(UniqueName, NumbersSiblingsOfAnExistingFile) {
     ScratchFolder folder;
     const std::string target = folder.file("picture.tif");

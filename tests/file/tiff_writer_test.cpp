@@ -69,64 +69,25 @@ ImageHolder pattern_image(int width, int height, int type) {
     return image;
 }
 
-TEST(TiffWriter, FixedLayoutAndTagSet) {
+TEST(TiffWriter, StripsOfAQuarterMegabyteInPictureOrderEndTheFile) {
     ImageHolder image = pattern_image(1000, 200, image_type_colour8);
     image->resolution = 72.35;
-    const std::vector<std::uint8_t> profile(333, 0x5A);
-    const Written w = write(image.get(), tiff_compression_zip, true, {}, 0, profile);
+    const Written w = write(image.get(), tiff_compression_zip, true);
     ASSERT_EQ(w.result, 0);
-    const std::vector<std::uint8_t> header = {'I', 'I', 42, 0, 8, 0, 0, 0};
-    EXPECT_TRUE(std::equal(header.begin(), header.end(), w.bytes.begin()));
-
     const Ifd ifd = ifd_at(w.bytes);
-    EXPECT_EQ(ifd.tags(), (std::vector<int>{254, 255, 256, 257, 258, 259, 262, 266, 273, 274,
-                                            277, 278, 279, 282, 283, 284, 296, 317, 330, 34675}));
-    // Values too big for their entries follow the IFD in tag order, unpadded.
-    std::uint32_t expected = ifd.offset + 6 + 12 * static_cast<std::uint32_t>(ifd.entries.size());
-    for (const TiffEntry& e : ifd.entries) {
-        if (tiff_value_bytes(e) > 4) {
-            EXPECT_EQ(e.offset, expected) << e.tag;
-            expected += static_cast<std::uint32_t>(tiff_value_bytes(e));
-        }
-    }
-    EXPECT_EQ(ifd[259]->value, 8);
-    EXPECT_EQ(ifd[262]->value, 2);
-    EXPECT_EQ(ifd[277]->value, 3);
-    EXPECT_EQ(ifd[296]->value, 2);
-    EXPECT_EQ(ifd[317]->value, 2);
-    EXPECT_EQ(ifd[254]->value, 0);
-    EXPECT_EQ(ifd[255]->value, 1);
     // 250,000 bytes a strip: 83 lines of 3000 bytes, so 3 strips for 200 lines.
     EXPECT_EQ(ifd[278]->value, 83);
-    EXPECT_EQ(ifd[273]->count, 3u);
-    double num = 0;
-    ASSERT_EQ(TiffReadRationalAt(ifd.source, *ifd[282], 0, &num), 0);
-    EXPECT_DOUBLE_EQ(num, 72.4);  // tenths, rounded
-    std::vector<std::uint8_t> stored(profile.size());
-    ASSERT_EQ(tiff_read(ifd.source, ifd[34675]->offset, stored.data(), stored.size()), 0);
-    EXPECT_EQ(stored, profile);
-    EXPECT_EQ(ifd[34675]->type, tiff_undefined);
-
-    // The thumbnail IFD comes next with its strip, then the main strips in
-    // picture order, the last ending the file.
-    const Ifd thumb = ifd_at(w.bytes, static_cast<std::uint32_t>(ifd[330]->value));
-    EXPECT_EQ(thumb.tags(), (std::vector<int>{254, 255, 256, 257, 258, 259, 262, 266, 273, 274, 277,
-                                              278, 279, 282, 283, 284, 296, 317}));
-    EXPECT_EQ(thumb[254]->value, 1);
-    EXPECT_EQ(thumb[255]->value, 2);
-    EXPECT_EQ(thumb[256]->value, 300);
-    EXPECT_EQ(thumb[257]->value, 60);
-    EXPECT_EQ(thumb[259]->value, 8);
-    EXPECT_EQ(thumb[278]->value, 60);
-    EXPECT_EQ(static_cast<std::uint32_t>(ifd[330]->value), expected);
     std::vector<std::uint32_t> offsets;
     std::vector<std::uint32_t> counts;
     ASSERT_EQ(tiff_read_values(ifd.source, *ifd[273], &offsets), 0);
     ASSERT_EQ(tiff_read_values(ifd.source, *ifd[279], &counts), 0);
-    EXPECT_EQ(offsets[0], thumb[273]->offset + thumb[279]->offset);
+    ASSERT_EQ(offsets.size(), 3u);
     for (std::size_t s = 1; s < offsets.size(); ++s)
         EXPECT_EQ(offsets[s], offsets[s - 1] + counts[s - 1]);
     EXPECT_EQ(offsets.back() + counts.back(), w.bytes.size());
+    double num = 0;
+    ASSERT_EQ(TiffReadRationalAt(ifd.source, *ifd[282], 0, &num), 0);
+    EXPECT_DOUBLE_EQ(num, 72.4);  // tenths, rounded
 }
 
 TEST(TiffWriter, ExtraFieldsTakeTheirPlaceInTagOrder) {
