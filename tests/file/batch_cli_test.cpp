@@ -331,10 +331,8 @@ TEST_F(BatchCli, FailuresGiveTheErrorCodeAndLeaveTheDestinationAlone) {
     }
     const std::string jpg = quoted(file("y.jpg"));
     const std::string bad_lines[] = {
-        "",
         "info",
         "info " + in + " " + in,
-        "resize " + in,
         "convert " + in,
         "convert " + in + " " + jpg + " " + quoted(file("z.jpg")),
         "convert " + in + " " + jpg + " --quality",

@@ -376,7 +376,7 @@ struct SourceOptions {
     int photometric = -1;    // default: min-is-black or RGB
     int extra_channels = 0;  // alpha samples written after the colours
     int orientation = 0;     // 0: no tag
-    std::vector<std::uint8_t> profile;
+    std::vector<std::uint8_t> profile = {};
 };
 
 // Writes an uncompressed TIFF through libtiff's own API, samples packed most

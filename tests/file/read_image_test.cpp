@@ -304,24 +304,4 @@ TEST_F(ReadAndWrite, ASaveCancelledHalfWayLeavesTheOriginal) {
     EXPECT_EQ(listing(folder.path()), std::vector<std::string>{"original.dat"});
 }
 
-TEST_F(ReadAndWrite, OptionsFromTheSavedState) {
-    State& state = saved_state();
-    const State saved = state;
-    state.jpegquality[0] = 55;
-    state.jpegquality[1] = jpeg_sampling_422;
-    state.TIFFCompressMode = 2;
-    state.savefileoptions = save_without_comments | save_without_profile;
-    const SaveOptions options = save_options_from_state();
-    state.jpegquality[1] = 9;  // no such sampling
-    state.savefileoptions = save_without_comments;
-    const SaveOptions other = save_options_from_state();
-    state = saved;
-    EXPECT_EQ(options.jpeg_quality, 55);
-    EXPECT_EQ(options.jpeg_sampling, jpeg_sampling_422);
-    EXPECT_EQ(options.tiff_compression, 2);
-    EXPECT_FALSE(options.jpeg_profile);
-    EXPECT_EQ(other.jpeg_sampling, jpeg_sampling_444);
-    EXPECT_TRUE(other.jpeg_profile);
-}
-
 }  // namespace
