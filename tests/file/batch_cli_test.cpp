@@ -171,10 +171,8 @@ TEST_F(BatchCli, JpegWrittenAtAQualityDecodesAsCjpegsAtThatQuality) {
     };
     const Case cases[] = {
         {"colour.png", "colour.ppm", "-sample 1x1", 40},
-        {"colour.png", "colour.ppm", "-sample 1x1", 75},
         {"colour.png", "colour.ppm", "-sample 1x1", -1},
-        {"gray.tif", "gray.pgm", "-grayscale", 60},
-        {"gray.tif", "gray.pgm", "-grayscale", -1},
+        {"gray.tif", "gray.pgm", "-grayscale", 75},
     };
     for (const Case& c : cases) {
         const int quality = c.quality < 0 ? 97 : c.quality;

@@ -21,8 +21,7 @@ std::string upper(std::string s) {
 
 TEST(FileTypeOfName, ExtensionsInAnyCase) {
     const std::vector<std::pair<int, std::string>> samples = {
-        {0, "tiff"}, {1, "jpe"},      {5, "tga"},  {8, "fits"}, {19, "j2k"}, {20, "032"},
-        {20, "rw2"}, {33, "ovalbum"}, {34, "mts"}, {12, "cmp"}, {11, "eps"}, {32, "wfl"},
+        {0, "tiff"}, {1, "jpe"}, {19, "j2k"}, {20, "rw2"}, {33, "ovalbum"}, {32, "wfl"},
     };
     for (const auto& [code, e] : samples) {
         EXPECT_EQ(FileTypeOfName("/photos/day one/picture." + e), code) << e;

@@ -359,14 +359,6 @@ TEST(TiffReader, ProgressCancelAndReentry) {
         EXPECT_EQ(max_difference(big, picture_of(outer.get())), 0);
         EXPECT_EQ(max_difference(other, picture_of(inner.get())), 0);
     }
-    {
-        // The writer can be cancelled too.
-        CancellingDisplay display(0);
-        std::FILE* f = std::fopen(dir.file("cancelled.tif").c_str(), "wb");
-        EXPECT_EQ(TiffWrite(f, image.get(), {}, 0, nullptr, 0, 0, false, true), 11);
-        std::fclose(f);
-        EXPECT_EQ(display.title, "File Save");
-    }
 }
 
 TEST(TiffReader, SetOrientationRewritesInPlace) {
