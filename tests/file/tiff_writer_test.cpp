@@ -90,6 +90,24 @@ TEST(TiffWriter, StripsOfAQuarterMegabyteInPictureOrderEndTheFile) {
     EXPECT_DOUBLE_EQ(num, 72.4);  // tenths, rounded
 }
 
+TEST(TiffWriter, ThumbnailPixelsAreRoundedBoxMeans) {
+    // 600 by 400 halves to 300 by 200: each pixel the mean of a 2 by 2 box,
+    // rounded to nearest.
+    const Picture p = make_picture(600, 400, 1, 255, 21);
+    ImageHolder image;
+    ASSERT_EQ(image_of(p, image.get()), 0);
+    ImageHolder thumb;
+    ASSERT_EQ(tiff_reduce_for_thumbnail(image.get(), thumb.get()), 0);
+    const Picture t = picture_of(thumb.get());
+    ASSERT_EQ(t.width * 1000 + t.height, 300200);
+    for (int y = 0; y < 200; ++y)
+        for (int x = 0; x < 300; ++x)
+            ASSERT_EQ(t.at(x, y), (p.at(2 * x, 2 * y) + p.at(2 * x + 1, 2 * y) +
+                                   p.at(2 * x, 2 * y + 1) + p.at(2 * x + 1, 2 * y + 1) + 2) /
+                                      4)
+                << x << ", " << y;
+}
+
 TEST(TiffWriter, ExtraFieldsTakeTheirPlaceInTagOrder) {
     ImageHolder image = pattern_image(10, 10, image_type_gray8);
     auto text = [](const std::string& s) { return std::vector<std::uint8_t>(s.begin(), s.end()); };
