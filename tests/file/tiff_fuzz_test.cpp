@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "core/image.h"
+#include "file/file_test_support.h"
 #include "file/tiff_lzw.h"
 #include "file/tiff_reader.h"
 #include "file/tiff_source.h"
-#include "file/tiff_test_support.h"
 #include "file/tiff_writer.h"
 
 namespace {
@@ -26,11 +26,10 @@ const std::set<int> reader_errors = {1,   56,  102, 141, 142, 143, 144, 145, 146
 
 Bytes written_by_us(int type, int compression, bool thumbnail) {
     const int channels = type == image_type_colour8 || type == image_type_colour16 ? 3 : 1;
-    const int bits = type == image_type_binary                                  ? 1
-                     : type == image_type_gray16 || type == image_type_colour16 ? 16
-                                                                                : 8;
+    const int maxval = type == image_type_binary ? 1 : type >= image_type_gray16 ? 65535 : 255;
     ImageHolder image;
-    tiff_test::image_from_pixels(tiff_test::make_pattern(37, 23, channels, bits, 5), image.get());
+    EXPECT_EQ(
+        file_test::image_of(file_test::make_picture(37, 23, channels, maxval, 5), image.get()), 0);
     std::FILE* f = std::tmpfile();
     EXPECT_EQ(TiffWrite(f, image.get(), {}, 0, nullptr, 0, compression, thumbnail, false), 0);
     Bytes bytes(static_cast<std::size_t>(std::ftell(f)));
@@ -40,7 +39,7 @@ Bytes written_by_us(int type, int compression, bool thumbnail) {
     return bytes;
 }
 
-std::vector<Bytes> seed_files(const tiff_test::TempDir& dir) {
+std::vector<Bytes> seed_files(const file_test::ScratchFolder& dir) {
     std::vector<Bytes> seeds;
     for (int type : {1, 2, 3, 6, 7})
         for (int compression : {0, 1, 2})
@@ -48,26 +47,24 @@ std::vector<Bytes> seed_files(const tiff_test::TempDir& dir) {
     // Files from libtiff: big-endian, predictors, several strips, 4-bit, min-is-white.
     struct Source {
         int channels;
-        int bits;
+        int maxval;
         int photometric;
         const char* options;
     };
     for (const Source& s :
-         {Source{3, 8, -1, "-B -r 5 -c lzw:2"}, Source{1, 16, -1, "-B -r 4 -c zip:2"},
-          Source{1, 4, -1, "-r 3 -c lzw"}, Source{1, 1, 0, "-B -r 6 -c none"},
-          Source{3, 16, -1, "-L -r 2 -c none"}}) {
+         {Source{3, 255, -1, "-B -r 5 -c lzw:2"}, Source{1, 65535, -1, "-B -r 4 -c zip:2"},
+          Source{1, 15, -1, "-r 3 -c lzw"}, Source{1, 1, 0, "-B -r 6 -c none"},
+          Source{3, 65535, -1, "-L -r 2 -c none"}}) {
         const std::string source = dir.file("source.tif");
         const std::string variant = dir.file("variant.tif");
-        tiff_test::SourceOptions options;
-        options.photometric = s.photometric;
-        EXPECT_TRUE(tiff_test::write_with_libtiff(
-            source, tiff_test::make_pattern(29, 19, s.channels, s.bits, 3), options));
-        int status = 0;
-        tiff_test::run(std::string("tiffcp ") + s.options + " " + source + " " + variant, &status);
-        EXPECT_EQ(status, 0);
-        seeds.push_back(tiff_test::read_bytes(variant));
+        EXPECT_TRUE(file_test::write_with_libtiff(
+            source, file_test::make_picture(29, 19, s.channels, s.maxval, 3),
+            {.photometric = s.photometric}));
+        EXPECT_TRUE(
+            file_test::run(std::string("tiffcp ") + s.options + " " + source + " " + variant));
+        seeds.push_back(file_test::read_bytes(variant));
     }
-    seeds.push_back(tiff_test::gray_file(9, 13, 4, true).build());
+    seeds.push_back(file_test::gray_file(9, 13, 4, true).build());
     return seeds;
 }
 
@@ -147,7 +144,7 @@ Bytes mutate(const Bytes& seed, std::mt19937& rng) {
 }
 
 TEST(TiffFuzz, CorruptedFilesGiveErrorCodesNeverCrashes) {
-    tiff_test::TempDir dir;
+    file_test::ScratchFolder dir;
     const std::vector<Bytes> seeds = seed_files(dir);
     std::mt19937 rng(20240611);
     int read = 0;

@@ -3,42 +3,42 @@
 // tiffinfo and decode in libtiff to exactly what we wrote.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdio>
 #include <string>
 
 #include "core/image.h"
+#include "core/parallel.h"
+#include "file/file_test_support.h"
 #include "file/tiff_reader.h"
-#include "file/tiff_test_support.h"
 #include "file/tiff_writer.h"
 
 namespace {
 
-using tiff_test::Pixels;
+using namespace file_test;
 
 struct Kind {
     const char* name;
     int channels;
-    int bits;
+    int maxval;
 };
 
 constexpr Kind kinds[] = {
-    {"1-bit", 1, 1},   {"4-bit", 1, 4}, {"gray8", 1, 8},
-    {"gray16", 1, 16}, {"rgb8", 3, 8},  {"rgb16", 3, 16},
+    {"bilevel", 1, 1},    {"gray4", 1, 15}, {"gray8", 1, 255},
+    {"gray16", 1, 65535}, {"rgb8", 3, 255}, {"rgb16", 3, 65535},
 };
 
 // What the own reader makes of libtiff's samples: 4-bit gray is widened with
 // each pair of pixels swapped (the reader takes the high nibble for odd pixels),
 // and min-is-white is inverted.
-Pixels as_read(const Pixels& decoded, int channels, bool min_is_white) {
-    Pixels p = tiff_test::first_channels(decoded, channels);
-    const std::uint32_t top = (1u << p.bits) - 1;
+Picture as_read(Picture p, bool min_is_white) {
     if (min_is_white) {
         for (auto& v : p.samples)
-            v = top - v;
+            v = static_cast<std::uint32_t>(p.maxval) - v;
     }
-    if (p.bits != 4) return p;
-    Pixels wide = p;
-    wide.bits = 8;
+    if (p.maxval != 15) return p;
+    Picture wide = p;
+    wide.maxval = 255;
     for (int y = 0; y < p.height; ++y) {
         for (int x = 0; x < p.width; ++x) {
             const int partner = x ^ 1;
@@ -54,13 +54,14 @@ class TiffcpToOwnReader : public ::testing::TestWithParam<Kind> {};
 
 TEST_P(TiffcpToOwnReader, EveryByteOrderCompressionAndPredictor) {
     const Kind kind = GetParam();
-    tiff_test::TempDir dir;
-    // An odd width exercises line padding; 7-row strips exercise strip tables.
-    const Pixels source = tiff_test::make_pattern(67, 45, kind.channels, kind.bits, 7);
+    ScratchFolder dir;
+    // An odd width exercises line padding; 4-row strips, the last of one row,
+    // exercise strip tables.
+    const Picture source = make_picture(67, 45, kind.channels, kind.maxval, 7);
     const std::string original = dir.file("source.tif");
-    ASSERT_TRUE(tiff_test::write_with_libtiff(original, source));
+    ASSERT_TRUE(write_with_libtiff(original, source));
 
-    const bool predictable = kind.bits == 8 || kind.bits == 16;
+    const bool predictable = kind.maxval >= 255;
     int checked = 0;
     for (const char* order : {"-B", "-L"}) {
         for (const char* method : {"none", "lzw", "zip"}) {
@@ -69,20 +70,18 @@ TEST_P(TiffcpToOwnReader, EveryByteOrderCompressionAndPredictor) {
                 const std::string variant = dir.file("variant.tif");
                 const std::string scheme = std::string(method) + (predictor ? ":2" : "");
                 int status = 0;
-                const std::string output =
-                    tiff_test::run("tiffcp " + std::string(order) + " -r 7 -c " + scheme + " " +
-                                       original + " " + variant,
-                                   &status);
+                const std::string output = output_of("tiffcp " + std::string(order) + " -r 4 -c " +
+                                                         scheme + " " + original + " " + variant,
+                                                     &status);
                 ASSERT_EQ(status, 0) << output;
                 SCOPED_TRACE(std::string(kind.name) + " " + order + " " + scheme);
 
-                Pixels decoded;
-                ASSERT_TRUE(tiff_test::decode_with_libtiff(variant, &decoded));
+                Picture decoded;
+                ASSERT_TRUE(decode_with_libtiff(variant, &decoded, kind.channels));
                 ImageHolder image;
-                ASSERT_EQ(tiff_test::read_own(variant, image.get()), 0);
+                ASSERT_EQ(read_own(variant, image.get()), 0);
                 EXPECT_DOUBLE_EQ(image->resolution, 300.0);
-                EXPECT_TRUE(tiff_test::same_pixels(as_read(decoded, kind.channels, false),
-                                                   tiff_test::pixels_of(image.get())));
+                EXPECT_EQ(max_difference(as_read(decoded, false), picture_of(image.get())), 0);
                 ++checked;
             }
         }
@@ -97,91 +96,85 @@ INSTANTIATE_TEST_SUITE_P(Kinds, TiffcpToOwnReader, ::testing::ValuesIn(kinds),
                              return n;
                          });
 
-TEST(TiffcpToOwnReader, MinIsWhiteIsInverted) {
-    tiff_test::TempDir dir;
-    for (const Kind& kind :
-         {Kind{"1-bit", 1, 1}, Kind{"4-bit", 1, 4}, Kind{"gray8", 1, 8}, Kind{"gray16", 1, 16}}) {
-        SCOPED_TRACE(kind.name);
-        const Pixels source = tiff_test::make_pattern(33, 20, 1, kind.bits, 3);
-        const std::string path = dir.file("white.tif");
-        tiff_test::SourceOptions options;
-        options.photometric = PHOTOMETRIC_MINISWHITE;
-        options.big_endian = kind.bits == 16;
-        ASSERT_TRUE(tiff_test::write_with_libtiff(path, source, options));
-        Pixels decoded;
-        ASSERT_TRUE(tiff_test::decode_with_libtiff(path, &decoded));
+TEST(TiffcpToOwnReader, MinIsWhiteIsInvertedAndAlphaDropped) {
+    ScratchFolder dir;
+    const std::string path = dir.file("source.tif");
+    for (int maxval : {1, 15, 255, 65535}) {
+        SCOPED_TRACE(maxval);
+        const Picture source = make_picture(33, 20, 1, maxval, 3);
+        ASSERT_TRUE(write_with_libtiff(
+            path, source, {.big_endian = maxval > 255, .photometric = PHOTOMETRIC_MINISWHITE}));
+        Picture decoded;
+        ASSERT_TRUE(decode_with_libtiff(path, &decoded));
         ImageHolder image;
-        ASSERT_EQ(tiff_test::read_own(path, image.get()), 0);
-        EXPECT_TRUE(
-            tiff_test::same_pixels(as_read(decoded, 1, true), tiff_test::pixels_of(image.get())));
+        ASSERT_EQ(read_own(path, image.get()), 0);
+        EXPECT_EQ(max_difference(as_read(decoded, true), picture_of(image.get())), 0);
     }
-}
-
-TEST(TiffcpToOwnReader, AlphaIsDropped) {
-    tiff_test::TempDir dir;
-    for (int bits : {8, 16}) {
-        const Pixels source = tiff_test::make_pattern(31, 17, 3, bits, 5);
-        const std::string path = dir.file("rgba.tif");
-        tiff_test::SourceOptions options;
-        options.extra_channels = 1;
-        ASSERT_TRUE(tiff_test::write_with_libtiff(path, source, options));
+    const std::string variant = dir.file("variant.tif");
+    for (int maxval : {255, 65535}) {
+        const Picture source = make_picture(31, 17, 3, maxval, 5);
+        ASSERT_TRUE(write_with_libtiff(path, source, {.extra_channels = 1}));
         for (const char* method : {"none", "lzw:2"}) {
-            const std::string variant = dir.file("rgba-variant.tif");
+            SCOPED_TRACE(std::to_string(maxval) + " " + method);
             int status = 0;
-            tiff_test::run("tiffcp -c " + std::string(method) + " " + path + " " + variant,
-                           &status);
+            output_of("tiffcp -c " + std::string(method) + " " + path + " " + variant, &status);
             ASSERT_EQ(status, 0);
             ImageHolder image;
-            ASSERT_EQ(tiff_test::read_own(variant, image.get()), 0);
-            EXPECT_EQ(image->type, bits == 8 ? image_type_colour8 : image_type_colour16);
-            EXPECT_TRUE(tiff_test::same_pixels(source, tiff_test::pixels_of(image.get())))
-                << bits << " " << method;
+            ASSERT_EQ(read_own(variant, image.get()), 0);
+            EXPECT_EQ(max_difference(source, picture_of(image.get())), 0);
         }
     }
 }
 
-struct WriteCase {
-    int type;
-    int compression;
+class OwnWriterToLibtiff : public ::testing::TestWithParam<std::tuple<int, int>> {
+protected:
+    void TearDown() override { parallel_set_threads(0); }
 };
 
-class OwnWriterToLibtiff : public ::testing::TestWithParam<WriteCase> {};
-
 TEST_P(OwnWriterToLibtiff, PassesTiffinfoAndDecodesToWhatWasWritten) {
-    const WriteCase c = GetParam();
-    tiff_test::TempDir dir;
-    const int channels = c.type == image_type_colour8 || c.type == image_type_colour16 ? 3 : 1;
-    const int bits = c.type == image_type_binary                                    ? 1
-                     : c.type == image_type_gray16 || c.type == image_type_colour16 ? 16
-                                                                                    : 8;
+    const auto [type, compression] = GetParam();
+    ScratchFolder dir;
+    const int channels = type == image_type_colour8 || type == image_type_colour16 ? 3 : 1;
+    const int maxval = type == image_type_binary ? 1 : type >= image_type_gray16 ? 65535 : 255;
     // Tall enough for several 250,000-byte strips in the wider types.
-    const Pixels source = tiff_test::make_pattern(301, 700, channels, bits, 11);
+    const Picture source = make_picture(301, 700, channels, maxval, 11);
     ImageHolder image;
-    tiff_test::image_from_pixels(source, image.get());
+    ASSERT_EQ(image_of(source, image.get()), 0);
 
+    // Strips are compressed and decoded on several threads: the file is the
+    // same byte for byte whatever the thread count.
+    std::vector<std::uint8_t> bytes[2];
     for (bool thumbnail : {false, true}) {
         SCOPED_TRACE(thumbnail ? "with thumbnail" : "without thumbnail");
         const std::string path = dir.file("ours.tif");
+        parallel_set_threads(thumbnail ? 5 : 1);
         std::FILE* f = std::fopen(path.c_str(), "wb");
         ASSERT_NE(f, nullptr);
-        ASSERT_EQ(TiffWrite(f, image.get(), {}, 0, nullptr, 0, c.compression, thumbnail, false), 0);
+        ASSERT_EQ(TiffWrite(f, image.get(), {}, 0, nullptr, 0, compression, false, false), 0);
         ASSERT_EQ(std::fclose(f), 0);
+        bytes[thumbnail ? 1 : 0] = read_bytes(path);
+        if (thumbnail) {
+            EXPECT_EQ(bytes[0], bytes[1]);
+            f = std::fopen(path.c_str(), "wb");
+            ASSERT_EQ(TiffWrite(f, image.get(), {}, 0, nullptr, 0, compression, true, false), 0);
+            ASSERT_EQ(std::fclose(f), 0);
+        }
 
         int status = 0;
-        const std::string report = tiff_test::run("tiffinfo -D " + path, &status);
+        const std::string report = output_of("tiffinfo -D " + path, &status);
         EXPECT_EQ(status, 0) << report;
         EXPECT_EQ(report.find("rror"), std::string::npos) << report;
         EXPECT_EQ(report.find("arning"), std::string::npos) << report;
 
-        Pixels decoded;
-        ASSERT_TRUE(tiff_test::decode_with_libtiff(path, &decoded));
-        EXPECT_TRUE(tiff_test::same_pixels(source, decoded));
+        Picture decoded;
+        ASSERT_TRUE(decode_with_libtiff(path, &decoded));
+        EXPECT_EQ(max_difference(source, decoded), 0);
 
-        // And the own reader takes it back unchanged.
+        // And the own reader takes it back unchanged, on 5 threads or 1.
         ImageHolder back;
-        ASSERT_EQ(tiff_test::read_own(path, back.get()), 0);
-        EXPECT_EQ(back->type, c.type);
-        EXPECT_TRUE(tiff_test::same_pixels(source, tiff_test::pixels_of(back.get())));
+        ASSERT_EQ(read_own(path, back.get()), 0);
+        EXPECT_EQ(back->type, type);
+        EXPECT_EQ(max_difference(source, picture_of(back.get())), 0);
 
         if (thumbnail) {
             // The reduced image is a SubIFD that libtiff finds and decodes to the
@@ -194,28 +187,42 @@ TEST_P(OwnWriterToLibtiff, PassesTiffinfoAndDecodesToWhatWasWritten) {
             ASSERT_EQ(count, 1);
             const std::uint64_t subifd = offsets[0];
             TIFFClose(tif);
-            Pixels thumb;
-            ASSERT_TRUE(tiff_test::decode_with_libtiff(path, &thumb, subifd));
+            Picture thumb;
+            ASSERT_TRUE(decode_with_libtiff(path, &thumb, 0, subifd));
             ImageHolder reduced;
             ASSERT_EQ(tiff_reduce_for_thumbnail(image.get(), reduced.get()), 0);
             EXPECT_EQ(reduced->width, 129);
             EXPECT_EQ(reduced->height, 300);
-            EXPECT_TRUE(tiff_test::same_pixels(tiff_test::pixels_of(reduced.get()), thumb));
+            EXPECT_EQ(max_difference(picture_of(reduced.get()), thumb), 0);
         }
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(TypesAndCompressions, OwnWriterToLibtiff,
-                         ::testing::Values(WriteCase{1, 0}, WriteCase{1, 1}, WriteCase{1, 2},
-                                           WriteCase{2, 0}, WriteCase{2, 1}, WriteCase{2, 2},
-                                           WriteCase{3, 0}, WriteCase{3, 1}, WriteCase{3, 2},
-                                           WriteCase{6, 0}, WriteCase{6, 1}, WriteCase{6, 2},
-                                           WriteCase{7, 0}, WriteCase{7, 1}, WriteCase{7, 2}),
+                         ::testing::Combine(::testing::Values(1, 2, 3, 6, 7),
+                                            ::testing::Values(0, 1, 2)),
                          [](const auto& param_info) {
-                             return "type" + std::to_string(param_info.param.type) + "_" +
-                                    (param_info.param.compression == 0   ? "none"
-                                     : param_info.param.compression == 1 ? "zip"
-                                                                         : "lzw");
+                             const int c = std::get<1>(param_info.param);
+                             return "type" + std::to_string(std::get<0>(param_info.param)) +
+                                    (c == 0   ? "_none"
+                                     : c == 1 ? "_zip"
+                                              : "_lzw");
                          });
+
+// Every index is run once, whatever the count of threads and of indices.
+TEST(ParallelFor, RunsEachIndexOnce) {
+    for (const int threads : {0, 1, 2, 8}) {
+        parallel_set_threads(threads);
+        for (const int count : {0, 1, 7, 1000}) {
+            std::vector<std::atomic<int>> seen(static_cast<std::size_t>(count));
+            parallel_for(count, [&](int i) { ++seen[static_cast<std::size_t>(i)]; });
+            for (int i = 0; i < count; ++i)
+                ASSERT_EQ(seen[static_cast<std::size_t>(i)], 1) << threads << " " << count;
+        }
+    }
+    parallel_set_threads(0);
+    EXPECT_GE(parallel_threads(), 1);
+    EXPECT_LE(parallel_threads(), parallel_max_threads);
+}
 
 }  // namespace

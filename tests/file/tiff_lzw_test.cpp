@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -137,80 +138,51 @@ TEST(TiffLzw, EncoderRefusesAFullBuffer) {
     EXPECT_EQ(encode(encoder, {1, 2, 3}).size(), 6u);
 }
 
-TEST(TiffLzw, HandWrittenStreams) {
-    std::vector<std::uint8_t> out(16, 0);
-    {
-        // "a", then code 258 before it exists in the table: the string "a" + "a".
-        CodeWriter w;
-        w.clear();
-        w.data('a');
-        w.data(258);
-        w.data('b');
-        w.put(257);
-        ASSERT_EQ(tiff_lzw_decode(w.bytes().data(), w.bytes().size(), out.data(), out.size()), 0);
-        EXPECT_EQ(std::string(out.begin(), out.begin() + 4), "aaab");
-        EXPECT_EQ(out[4], 0);
-    }
-    {
-        // No end code: the stream simply runs out.
-        CodeWriter w;
-        w.clear();
-        w.data('x');
-        w.data('y');
-        std::fill(out.begin(), out.end(), 0);
-        ASSERT_EQ(tiff_lzw_decode(w.bytes().data(), w.bytes().size(), out.data(), out.size()), 0);
-        EXPECT_EQ(std::string(out.begin(), out.begin() + 3), std::string("xy\0", 3));
-    }
-    {
-        // A clear in the middle starts the table again.
-        CodeWriter w;
-        w.clear();
-        w.data('p');
-        w.data('q');
-        w.data(258);  // "pq"
-        w.clear();
-        w.data('r');
-        w.data(258);  // "rr" now
-        w.put(257);
-        std::fill(out.begin(), out.end(), 0);
-        ASSERT_EQ(tiff_lzw_decode(w.bytes().data(), w.bytes().size(), out.data(), out.size()), 0);
-        EXPECT_EQ(std::string(out.begin(), out.begin() + 7), std::string("pqpqrrr"));
-    }
-}
+// Codes written by hand: 256 is a clear, 257 the end code, any other a data
+// code that adds a table entry.
+struct Stream {
+    std::vector<int> codes;
+    std::string expected;  // the first bytes out, when it decodes
+    int error;
+};
 
-TEST(TiffLzw, BrokenStreamsAreError156) {
-    std::vector<std::uint8_t> out(100000);
-    auto decode = [&](const std::vector<std::uint8_t>& in) {
-        return tiff_lzw_decode(in.data(), in.size(), out.data(), out.size());
+TEST(TiffLzw, HandWrittenStreams) {
+    const Stream streams[] = {
+        // "a", then code 258 before it exists in the table: the string "a" + "a".
+        {{256, 'a', 258, 'b', 257}, std::string("aaab\0", 5), 0},
+        // No end code: the stream simply runs out.
+        {{256, 'x', 'y'}, std::string("xy\0", 3), 0},
+        // A clear in the middle starts the table again: 258 is "pq", then "rr".
+        {{256, 'p', 'q', 258, 256, 'r', 258, 257}, "pqpqrrr", 0},
+        {{}, "", err_lzw},
+        {{'a', 257}, "", err_lzw},       // no clear code first
+        {{256, 'a', 259}, "", err_lzw},  // a code two beyond the next free entry
+        {{256, 300}, "", err_lzw},       // a string code straight after a clear
     };
-    EXPECT_EQ(decode({}), err_lzw);
-    {
-        CodeWriter w;  // no clear code first
-        w.data('a');
-        w.put(257);
-        EXPECT_EQ(decode(w.bytes()), err_lzw);
-    }
-    {
-        CodeWriter w;  // a code two beyond the next free entry
-        w.clear();
-        w.data('a');
-        w.data(259);
-        EXPECT_EQ(decode(w.bytes()), err_lzw);
-    }
-    {
-        CodeWriter w;  // a string code straight after a clear
-        w.clear();
-        w.data(300);
-        EXPECT_EQ(decode(w.bytes()), err_lzw);
-    }
-    {
-        // Never clearing: the table overflows 4096 entries.
+    for (const Stream& s : streams) {
         CodeWriter w;
-        w.clear();
-        for (int i = 0; i < 4000; ++i)
-            w.data('a' + i % 3);
-        EXPECT_EQ(decode(w.bytes()), err_lzw);
+        for (int code : s.codes) {
+            if (code == 256)
+                w.clear();
+            else if (code == 257)
+                w.put(257);
+            else
+                w.data(code);
+        }
+        std::vector<std::uint8_t> out(16, 0);
+        ASSERT_EQ(tiff_lzw_decode(w.bytes().data(), w.bytes().size(), out.data(), out.size()),
+                  s.error)
+            << s.expected;
+        EXPECT_EQ(std::string(out.begin(), out.begin() + static_cast<long>(s.expected.size())),
+                  s.error ? std::string(s.expected.size(), '\0') : s.expected);
     }
+    // Never clearing: the table overflows 4096 entries.
+    CodeWriter w;
+    w.clear();
+    for (int i = 0; i < 4000; ++i)
+        w.data('a' + i % 3);
+    std::vector<std::uint8_t> out(100000);
+    EXPECT_EQ(tiff_lzw_decode(w.bytes().data(), w.bytes().size(), out.data(), out.size()), err_lzw);
 }
 
 }  // namespace
