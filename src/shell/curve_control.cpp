@@ -124,6 +124,13 @@ void CurveChart::paintEvent(QPaintEvent*) {
         p.drawLine(x_of(level), y_of(0), x_of(level), y_of(255));
     }
     if (!c) return;
+    // What the probe read: one line, or red, green and blue.
+    const QColor marker_colours[3] = {Qt::red, QColor(0, 160, 0), Qt::blue};
+    for (int k = 0; k < owner_->marker_count_; ++k) {
+        p.setPen(owner_->marker_count_ == 3 ? marker_colours[k] : QColor(Qt::red));
+        const int x = x_of(owner_->markers_[static_cast<std::size_t>(k)]);
+        p.drawLine(x, y_of(0), x, y_of(255));
+    }
     p.setRenderHint(QPainter::Antialiasing);
     p.setPen(QPen(palette().text().color(), 1));
     if (histograms) {
@@ -267,11 +274,15 @@ CurveControl::CurveControl(QWidget* parent) : QWidget(parent) {
     mode_ = list_of(this, "curve_mode", {"Show Curve", "Show Histograms"});
     grid_ = list_of(this, "curve_grid", {"4x4 Grid", "8x8 Grid", "10x10 Grid"});
     grid_->setCurrentIndex(2);
+    probe_ = list_of(this, "curve_probe",
+                     {"1x1 Probe", "3x3 Probe", "5x5 Probe", "7x7 Probe", "9x9 Probe"});
+    probe_->setCurrentIndex(1);
     grid->addWidget(style_, 1, 0);
     grid->addWidget(expand_, 1, 1);
     grid->addWidget(mode_, 2, 0);
     grid->addWidget(grid_, 2, 1);
 
+    grid->addWidget(probe_, 3, 0);
     auto* reset_button = new QPushButton(QStringLiteral("&Reset"), this);
     reset_button->setObjectName(QStringLiteral("curve_reset"));
     auto* invert_button = new QPushButton(QStringLiteral("&Invert"), this);
@@ -282,10 +293,10 @@ CurveControl::CurveControl(QWidget* parent) : QWidget(parent) {
     save_button->setObjectName(QStringLiteral("curve_save"));
     for (QPushButton* b : {reset_button, invert_button, load_button, save_button})
         b->setAutoDefault(false);
-    grid->addWidget(reset_button, 3, 0);
-    grid->addWidget(invert_button, 3, 1);
-    grid->addWidget(load_button, 4, 0);
-    grid->addWidget(save_button, 4, 1);
+    grid->addWidget(reset_button, 4, 0);
+    grid->addWidget(invert_button, 4, 1);
+    grid->addWidget(load_button, 5, 0);
+    grid->addWidget(save_button, 5, 1);
 
     auto* files = new SettingsFileCommands(
         this, curve_file_format.info,
@@ -355,6 +366,30 @@ int CurveControl::level_y(int level) const {
 
 QWidget* CurveControl::chart() const {
     return chart_;
+}
+
+int CurveControl::probe_radius() const {
+    return probe_->currentIndex();
+}
+
+void CurveControl::set_markers(const int* levels, int count) {
+    marker_count_ = std::clamp(count, 0, 3);
+    for (int k = 0; k < marker_count_; ++k)
+        markers_[static_cast<std::size_t>(k)] = std::clamp(levels[k], 0, 255);
+    chart_->update();
+}
+
+void CurveControl::add_probed_points(const int* levels, int count) {
+    if (!curve_) return;
+    bool added = false;
+    for (int k = 0; k < count; ++k) {
+        const int level = std::clamp(levels[k], 0, 255);
+        added = curve_add_point(*curve_, level, curve_->lut[level]) >= 0 || added;
+    }
+    if (added)
+        edited();
+    else
+        QApplication::beep();
 }
 
 void CurveControl::reset() {

@@ -39,6 +39,14 @@ public:
     int level_y(int level) const;
     QWidget* chart() const;
 
+    // The probe: n for the square of 2n + 1 pixels it averages ("1x1 Probe" to
+    // "9x9 Probe"); the levels it read, marked on the chart (none: count 0);
+    // and on release a point at each level, its y from the table, so that the
+    // curve keeps its shape.
+    int probe_radius() const;
+    void set_markers(const int* levels, int count);
+    void add_probed_points(const int* levels, int count);
+
     // Edits as the buttons make them.
     void reset();
     void invert();
@@ -58,6 +66,9 @@ private:
     QComboBox* expand_ = nullptr;
     QComboBox* mode_ = nullptr;
     QComboBox* grid_ = nullptr;
+    QComboBox* probe_ = nullptr;
+    std::array<int, 3> markers_{};
+    int marker_count_ = 0;
     std::array<CurveHistogram, 3> histograms_{};
     int histogram_count_ = 0;
 };

@@ -3,6 +3,8 @@
 // the save question on closing.
 #pragma once
 
+#include "shell/image_probe.h"
+
 #include "core/window_record.h"
 
 #include "shell/child_window.h"
@@ -79,6 +81,7 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void probe(QPoint at, ProbePhase phase);
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
 
@@ -115,6 +118,7 @@ private:
     bool laying_out_ = false;
     // The dragging hand: where the drag began, on the screen and in the view.
     bool dragging_ = false;
+    bool probing_ = false;  // a press went to the image probe
     QPoint drag_start_;
     int drag_view_x_ = 0;
     int drag_view_y_ = 0;

@@ -1,6 +1,7 @@
 // How an image window is moved about: scrolling by the bars, the keys and the
 // dragging hand, and the zoom menu of the right mouse button.
 #include "shell/image_window.h"
+#include "shell/image_probe.h"
 
 #include "core/errors.h"
 #include "core/preferences.h"
@@ -201,11 +202,27 @@ void ImageWindow::contextMenuEvent(QContextMenuEvent* event) {
     event->accept();
 }
 
+// The picture's pixel under a point of the viewport, handed to the probe.
+void ImageWindow::probe(QPoint at, ProbePhase phase) {
+    const WindowRecord* r = record_;
+    const int vx = at.x() - r->offset_x + r->view_x1, vy = at.y() - r->offset_y + r->view_y1;
+    const int x = r->zoom < 0 ? vx * -r->zoom : vx / r->zoom;
+    const int y = r->zoom < 0 ? vy * -r->zoom : vy / r->zoom;
+    image_probe_deliver(this, std::clamp(x, 0, r->image.width - 1),
+                        std::clamp(y, 0, r->image.height - 1), phase);
+}
+
 void ImageWindow::mousePressEvent(QMouseEvent* event) {
     const bool hand =
         event->button() == Qt::LeftButton &&
         ((event->modifiers() & Qt::AltModifier) != 0 || app_state.current_tool == scroll_tool);
     if (!hand) {
+        if (event->button() == Qt::LeftButton && !is_preview() && image_probe_active()) {
+            probing_ = true;
+            probe(event->position().toPoint(), ProbePhase::press);
+            event->accept();
+            return;
+        }
         QAbstractScrollArea::mousePressEvent(event);
         return;
     }
@@ -218,6 +235,11 @@ void ImageWindow::mousePressEvent(QMouseEvent* event) {
 }
 
 void ImageWindow::mouseMoveEvent(QMouseEvent* event) {
+    if (probing_) {
+        probe(event->position().toPoint(), ProbePhase::move);
+        event->accept();
+        return;
+    }
     if (!dragging_) {
         QAbstractScrollArea::mouseMoveEvent(event);
         return;
@@ -229,6 +251,12 @@ void ImageWindow::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void ImageWindow::mouseReleaseEvent(QMouseEvent* event) {
+    if (probing_ && event->button() == Qt::LeftButton) {
+        probing_ = false;
+        probe(event->position().toPoint(), ProbePhase::release);
+        event->accept();
+        return;
+    }
     if (!dragging_ || event->button() != Qt::LeftButton) {
         QAbstractScrollArea::mouseReleaseEvent(event);
         return;

@@ -3,6 +3,7 @@
 #include "core/format.h"
 #include "shell/amount_control.h"
 #include "shell/curve_control.h"
+#include "shell/image_probe.h"
 #include "shell/image_window.h"
 #include "shell/input_chooser.h"
 #include "shell/panel_title_bar.h"
@@ -192,6 +193,18 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
         case ControlKind::curve: {
             auto* curve = new CurveControl(rows_widget_);
             connect(curve, &CurveControl::changed, this, [] { transform_parameter_changed(); });
+            // Pressing on the input picture marks what the curve reads there;
+            // letting go adds a point at that level.
+            image_probe_set(curve, [this, f, curve](WindowBase* window, int x, int y, ProbePhase phase) {
+                const WindowRecord* record = window_record_of(window);
+                if (!record || window != transform_state().input_window) return;
+                int levels[3];
+                const int n = tone_probe(&record->image, x, y, curve->probe_radius(),
+                                         f->curve_reading ? f->curve_reading(params_) : reading_max,
+                                         levels);
+                curve->set_markers(levels, phase == ProbePhase::release ? 0 : n);
+                if (phase == ProbePhase::release) curve->add_probed_points(levels, n);
+            });
             row.control = curve;
             grid->addWidget(curve, line, 0, 1, 2);
             break;
@@ -253,8 +266,8 @@ void PanelControls::refresh_histograms() {
     for (const Row& row : rows_) {
         if (row.field->kind != ControlKind::curve) continue;
         CurveHistogram histograms[3];
-        const int space = row.field->curve_space ? row.field->curve_space(params_) : tone_hsv;
-        const int n = record ? tone_histogram(&record->image, space, histograms) : 0;
+        const int reading = row.field->curve_reading ? row.field->curve_reading(params_) : reading_max;
+        const int n = record ? tone_histogram(&record->image, reading, histograms) : 0;
         static_cast<CurveControl*>(row.control)->set_histograms(histograms, n);
     }
 }

@@ -189,53 +189,130 @@ int tone_compute(const ComputeArgs& args, const ToneJob& job) {
     });
 }
 
-int tone_histogram(const Image* image, int space, CurveHistogram hist[3]) {
+int tone_reading(int space, int component) {
+    if (component < 0) return space == tone_rgb ? reading_rgb : (space == tone_hsl ? reading_mid : reading_max);
+    constexpr int readings[3][3] = {{reading_hue_hsv, reading_sat_hsv, reading_max},
+                                    {reading_hue_hsl, reading_sat_hsl, reading_mid},
+                                    {reading_red, reading_green, reading_blue}};
+    return readings[std::clamp(space, 0, 2)][std::clamp(component, 0, 2)];
+}
+
+int tone_read_levels(int r, int g, int b, int reading, int levels[3]) {
+    int h = 0, s = 0, v = 0;
+    switch (reading) {
+        case reading_rgb:
+            levels[0] = r;
+            levels[1] = g;
+            levels[2] = b;
+            return 3;
+        case reading_mid:
+            levels[0] = hsl_lightness(r, g, b);
+            return 1;
+        case reading_hue_hsv:
+        case reading_sat_hsv:
+            rgb_to_hsv8(r, g, b, h, s, v);
+            levels[0] = std::min(255, (reading == reading_hue_hsv ? h : s) * 255 / 4096);
+            return 1;
+        case reading_hue_hsl:
+        case reading_sat_hsl:
+            rgb_to_hsl8(r, g, b, h, s, v);
+            levels[0] = std::min(255, (reading == reading_hue_hsl ? h : s) * 255 / 4096);
+            return 1;
+        case reading_red:
+            levels[0] = r;
+            return 1;
+        case reading_green:
+            levels[0] = g;
+            return 1;
+        case reading_blue:
+            levels[0] = b;
+            return 1;
+        default:
+            levels[0] = max3(r, g, b);
+            return 1;
+    }
+}
+
+namespace {
+
+// The 8-bit colour of a pixel: r, g, b, or the grey sample three times.
+struct PixelReader {
+    const Image* image;
+    bool colour;
+    bool wide;
+    bool readable;
+    explicit PixelReader(const Image* im)
+        : image(im),
+          colour(im && (im->type == image_type_colour8 || im->type == image_type_colour16)),
+          wide(im && (im->type == image_type_gray16 || im->type == image_type_colour16)),
+          readable(im && im->width > 0 && im->height > 0 &&
+                   (colour || im->type == image_type_gray8 || im->type == image_type_gray16 ||
+                    im->type == image_type_binary)) {}
+    int sample(const std::uint8_t* row, int i) const {
+        if (image->type == image_type_binary) return image_bit_get(row, i) ? 255 : 0;
+        return wide ? to8[reinterpret_cast<const std::uint16_t*>(row)[i]] : row[i];
+    }
+    // Line `line` of the Image (0 at the bottom).
+    void rgb(int x, int line, int& r, int& g, int& b) const {
+        const std::uint8_t* row = image->rows[line];
+        if (!colour) {
+            r = g = b = sample(row, x);
+            return;
+        }
+        b = sample(row, 3 * x);
+        g = sample(row, 3 * x + 1);
+        r = sample(row, 3 * x + 2);
+    }
+};
+
+}  // namespace
+
+int tone_histogram(const Image* image, int reading, CurveHistogram hist[3]) {
     for (int k = 0; k < 3; ++k)
         hist[k] = CurveHistogram{};
-    if (!image || image->width <= 0 || image->height <= 0) return 0;
-    const int type = image->type;
-    const bool colour = type == image_type_colour8 || type == image_type_colour16;
-    const bool wide = type == image_type_gray16 || type == image_type_colour16;
-    if (!colour && type != image_type_gray8 && type != image_type_gray16 &&
-        type != image_type_binary)
-        return 0;
+    const PixelReader pixels(image);
+    if (!pixels.readable) return 0;
 
     // Step across (a) and up (c) until at most a million pixels are read.
     constexpr std::int64_t limit = 1000000;
-    const std::int64_t pixels = static_cast<std::int64_t>(image->width) * image->height;
+    const std::int64_t count = static_cast<std::int64_t>(image->width) * image->height;
     int a = 1, c = 1;
-    while (pixels / (static_cast<std::int64_t>(a) * c) > limit) {
+    while (count / (static_cast<std::int64_t>(a) * c) > limit) {
         if (a != c)
             ++a;
         else
             ++c;
     }
-    auto sample = [&](const std::uint8_t* row, int i) -> int {
-        if (type == image_type_binary) return image_bit_get(row, i) ? 255 : 0;
-        return wide ? to8[reinterpret_cast<const std::uint16_t*>(row)[i]] : row[i];
-    };
-    const bool rgb = colour && space == tone_rgb;
+    int filled = 1;
     for (int y = 0; y < image->height; y += c) {
-        const std::uint8_t* row = image->rows[y];
         for (int x = 0; x < image->width; x += a) {
-            if (!colour) {
-                ++hist[0].count[static_cast<std::size_t>(sample(row, x))];
-                continue;
-            }
-            const int b = sample(row, 3 * x), g = sample(row, 3 * x + 1),
-                      r = sample(row, 3 * x + 2);
-            if (rgb) {
-                ++hist[0].count[static_cast<std::size_t>(r)];
-                ++hist[1].count[static_cast<std::size_t>(g)];
-                ++hist[2].count[static_cast<std::size_t>(b)];
-            } else {
-                const int v = space == tone_hsl ? hsl_lightness(r, g, b) : max3(r, g, b);
-                ++hist[0].count[static_cast<std::size_t>(v)];
-            }
+            int r, g, b, levels[3];
+            pixels.rgb(x, y, r, g, b);
+            filled = tone_read_levels(r, g, b, reading, levels);
+            for (int k = 0; k < filled; ++k)
+                ++hist[k].count[static_cast<std::size_t>(levels[k])];
         }
     }
-    const int filled = rgb ? 3 : 1;
     for (int k = 0; k < filled; ++k)
         hist[k].update_largest();
     return filled;
+}
+
+int tone_probe(const Image* image, int x, int y, int n, int reading, int levels[3]) {
+    const PixelReader pixels(image);
+    if (!pixels.readable || x < 0 || y < 0 || x >= image->width || y >= image->height) return 0;
+    const int x1 = std::max(0, x - n), x2 = std::min(image->width - 1, x + n);
+    const int y1 = std::max(0, y - n), y2 = std::min(image->height - 1, y + n);
+    int sum[3] = {0, 0, 0};
+    for (int row = y1; row <= y2; ++row)
+        for (int col = x1; col <= x2; ++col) {
+            int r, g, b;
+            pixels.rgb(col, image->height - 1 - row, r, g, b);
+            sum[0] += r;
+            sum[1] += g;
+            sum[2] += b;
+        }
+    const int area = (x2 - x1 + 1) * (y2 - y1 + 1);
+    return tone_read_levels((sum[0] + area / 2) / area, (sum[1] + area / 2) / area,
+                            (sum[2] + area / 2) / area, reading, levels);
 }

@@ -52,9 +52,36 @@ int tone_output_type(int type, bool apply);
 // 1 when memory runs out, 11 on cancel, 14 for an illegal input type.
 [[nodiscard]] int tone_compute(const ComputeArgs& args, const ToneJob& job);
 
-// The histogram a curve control shows for an image, in a colour space: HSV
-// counts max(r, g, b), HSL (max + min) / 2, RGB each channel in hist[0..2]
-// (red, green, blue), grey the sample; 16-bit samples through `to8`. At most
-// a million pixels are read, stepping across and up as needed. Returns the
-// number of histograms filled (1 or 3), 0 for an unreadable image.
-int tone_histogram(const Image* image, int space, CurveHistogram hist[3]);
+// What a curve reads of a pixel, on 0..255: the number its histogram counts
+// and its probe marks.
+enum ToneReading : std::int32_t {
+    reading_max = 0,      // max(r, g, b): HSV value, and grey samples
+    reading_mid = 1,      // (max + min) / 2: HSL lightness
+    reading_rgb = 2,      // red, green and blue, three at once
+    reading_hue_hsv = 3,  // hue scaled by 255/4096
+    reading_sat_hsv = 4,
+    reading_hue_hsl = 5,
+    reading_sat_hsl = 6,
+    reading_red = 7,
+    reading_green = 8,
+    reading_blue = 9,
+};
+
+// The reading of a curve that puts `space` through one table (Brightness
+// Curve), or component `component` of it through its own (Color Curves).
+int tone_reading(int space, int component = -1);
+
+// The levels of an 8-bit colour (or grey, r = g = b) under a reading: 3 for
+// reading_rgb (red, green, blue), else 1.
+int tone_read_levels(int r, int g, int b, int reading, int levels[3]);
+
+// The histogram a curve control shows for an image: the count of each level
+// of the reading (three histograms for reading_rgb); 16-bit samples through
+// `to8`. At most a million pixels are read, stepping across and up as needed.
+// Returns the number of histograms filled (1 or 3), 0 for an unreadable image.
+int tone_histogram(const Image* image, int reading, CurveHistogram hist[3]);
+
+// The probe: the mean colour of the square of 2n + 1 pixels a side around
+// x, y (y counted from the top, the square kept inside the picture), read as
+// above into `levels`. Returns their number, 0 outside the picture.
+int tone_probe(const Image* image, int x, int y, int n, int reading, int levels[3]);

@@ -175,10 +175,10 @@ struct TransformField {
     double (*get)(const void* params) = nullptr;
     void (*set)(void* params, double value) = nullptr;
     AmountSettings* (*amount)(void* params) = nullptr;
-    // curve: the curve the control shows and edits, and the colour space its
-    // histogram is gathered in (ToneSpace of tone.h).
+    // curve: the curve the control shows and edits, and what it reads of a
+    // pixel for its histogram and probe (ToneReading of tone.h).
     Curve* (*curve)(void* params) = nullptr;
-    int (*curve_space)(const void* params) = nullptr;
+    int (*curve_reading)(const void* params) = nullptr;
     // Sliders: the number the caption shows for a value, when it isn't the
     // value itself (formatted by `format` as a real).
     double (*shown)(double value) = nullptr;
@@ -311,15 +311,15 @@ constexpr TransformField field_input(std::string_view label = "Input Image:",
     return f;
 }
 
-//   field_curve<P>("curve", curve_of, space_of, reset_curves)
+//   field_curve<P>("curve", curve_of, reading_of, reset_curves)
 template <typename P>
 constexpr TransformField field_curve(std::string_view keyword, Curve* (*curve)(void*),
-                                     int (*space)(const void*), void (*init)(void*)) {
+                                     int (*reading)(const void*), void (*init)(void*)) {
     TransformField f;
     f.keyword = keyword;
     f.kind = ControlKind::curve;
     f.curve = curve;
-    f.curve_space = space;
+    f.curve_reading = reading;
     f.init = init;
     return f;
 }

@@ -140,6 +140,22 @@ void TestCurves::mouse_edits_follow_the_rules_and_a_drag_previews_once() {
     QCOMPARE(curve->npts, 2);
     QTRY_COMPARE(computations, 4);
 
+    // Pressing on the picture marks the level under the probe (3 by 3 pixels:
+    // at column 50, 60 lines from the top, the largest mean is red's 94);
+    // letting go adds a point there that keeps the curve's shape.
+    const WindowRecord* shown = input->record();
+    QVERIFY(shown->zoom == 1);
+    const QPoint pixel(shown->offset_x + 50 - shown->view_x1, shown->offset_y + 60 - shown->view_y1);
+    std::uint8_t before[256];
+    std::memcpy(before, curve->lut, 256);
+    QTest::mouseClick(input->viewport(), Qt::LeftButton, Qt::NoModifier, pixel);
+    QCOMPARE(curve->npts, 3);
+    QCOMPARE(curve->x[1], 94);
+    QCOMPARE(std::memcmp(before, curve->lut, 256), 0);
+    QTest::mouseClick(chart, Qt::LeftButton, Qt::ControlModifier, at(curve->x[1], curve->y[1]));
+    QCOMPARE(curve->npts, 2);
+    computations = 4;
+
     // Invert and the style list reach the block.
     panel()->findChild<QPushButton*>(QStringLiteral("curve_invert"))->click();
     QCOMPARE(curve->lut[0], 255);

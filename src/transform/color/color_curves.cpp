@@ -41,7 +41,10 @@ constexpr TransformField fields[] = {
             P& b = *static_cast<P*>(p);
             return &b.curve[b.component >= 0 && b.component < 3 ? b.component : 0];
         },
-        [](const void* p) { return static_cast<int>(static_cast<const P*>(p)->colorspace); },
+        [](const void* p) {
+            const P& b = *static_cast<const P*>(p);
+            return tone_reading(b.colorspace, b.component);
+        },
         [](void* p) {
             for (Curve& c : static_cast<P*>(p)->curve)
                 curve_reset(c);

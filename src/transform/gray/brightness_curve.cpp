@@ -29,7 +29,7 @@ constexpr TransformField fields[] = {
     field_amount<&P::amount>("amount"),
     field_curve<P>(
         "curve", [](void* p) { return &static_cast<P*>(p)->curve; },
-        [](const void* p) { return static_cast<int>(static_cast<const P*>(p)->clr); },
+        [](const void* p) { return tone_reading(static_cast<const P*>(p)->clr); },
         [](void* p) { curve_reset(static_cast<P*>(p)->curve); }),
     field_choice<&P::clr>("clr", "Color Space:", tone_space_words, tone_hsv, image_types_colour),
 };
