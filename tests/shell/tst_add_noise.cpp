@@ -236,28 +236,19 @@ void TestAddNoise::menu_opens_the_panel_and_rows_follow_the_input() {
     QVERIFY(link_blocker(gray).empty());
 }
 
+// Nothing to work on is told; one panel at a time, holding its input open.
 void TestAddNoise::refusals_of_the_menu() {
     RecordingReporter reporter;
-    QAction* action = add_noise_action();
-    QVERIFY(action != nullptr);
-    // Nothing to work on.
-    action->trigger();
+    add_noise_action()->trigger();
     QVERIFY(transform_state().panel_window == nullptr);
     QCOMPARE(reporter.codes, std::vector<int>{77});
-
-    // One panel at a time: a second choice brings the open one forward.
     ImageWindow* first = show_picture(image_type_gray8, 120, 80);
-    action->trigger();
+    add_noise_action()->trigger();
     WindowBase* open = transform_state().panel_window;
-    QVERIFY(open != nullptr);
-    ImageWindow* second = show_picture(image_type_gray8, 100, 60);
-    area()->setActiveSubWindow(second->sub_window());
-    action->trigger();
+    area()->setActiveSubWindow(show_picture(image_type_gray8, 100, 60)->sub_window());
+    add_noise_action()->trigger();
     QCOMPARE(transform_state().panel_window, open);
     QCOMPARE(transform_state().input_window, static_cast<WindowBase*>(first));
-    QCOMPARE(app_state.panels.size(), size_t{1});
-    QCOMPARE(reporter.codes.size(), size_t{1});
-    // Its input can't close while the panel holds it.
     QCOMPARE(link_blocker(first), std::string("Add Noise"));
 }
 
@@ -399,33 +390,25 @@ void TestAddNoise::editor_and_orvane_batch_give_the_same_pixels() {
     QVERIFY(same_pixels(edited, *written.get()));
 }
 
-QTEST_MAIN(TestAddNoise)
-// A panel reopened with sticky settings stands where it was left; the preview
-// of a picture with a profile carries that profile.
+// Reopened with sticky settings the panel stands where it was left, else in
+// its usual place; the preview of a picture with a profile carries it.
 void TestAddNoise::reopening_keeps_place_and_previews_carry_a_profile() {
     ImageWindow* input = show_picture(image_type_colour8, 200, 150);
-    QVERIFY(input != nullptr);
-    const TransformDescriptor& add_noise = *transform_find_title("Add Noise")->descriptor;
-    preferences().stickysettings = true;
-    QCOMPARE(transform_open(add_noise, input), 0);
-    const QPoint first = panel()->pos();
-    const QPoint moved = first - QPoint(40, 30);
-    panel()->move(moved);
-    transform_cancel();
-
     input->record()->profile = {1, 2, 3, 4};
-    QCOMPARE(transform_open(add_noise, input), 0);
-    QCOMPARE(panel()->pos(), moved);
-    panel()->button_row()->auto_box()->click();
-    QVERIFY(preview() != nullptr);
-    QCOMPARE(preview()->record()->profile, (std::vector<std::uint8_t>{1, 2, 3, 4}));
-    transform_cancel();
-
-    // Without sticky settings the panel starts afresh, in its usual place.
-    preferences().stickysettings = false;
-    QCOMPARE(transform_open(add_noise, input), 0);
-    QCOMPARE(panel()->pos(), first);
-    transform_cancel();
+    const TransformDescriptor& add_noise = *transform_find_title("Add Noise")->descriptor;
+    for (const bool sticky : {true, false}) {
+        preferences().stickysettings = sticky;
+        QCOMPARE(transform_open(add_noise, input), 0);
+        const QPoint first = panel()->pos();
+        panel()->move(first - QPoint(40, 30));
+        transform_cancel();
+        QCOMPARE(transform_open(add_noise, input), 0);
+        QCOMPARE(panel()->pos(), sticky ? first - QPoint(40, 30) : first);
+        panel()->button_row()->auto_box()->click();
+        QCOMPARE(preview()->record()->profile, (std::vector<std::uint8_t>{1, 2, 3, 4}));
+        transform_cancel();
+    }
 }
 
+QTEST_MAIN(TestAddNoise)
 #include "tst_add_noise.moc"

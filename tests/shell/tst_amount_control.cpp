@@ -158,72 +158,54 @@ void TestAmountControl::swatch_and_mask_candidates() {
     QCOMPARE(control->mask_candidates(), (std::vector<ImageWindow*>{gray}));
 }
 
-// The mask's window is linked while chosen, whether by the user (with a
-// signal) or from outside (without); the link moves, and goes with a size
-// that no longer fits and with the control.
+// The mask's window is linked while chosen, by the user (with a signal) or
+// from outside (without); the link moves, and goes with "No Mask", with a size
+// that no longer fits and with the control. The swatch shows the mask.
 void TestAmountControl::mask_link_follows_the_choice() {
     ImageWindow* first = open_picture(image_type_gray8, 40, 30, 0, 255);
     ImageWindow* second = open_picture(image_type_gray8, 40, 30, 255, 0);
     auto control = make_control();
     QSignalSpy changed(control.get(), &AmountControl::amount_changed);
-
     control->choose_mask(first);
-    const AmountSettings& s = control->settings();
-    QCOMPARE(s.amount_low, 0);
-    QCOMPARE(s.amount_high, 1024);
-    QCOMPARE(s.amount_mask, &first->record()->image);
-    QCOMPARE(changed.count(), 1);
+    QCOMPARE(control->settings().amount_low, 0);
+    QCOMPARE(control->settings().amount_high, 1024);
+    QCOMPARE(control->settings().amount_mask, &first->record()->image);
     QCOMPARE(link_blocker(first), std::string("Amount Mask"));
-    // The swatch shows the mask: black at the left, white at the right.
     QVERIFY(centre_colour(control->swatch(), 0.3).lightness() < 40);
     QVERIFY(centre_colour(control->swatch(), 0.7).lightness() > 215);
-
     control->choose_mask(second);
     QVERIFY(link_blocker(first).empty());
     QCOMPARE(link_blocker(second), std::string("Amount Mask"));
-    QVERIFY(centre_colour(control->swatch(), 0.3).lightness() > 215);
     // New pixels in the mask reach the swatch once the links are told.
-    QSignalSpy told(control.get(), &AmountControl::mask_image_changed);
     Image& image = second->record()->image;
     for (int y = 0; y < image.height; ++y)
         std::memset(image.rows[y], 0, static_cast<std::size_t>(image.width));
     links_notify_changed(second);
-    QCOMPARE(told.count(), 1);
     QVERIFY(centre_colour(control->swatch(), 0.3).lightness() < 40);
-
-    // "No Mask".
     control->choose_mask(nullptr);
     QCOMPARE(control->settings().amount_low, 1024);
     QCOMPARE(control->settings().amount_high, -1);
-    QVERIFY(control->settings().amount_mask_window == nullptr);
     QVERIFY(link_blocker(second).empty());
     QCOMPARE(changed.count(), 3);
 
-    // A bipolar amount starts from the middle at both ends.
+    // A bipolar amount starts from the middle at both ends; another size drops the mask.
     control->set_settings(amounts(700, -1, true));
     control->choose_mask(first);
     QCOMPARE(control->settings().amount_low, 512);
     QCOMPARE(control->settings().amount_high, 512);
-    // A new size: the same keeps the mask, another drops it.
     control->set_mask_size(40, 30);
     QCOMPARE(control->mask_window(), first);
-    QCOMPARE(changed.count(), 4);
     control->set_mask_size(41, 30);
     QCOMPARE(changed.count(), 5);
     QVERIFY(control->mask_window() == nullptr);
-    QCOMPARE(control->settings().amount_high, -1);
     QVERIFY(link_blocker(first).empty());
 
-    // Settings from outside move the link without a signal.
     AmountSettings settings = amounts(100, 800, false, "Opacity: ");
     settings.amount_mask = &second->record()->image;
     settings.amount_mask_window = second;
     control->set_settings(settings);
-    QCOMPARE(control->mask_window(), second);
     QCOMPARE(link_blocker(second), std::string("Amount Mask"));
     QCOMPARE(changed.count(), 5);
-
-    // The link goes with the control.
     control.reset();
     QVERIFY(link_blocker(second).empty());
 }
