@@ -100,6 +100,12 @@ CommandResult command_dispatch(QWidget* window, int command) {
         case 3024:
             dialogs_to_top();
             return CommandResult::done;
+        case 6002:
+            // The hand: a left drag moves the picture, as Alt and drag does
+            // (desktops often keep Alt for moving windows). Chosen again, it
+            // goes back to no tool.
+            tool_select(app_state.current_tool == 6002 ? 0 : 6002);
+            return CommandResult::done;
         case 7005:
             about_box();
             return CommandResult::done;

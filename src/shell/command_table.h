@@ -134,7 +134,7 @@ inline constexpr CommandEntry command_table[] = {
     // Tools, then the mask tool's submenu: 4501 to 4550 are the masks it
     // lists once they have been used.
     {6001, "&Readout", "", MenuId::tools, 0, false},
-    {6002, "&Scroll", "", MenuId::tools, 0, false},
+    {6002, "&Scroll", "", MenuId::tools, 0, true},
     {6003, "&Zoom", "", MenuId::tools, 0, false},
     {6004, "&Clone", "", MenuId::tools, 0, false},
     {6005, "&Paint", "", MenuId::tools, 0, false},

@@ -95,6 +95,12 @@ void MainFrame::build_menus() {
         const int number = entry.number;
         connect(action, &QAction::triggered, this,
                 [this, number] { command_dispatch(this, number); });
+        if (number >= 6001 && number <= 6009) {
+            // A tool's entry is ticked while it is the current tool.
+            action->setCheckable(true);
+            connect(&shell_signals(), &ShellSignals::tool_changed, action,
+                    [action, number](int code) { action->setChecked(code == number); });
+        }
     };
     for (const CommandEntry& entry : command_table) {
         if (entry.label == nullptr || entry.menu == MenuId::none) continue;

@@ -43,6 +43,7 @@ private slots:
     void a_file_handed_over_during_a_save_opens_after_it();
     void stored_values_out_of_range_are_limited_data();
     void stored_values_out_of_range_are_limited();
+    void the_scroll_tool_drags_without_alt();
 
 private:
     // A picture whose columns alternate between 0 and 255, shown and active.
@@ -211,6 +212,32 @@ void TestShellFixes::stored_values_out_of_range_are_limited() {
                      : key == QLatin1String("maxpreviewsize") ? p.maxpreviewsize
                                                               : p.previewlocation;
     QCOMPARE(read, expected);
+}
+
+// Tools > Scroll makes a plain left drag move the picture; chosen again it
+// goes back to no tool, and its entry is ticked while it is the tool.
+void TestShellFixes::the_scroll_tool_drags_without_alt() {
+    ImageWindow* window = show_picture(image_type_gray8, 3000, 2000);
+    QVERIFY(window != nullptr);
+    frame_->command_action(3015)->trigger();  // 1:1: larger than the window
+    QAction* scroll = frame_->command_action(6002);
+    QVERIFY(scroll != nullptr && scroll->isEnabled());
+    auto drag = [&] {
+        const int before = window->record()->view_x1;
+        QTest::mousePress(window->viewport(), Qt::LeftButton, Qt::NoModifier, QPoint(200, 200));
+        QMouseEvent move(QEvent::MouseMove, QPointF(100, 200), window->viewport()->mapToGlobal(QPointF(100, 200)),
+                         Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(window->viewport(), &move);
+        QTest::mouseRelease(window->viewport(), Qt::LeftButton, Qt::NoModifier, QPoint(100, 200));
+        return window->record()->view_x1 - before;
+    };
+    QCOMPARE(drag(), 0);
+    scroll->trigger();
+    QVERIFY(scroll->isChecked());
+    QVERIFY(drag() > 0);
+    scroll->trigger();
+    QVERIFY(!scroll->isChecked());
+    QCOMPARE(drag(), 0);
 }
 
 QTEST_MAIN(TestShellFixes)
