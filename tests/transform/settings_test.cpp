@@ -166,53 +166,6 @@ TEST_F(SettingsFormatTest, WritesInTableOrderWithCarriageReturns) {
               "end\r\n");
 }
 
-// Repeated keywords written alternately, as a colour line's colours and the
-// transitions between them.
-struct TestLine {
-    int ncolors = 0;
-    int ntransitions = 0;
-    double position[8] = {};
-    int red[8] = {};
-    std::string transition[8];
-};
-
-const SettingsKeyword<TestLine> test_line_rows[] = {
-    settings_count<&TestLine::ncolors>("ncolors %d"),
-    settings_repeat<&TestLine::ncolors, &TestLine::position, &TestLine::red>("color %d %f %d"),
-    settings_repeat<&TestLine::ntransitions, &TestLine::transition>("transition %d %s",
-                                                                    SettingsLine::joined),
-};
-
-const SettingsFormat<TestLine> test_line{{"TestLine 1.0", ".tln", "", "", "", "", 15},
-                                         test_line_rows};
-
-TEST_F(SettingsFormatTest, JoinedKeywordsAlternate) {
-    TestLine line;
-    line.ncolors = 3;
-    line.ntransitions = 2;
-    for (int i = 0; i < 3; ++i) {
-        line.position[i] = i * 0.5;
-        line.red[i] = 100 + i;
-    }
-    line.transition[0] = "linear";
-    line.transition[1] = "smooth";
-    ASSERT_EQ(settings_save_file(path("l.tln"), test_line, line), 0);
-    EXPECT_EQ(read_bytes(path("l.tln")),
-              "TestLine 1.0\r\n"
-              "ncolors 3\r\n"
-              "color 0 0.0000 100\r\n"
-              "transition 0 linear\r\n"
-              "color 1 0.5000 101\r\n"
-              "transition 1 smooth\r\n"
-              "color 2 1.0000 102\r\n"
-              "end\r\n");
-    TestLine back;
-    ASSERT_EQ(settings_load_file(path("l.tln"), test_line, back), 0);
-    EXPECT_EQ(back.transition[1], "smooth");
-    EXPECT_EQ(back.position[2], 1.0);
-    EXPECT_EQ(back.red[1], 101);
-}
-
 // ---------------------------------------------------------------------------
 // Names, folders and panel commands
 
