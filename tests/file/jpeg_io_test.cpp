@@ -117,20 +117,37 @@ TEST_F(JpegFiles, OurFilesAtQuality100StayCloseToTheSource) {
     }
 }
 
-TEST_F(JpegFiles, SamplingChoicesReachTheFrameHeader) {
+TEST_F(JpegFiles, WriterOptionsReachTheHeader) {
     const Picture colour = make_picture(50, 40, 3, 255, 1);
     ImageHolder image;
     image_of(colour, image.get());
+    std::vector<std::uint8_t> exif = {'E', 'x', 'i', 'f', 0, 0};
+    const auto tiff = random_bytes(500, 15);
+    exif.insert(exif.end(), tiff.begin(), tiff.end());
     const int expected[4][2] = {{1, 1}, {2, 1}, {4, 1}, {2, 2}};
     for (int sampling = 0; sampling < 4; ++sampling) {
         SCOPED_TRACE(sampling);
         JpegWriteOptions options;
         options.sampling = sampling;
+        if (sampling == 3) {  // the EXIF block stands between JFIF and profile
+            options.exif = exif;
+            options.profile = random_bytes(1000, 16);
+        }
         const std::string jpg = folder.file("s" + std::to_string(sampling) + ".jpg");
         ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
         const auto bytes = read_bytes(jpg);
+        const auto segments = header_segments(bytes);
+        ASSERT_GE(segments.size(), 3u);
+        EXPECT_EQ(segments[0].marker, 0xE0);
+        if (sampling == 3) {
+            EXPECT_EQ(segments[1].marker, 0xE1);
+            EXPECT_EQ(segments[1].length, exif.size() + 2);
+            EXPECT_TRUE(std::equal(exif.begin(), exif.end(),
+                                   bytes.begin() + 4 + static_cast<long>(segments[1].offset)));
+            EXPECT_EQ(segments[2].marker, 0xE2);
+        }
         bool found = false;
-        for (const Segment& s : header_segments(bytes)) {
+        for (const Segment& s : segments) {
             if (s.marker != 0xC0) continue;
             found = true;
             ASSERT_EQ(bytes[s.offset + 9], 3);  // components
@@ -142,7 +159,12 @@ TEST_F(JpegFiles, SamplingChoicesReachTheFrameHeader) {
         EXPECT_TRUE(found);
         // And the file reads back close to the source through djpeg.
         EXPECT_LT(mean_difference(djpeg(jpg), colour), 4.0);
+        // EXIF too large for one marker.
+        options.exif = std::vector<std::uint8_t>(70000, 1);
+        EXPECT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 126);
     }
+    // A full disk is a write error.
+    EXPECT_EQ(WriteJPEG("/dev/full", image.get(), {}), 23);
 }
 
 TEST_F(JpegFiles, ResolutionFromTheJfifDensity) {
@@ -305,35 +327,6 @@ TEST_F(JpegFiles, CmykFilesBecomeColour) {
     ASSERT_EQ(ReadJPEGAndProfile(jpg.c_str(), image.get(), &profile, false, 100.0), 0);
     EXPECT_EQ(image->type, image_type_colour8);
     EXPECT_TRUE(profile.empty());
-}
-
-TEST_F(JpegFiles, ExifBlockStandsBetweenJfifAndProfile) {
-    std::vector<std::uint8_t> exif = {'E', 'x', 'i', 'f', 0, 0};
-    const auto tiff = random_bytes(500, 15);
-    exif.insert(exif.end(), tiff.begin(), tiff.end());
-    const std::vector<std::uint8_t> profile = random_bytes(1000, 16);
-    ImageHolder image;
-    image_of(make_picture(30, 30, 3, 255, 17), image.get());
-    JpegWriteOptions options;
-    options.exif = exif;
-    options.profile = profile;
-    const std::string jpg = folder.file("exif.jpg");
-    ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
-    const auto bytes = read_bytes(jpg);
-    const auto segments = header_segments(bytes);
-    ASSERT_GE(segments.size(), 3u);
-    EXPECT_EQ(segments[0].marker, 0xE0);
-    EXPECT_EQ(segments[1].marker, 0xE1);
-    EXPECT_EQ(segments[1].length, exif.size() + 2);
-    EXPECT_TRUE(std::equal(exif.begin(), exif.end(),
-                           bytes.begin() + 4 + static_cast<long>(segments[1].offset)));
-    EXPECT_EQ(segments[2].marker, 0xE2);
-    // Too large for one marker.
-    const std::vector<std::uint8_t> huge(70000, 1);
-    options.exif = huge;
-    EXPECT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 126);
-    // A full disk is a write error.
-    EXPECT_EQ(WriteJPEG("/dev/full", image.get(), {}), 23);
 }
 
 }  // namespace
