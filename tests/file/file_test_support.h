@@ -165,11 +165,22 @@ inline Picture read_pnm(const std::string& path) {
     return p;
 }
 
+// Writes P4 (bilevel), P5 or P6.
 inline void write_pnm(const std::string& path, const Picture& p) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << (p.channels == 3 ? "P6" : "P5") << "\n"
-        << p.width << " " << p.height << "\n"
-        << p.maxval << "\n";
+    out << (p.maxval == 1 ? "P4" : p.channels == 3 ? "P6" : "P5") << "\n"
+        << p.width << " " << p.height << "\n";
+    if (p.maxval == 1) {
+        for (int y = 0; y < p.height; ++y)
+            for (int x = 0; x < p.width; x += 8) {
+                int byte = 0;  // PBM's 1 is black
+                for (int b = 0; b < 8 && x + b < p.width; ++b)
+                    byte |= (p.at(x + b, y) ? 0 : 1) << (7 - b);
+                out.put(static_cast<char>(byte));
+            }
+        return;
+    }
+    out << p.maxval << "\n";
     for (std::uint32_t v : p.samples) {
         if (p.maxval > 255) out.put(static_cast<char>(v >> 8));
         out.put(static_cast<char>(v & 0xFF));

