@@ -1,10 +1,8 @@
-// Image windows: opening a file, zoom steps and titles, fitting, the pixels on
+// Image windows: zoom steps and titles, fitting, the pixels on
 // screen at each zoom and after each scroll, the keys, the dragging hand, the
 // right button's menu, copy and negative, and the questions on closing.
 #include "core/view_update.h"
-#include "file/tiff_writer.h"
 #include "shell/command_dispatch.h"
-#include "shell/open_file.h"
 #include "shell_test_support.h"
 
 #include <QMenu>
@@ -38,7 +36,6 @@ private slots:
     void init();
     void cleanup();
 
-    void opening_a_tiff_and_opening_it_again();
     void zoom_commands_titles_and_the_right_button_menu();
     void fit_zoom_is_the_largest_that_fits();
     void screen_pixels_at_each_zoom();
@@ -60,38 +57,6 @@ void TestImageWindow::init() {
 void TestImageWindow::cleanup() {
     close_test_frame(frame_);
     window_record_table_init();
-}
-
-void TestImageWindow::opening_a_tiff_and_opening_it_again() {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("picture.tif"));
-    ImageHolder source;
-    fill_colour(source.get(), 30, 20);
-    std::FILE* file = std::fopen(QFile::encodeName(path).constData(), "wb");
-    QVERIFY(file != nullptr);
-    const int written = TiffWrite(file, source.get(), {}, 0, nullptr, 0, 1, false, false);
-    std::fclose(file);
-    QCOMPARE(written, 0);
-
-    QCOMPARE(open_file_path(path), 0);
-    QCOMPARE(frame_->area()->subWindowList().size(), 1);
-    ImageWindow* window = image_window_of(frame_->area()->subWindowList().first());
-    QVERIFY(window != nullptr);
-    QCOMPARE(window->modified, 0);
-    QCOMPARE(window->record()->file_type, 2);
-    QCOMPARE(window->sub_window()->windowTitle(),
-             QStringLiteral("1 - picture.tif (1:1 - 30 x 20)"));
-    for (int y = 0; y < 20; ++y)
-        for (int x = 0; x < 30; ++x)
-            QCOMPARE(display_image(window->record()->display_copy).pixel(x, y),
-                     picture_rgb(source.get(), x, y));
-
-    // The same file again only brings its window forward.
-    QCOMPARE(open_file_path(path), 0);
-    QCOMPARE(frame_->area()->subWindowList().size(), 1);
-    // A file that isn't there is reported as such, and opens nothing.
-    QCOMPARE(open_file_path(dir.filePath(QStringLiteral("missing.xyz"))), 129);
-    QCOMPARE(frame_->area()->subWindowList().size(), 1);
 }
 
 void TestImageWindow::zoom_commands_titles_and_the_right_button_menu() {
@@ -291,6 +256,7 @@ void TestImageWindow::window_scrolls_by_bars_keys_and_hand() {
     check_view("reduced");
 }
 
+// Duplicate and Negative make modified windows named after their source, at its zoom.
 void TestImageWindow::copy_and_negative_make_modified_windows() {
     ImageHolder picture;
     fill_colour(picture.get(), 12, 8);
@@ -299,26 +265,24 @@ void TestImageWindow::copy_and_negative_make_modified_windows() {
     source->record()->file_name = "/tmp/pictures/source.tif";
     source->set_zoom(2, true);
     const Image& original = source->record()->image;
-    const auto newest = [this] { return image_window_of(frame_->area()->subWindowList().last()); };
-
-    QCOMPARE(command_dispatch(nullptr, 4005), CommandResult::done);
-    ImageWindow* duplicate = newest();
-    QVERIFY(duplicate != nullptr && duplicate != source);
-    QCOMPARE(duplicate->modified, 1);
-    QCOMPARE(duplicate->sub_window()->windowTitle(),
-             QStringLiteral("Untitled 2 - source.tif (2:1 - 12 x 8)"));
-    QVERIFY(same_pixels(duplicate->record()->image, original));
-
-    frame_->area()->setActiveSubWindow(source->sub_window());
-    QCOMPARE(command_dispatch(nullptr, 4006), CommandResult::done);
-    ImageWindow* negative = newest();
-    QVERIFY(negative != nullptr && negative != duplicate);
-    QCOMPARE(negative->modified, 1);
-    for (int y = 0; y < 8; ++y)
-        for (int b = 0; b < 12 * 3; ++b)
-            QCOMPARE(negative->record()->image.rows[y][b] + original.rows[y][b], 255);
+    for (const int command : {4005, 4006}) {
+        frame_->area()->setActiveSubWindow(source->sub_window());
+        QCOMPARE(command_dispatch(nullptr, command), CommandResult::done);
+        ImageWindow* made = image_window_active(frame_->area());
+        QVERIFY(made != nullptr && made != source);
+        QCOMPARE(made->modified, 1);
+        QCOMPARE(made->sub_window()->windowTitle(),
+                 QStringLiteral("Untitled %1 - source.tif (2:1 - 12 x 8)").arg(command - 4003));
+        const int sum = command == 4006 ? 255 : 0;
+        for (int y = 0; y < 8; ++y)
+            for (int b = 0; b < 12 * 3; ++b)
+                QCOMPARE(made->record()->image.rows[y][b],
+                         std::abs(sum - original.rows[y][b]));
+    }
 }
 
+// A blocking link refuses first, naming its owner; one that doesn't block
+// leaves the save question, where Cancel keeps the window and No closes it.
 void TestImageWindow::modified_or_linked_window_asks_before_closing() {
     ImageHolder picture;
     fill_colour(picture.get(), 10, 10);
@@ -327,37 +291,27 @@ void TestImageWindow::modified_or_linked_window_asks_before_closing() {
     QPointer<QMdiSubWindow> sub = window->sub_window();
     window->modified = 1;
     WindowBase owner;
-    {
-        // A blocking link refuses first, naming its owner.
-        link_add(&owner, window, "Amount Mask", true);
-        ScriptedBoxes boxes;
-        QVERIFY(!sub->close());
-        QCOMPARE(boxes.texts(), QStringList{"Window in use by Amount Mask - Cannot close"});
-        QCOMPARE(boxes.calls[0].caption, QStringLiteral("Error"));
-        link_remove(&owner, window);
-    }
-    // A link that doesn't block leaves only the save question.
+    ScriptedBoxes boxes({answer_ok, answer_cancel, answer_no});
+    link_add(&owner, window, "Amount Mask", true);
+    QVERIFY(!sub->close());
+    link_remove(&owner, window);
     link_add(&owner, window, "Input", false);
-    {
-        ScriptedBoxes boxes({answer_cancel});
-        QVERIFY(!sub->close());
-        QCOMPARE(boxes.texts(), QStringList{"Save Modified Image: Untitled 1?"});
-    }
-    {
-        ScriptedBoxes boxes({answer_no});
-        QVERIFY(sub->close());
-    }
+    QVERIFY(!sub->close());
+    QVERIFY(sub->close());
+    QCOMPARE(boxes.texts(), (QStringList{"Window in use by Amount Mask - Cannot close",
+                                         "Save Modified Image: Untitled 1?",
+                                         "Save Modified Image: Untitled 1?"}));
     QTRY_VERIFY(sub.isNull());
     QCOMPARE(window_record_at(0), nullptr);
     QCOMPARE(link_count(), std::size_t{0});
 
     // With confirmation off nothing is asked.
+    boxes.calls.clear();
     preferences().confirm = confirm_no;
     ImageHolder second;
     fill_colour(second.get(), 4, 4);
     ImageWindow* other = show_picture(second.get());
     other->modified = 1;
-    ScriptedBoxes boxes;
     QVERIFY(other->sub_window()->close());
     QVERIFY(boxes.calls.empty());
 }

@@ -608,6 +608,8 @@ void TestSaveImage::jpeg_statistics() {
     QVERIFY(!dialog.save_again_button()->isEnabled());
 }
 
+// File Open opens every file chosen; one already open only comes forward; a
+// second open while a slow one shows progress is turned away.
 void TestSaveImage::file_open_panel_and_guard() {
     ImageHolder a;
     fill_noise(a.get(), image_type_colour8, 500, 400);
@@ -616,30 +618,25 @@ void TestSaveImage::file_open_panel_and_guard() {
     fill_noise(b.get(), image_type_colour8, 7, 5);
     const QString small = make_tiff(QStringLiteral("small.tif"), b.get());
 
-    // The panel: its title, its filters, both chosen files opened.
     std::vector<OpenFileRequest> requests;
     const OpenFileChooser before = open_file_set_chooser([&](const OpenFileRequest& request) {
         requests.push_back(request);
         return requests.size() == 1 ? QStringList{big, small} : QStringList{};
     });
-    QCOMPARE(command_dispatch(nullptr, 1002), CommandResult::done);
-    QCOMPARE(requests.size(), std::size_t{1});
-    QVERIFY(requests[0].filters[0].startsWith(QStringLiteral("All Image Files (")));
-    QVERIFY(requests[0].filters[0].contains(QStringLiteral("*.nef")));
-    QCOMPARE(frame_->area()->subWindowList().size(), 2);
-    QCOMPARE(QString::fromStdString(saved_state().lastdirectory), dir_->path());
-    // Cancel opens nothing and says nothing.
-    {
-        ScriptedBoxes boxes;
+    ScriptedBoxes boxes;
+    // The second time Cancel: nothing opens, nothing is said.
+    for (int i = 0; i < 2; ++i)
         QCOMPARE(command_dispatch(nullptr, 1002), CommandResult::done);
-        QVERIFY(boxes.calls.empty());
-    }
     open_file_set_chooser(before);
+    QVERIFY(requests[0].filters[0].contains(QStringLiteral("*.nef")));
+    QCOMPARE(QString::fromStdString(saved_state().lastdirectory), dir_->path());
+    QCOMPARE(open_file_path(big), 0);
+    QCOMPARE(frame_->area()->subWindowList().size(), 2);
+    QVERIFY(boxes.calls.empty());
     for (QMdiSubWindow* sub : frame_->area()->subWindowList())
         sub->close();
     QTRY_VERIFY(image_window_of_file(big) == nullptr && image_window_of_file(small) == nullptr);
 
-    // A second open while a slow one shows progress is turned away.
     int nested = -1;
     TestProgress progress([&](int) {
         if (nested == -1) nested = open_file_path(small);
