@@ -390,6 +390,17 @@ void transform_buttons_reset(bool short_row) {
     state.result_count = 0;
 }
 
+namespace {
+
+// The transformation learns from its input picture what it finds there.
+void input_opened() {
+    const WindowRecord* record = window_record_of(state.input_window);
+    if (state.descriptor && state.descriptor->input_opened && record && state.params)
+        state.descriptor->input_opened(state.params.get(), &record->image);
+}
+
+}  // namespace
+
 int transform_open(const TransformDescriptor& d, WindowBase* input) {
     if (state.descriptor) transform_cancel();
     bool kept = false;
@@ -401,6 +412,7 @@ int transform_open(const TransformDescriptor& d, WindowBase* input) {
     state.input_window = input;
     read_input_size();
     state.last_result_window = nullptr;
+    input_opened();
 
     WindowBase* panel = nullptr;
     if (int err = host().panel_create(d, state.params.get(), &panel)) {
@@ -489,6 +501,7 @@ void transform_input_changed(WindowBase* input) {
     read_input_size();
     if (state.input_width != old_width || state.input_height != old_height)
         for_each_amount(state.params.get(), [](AmountSettings& a) { amount_drop_mask(a); });
+    input_opened();
     host().panel_layout(state.panel_window, input_type(), state.input_width, state.input_height);
     input_reset(resume_auto);
 }

@@ -8,6 +8,7 @@ extern const TransformDescriptor brightness_curve_transform;
 extern const TransformDescriptor brightness_transform;
 extern const TransformDescriptor gamma_adjust_transform;
 extern const TransformDescriptor color_curves_transform;
+extern const TransformDescriptor levels_and_color_transform;
 
 namespace {
 
@@ -42,7 +43,7 @@ constinit const TransformEntry registry[] = {
     {"Negative", "&Negative", G::gray, 1, 4006, 0,
      123, "B+W Negative", "Negative", 0, 64, 1, 1, false, "", true, nullptr},
     {"Levels and Color", "&Levels and Color...", G::gray, 2, 4054, 43,
-     211, "Levels and Color", "Levels and Color", 8 | P, 0, 1, 1, true, "", false, nullptr},
+     211, "Levels and Color", "Levels and Color", 8 | P, 0, 1, 1, true, "", false, &levels_and_color_transform},
     {"Brightness Curve", "Brightness &Curve...", G::gray, 3, 4050, 4,
      207, "Brightness Curve", "Brightness Curve", 8 | P, 4, 1, 1, true, "", false, &brightness_curve_transform},
     {"Brightness", "&Brightness...", G::gray, 4, 4052, 29,

@@ -267,14 +267,13 @@ struct PixelReader {
 
 }  // namespace
 
-int tone_histogram(const Image* image, int reading, CurveHistogram hist[3]) {
+int tone_histogram(const Image* image, int reading, CurveHistogram hist[3], std::int64_t limit) {
     for (int k = 0; k < 3; ++k)
         hist[k] = CurveHistogram{};
     const PixelReader pixels(image);
     if (!pixels.readable) return 0;
 
-    // Step across (a) and up (c) until at most a million pixels are read.
-    constexpr std::int64_t limit = 1000000;
+    // Step across (a) and up (c) until at most `limit` pixels are read.
     const std::int64_t count = static_cast<std::int64_t>(image->width) * image->height;
     int a = 1, c = 1;
     while (count / (static_cast<std::int64_t>(a) * c) > limit) {

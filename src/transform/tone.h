@@ -77,9 +77,10 @@ int tone_read_levels(int r, int g, int b, int reading, int levels[3]);
 
 // The histogram a curve control shows for an image: the count of each level
 // of the reading (three histograms for reading_rgb); 16-bit samples through
-// `to8`. At most a million pixels are read, stepping across and up as needed.
+// `to8`. At most `limit` pixels are read, stepping across and up as needed.
 // Returns the number of histograms filled (1 or 3), 0 for an unreadable image.
-int tone_histogram(const Image* image, int reading, CurveHistogram hist[3]);
+int tone_histogram(const Image* image, int reading, CurveHistogram hist[3],
+                   std::int64_t limit = 1000000);
 
 // The probe: the mean colour of the square of 2n + 1 pixels a side around
 // x, y (y counted from the top, the square kept inside the picture), read as

@@ -370,6 +370,9 @@ struct TransformDescriptor {
 
     bool preview_one_to_one = false;  // its look depends on the pixel scale
     bool short_buttons = false;       // "Apply", "OK", "Cancel" only: no preview
+    // The panel met an input, at opening or when another is chosen: values
+    // found from the picture (a range, a histogram) go into the block.
+    void (*input_opened)(void* params, const Image* input) = nullptr;
 
     // The panel module's static copy of the last block and its `fresh` flag.
     void* static_copy = nullptr;
@@ -387,6 +390,7 @@ struct TransformDefinition {
     bool preview_one_to_one = false;
     bool short_buttons = false;
     bool settings_previous = false;
+    void (*input_opened)(void* params, const Image* input) = nullptr;
     P* static_copy = nullptr;
     bool* fresh = nullptr;
 };
@@ -434,6 +438,7 @@ constexpr TransformDescriptor transform_descriptor(const TransformDefinition<P>&
     d.settings_previous = def.settings_previous;
     d.preview_one_to_one = def.preview_one_to_one;
     d.short_buttons = def.short_buttons;
+    d.input_opened = def.input_opened;
     d.static_copy = def.static_copy;
     d.fresh = def.fresh;
     return d;
