@@ -31,29 +31,6 @@ TEST(ZoomSteps, SkipZeroAndMinusOneAndRoundUp) {
         EXPECT_EQ(zoomed_size(size, zoom), view) << size << " " << zoom;
 }
 
-TEST_F(WindowRecords, TableRunsOutAtTwoHundredFiftySixAndTheSearchMovesOn) {
-    int slot = -1;
-    WindowRecord* record = nullptr;
-    for (int i = 0; i < window_record_count; ++i) {
-        ASSERT_EQ(window_record_take(&slot, &record), 0);
-        EXPECT_EQ(slot, i);
-        EXPECT_FALSE(record->free);
-    }
-    EXPECT_EQ(window_record_take(&slot, &record), 13);
-    EXPECT_STREQ(error_text(13), "Too many images");
-    window_record_release(7);
-    ASSERT_EQ(window_record_take(&slot, &record), 0);
-    EXPECT_EQ(slot, 7);
-
-    window_record_table_init();
-    for (int i = 0; i < 3; ++i)
-        ASSERT_EQ(window_record_take(&slot, &record), 0);
-    window_record_release(0);
-    ASSERT_EQ(window_record_take(&slot, &record), 0);
-    EXPECT_EQ(slot, 3);         // the freed number waits until the search comes round
-    window_record_release(-1);  // harmless
-}
-
 TEST_F(WindowRecords, ReleaseFreesThePictureAndUnbindsTheWindow) {
     int slot;
     WindowRecord* record;

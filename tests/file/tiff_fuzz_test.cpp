@@ -5,7 +5,6 @@
 // checks that).
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -182,26 +181,6 @@ int read_tiff(Bytes b, Image* image) {
     return err;
 }
 
-// The first error of a TiffSource look-up and of reads of the entry it finds.
-int look_up(const Bytes& b, std::mt19937& rng) {
-    TiffSource s;
-    TiffOpenMemory(&s, b.data(), b.size(), 0, !b.empty() && b[0] == 'M');
-    const std::uint32_t ifd = rng() % 3 == 0 ? 8u : static_cast<std::uint32_t>(rng());
-    const int tag = std::array{256, 258, 273, 279, 282, 305}[rng() % 6];
-    const std::uint32_t index = rng() % 8;
-    TiffEntry e;
-    bool found = false;
-    int v = 0;
-    double d = 0;
-    std::string text;
-    int err = TiffFindTag(s, ifd, tag, &e, &found);
-    if (err == 0 && found)
-        for (int each : {TiffReadByteOrShortAt(s, e, index, &v), TiffReadRationalAt(s, e, index, &d),
-                         TiffFindString(s, ifd, tag, &text, &found)})
-            if (each != 0 && (err = each) != 56) break;
-    return err;
-}
-
 TEST(Fuzz, DamagedInputGivesTheReadersErrorsNeverCrashes) {
     file_test::ScratchFolder dir;
     const std::string file = dir.file("damaged");
@@ -241,9 +220,6 @@ TEST(Fuzz, DamagedInputGivesTheReadersErrorsNeverCrashes) {
              return Damage{b, false};
          },
          [](const Bytes& b, std::mt19937&, Image* image) { return read_tiff(b, image); }},
-        {"tiff source", {56}, 3000,
-         [&](int, std::mt19937& rng) { return Damage{mutate(seeds[6], rng), false}; },
-         [](const Bytes& b, std::mt19937& rng, Image*) { return look_up(b, rng); }},
         {"lzw", {156}, 20000,
          [](int i, std::mt19937& rng) {
              Bytes in(1 + rng() % 300);

@@ -3,7 +3,6 @@
 // tiffinfo and decode in libtiff to exactly what we wrote.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdio>
 #include <string>
 
@@ -208,21 +207,5 @@ INSTANTIATE_TEST_SUITE_P(TypesAndCompressions, OwnWriterToLibtiff,
                                      : c == 1 ? "_zip"
                                               : "_lzw");
                          });
-
-// Every index is run once, whatever the count of threads and of indices.
-TEST(ParallelFor, RunsEachIndexOnce) {
-    for (const int threads : {0, 1, 2, 8}) {
-        parallel_set_threads(threads);
-        for (const int count : {0, 1, 7, 1000}) {
-            std::vector<std::atomic<int>> seen(static_cast<std::size_t>(count));
-            parallel_for(count, [&](int i) { ++seen[static_cast<std::size_t>(i)]; });
-            for (int i = 0; i < count; ++i)
-                ASSERT_EQ(seen[static_cast<std::size_t>(i)], 1) << threads << " " << count;
-        }
-    }
-    parallel_set_threads(0);
-    EXPECT_GE(parallel_threads(), 1);
-    EXPECT_LE(parallel_threads(), parallel_max_threads);
-}
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <zlib.h>
 
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -189,13 +188,10 @@ TEST(TiffReader, Resolution) {
     EXPECT_DOUBLE_EQ(image->resolution, 300.0 * 2.540005);
 }
 
-void save(const std::string& path, const Image* image, bool thumbnail = false,
-          const std::vector<std::uint8_t>& profile = {}) {
+void save(const std::string& path, const Image* image) {
     std::FILE* f = std::fopen(path.c_str(), "wb");
     ASSERT_NE(f, nullptr);
-    ASSERT_EQ(TiffWrite(f, image, {}, profile.size(), profile.empty() ? nullptr : profile.data(), 0,
-                        tiff_compression_lzw, thumbnail, false),
-              0);
+    ASSERT_EQ(TiffWrite(f, image, {}, 0, nullptr, 0, tiff_compression_lzw, false, false), 0);
     ASSERT_EQ(std::fclose(f), 0);
 }
 
@@ -239,177 +235,18 @@ TEST(TiffReader, OrientationIsApplied) {
     }
 }
 
-TEST(TiffReader, Probes) {
+TEST(TiffReader, ProgressAndCancel) {
     ScratchFolder dir;
     ImageHolder image;
-    ASSERT_EQ(image_of(make_picture(640, 480, 3, 255, 1), image.get()), 0);
-    const std::vector<std::uint8_t> profile = {'a', 'c', 's', 'p', 0, 1, 2, 3, 4, 5, 250};
-    const std::string with = dir.file("with.tif");
-    const std::string without = dir.file("without.tif");
-    const std::string missing = dir.file("missing.tif");
-    save(with, image.get(), true, profile);
-    save(without, image.get());
-
-    int w = 0;
-    int h = 0;
-    ASSERT_EQ(TiffProbeSize(with.c_str(), &w, &h), 0);
-    EXPECT_EQ(w * 1000 + h, 640480);
-    std::vector<std::uint8_t> read_profile;
-    ASSERT_EQ(TiffProbeProfile(with.c_str(), &read_profile), 0);
-    EXPECT_EQ(read_profile, profile);
-    ASSERT_EQ(TiffProbeProfile(without.c_str(), &read_profile), 0);
-    EXPECT_TRUE(read_profile.empty());
-    int rotation = -1;
-    EXPECT_EQ(TiffProbeSize(missing.c_str(), &w, &h), 56);
-    EXPECT_EQ(TiffProbeOrientation(missing.c_str(), &rotation), 56);
-
-    EXPECT_TRUE(TiffIsTiff(with.c_str()));
-    EXPECT_FALSE(TiffIsTiff(missing.c_str()));
-    write_bytes(dir.file("x.tif"), {'M', 'M', 0, 42});
-    EXPECT_TRUE(TiffIsTiff(dir.file("x.tif").c_str()));
-    write_bytes(dir.file("x.tif"), {'I', 'I', 0, 42});  // the number in the wrong order
-    EXPECT_FALSE(TiffIsTiff(dir.file("x.tif").c_str()));
-
-    // The reduced image.
-    ImageHolder thumb;
-    ASSERT_TRUE(TiffReadReduced(with.c_str(), thumb.get()));
-    EXPECT_EQ(thumb->width * 1000 + thumb->height, 300225);
-    ImageHolder reduced;
-    ASSERT_EQ(tiff_reduce_for_thumbnail(image.get(), reduced.get()), 0);
-    EXPECT_EQ(max_difference(picture_of(reduced.get()), picture_of(thumb.get())), 0);
-    EXPECT_FALSE(TiffReadReduced(without.c_str(), thumb.get()));
-    EXPECT_EQ(thumb->type, 0);
-}
-
-TEST(TiffReader, StreamsInsideOtherFiles) {
-    // A container holds a prefix, a TIFF stream, and data of its own behind it.
-    ScratchFolder dir;
-    const Picture p = make_picture(50, 40, 1, 65535, 4);
-    ImageHolder image;
-    ASSERT_EQ(image_of(p, image.get()), 0);
-    std::FILE* f = std::fopen(dir.file("container.bin").c_str(), "w+b");
-    ASSERT_NE(f, nullptr);
-    std::fputs("container header", f);
-    const long start = std::ftell(f);
-    ASSERT_EQ(TiffWrite(f, image.get(), {}, 0, nullptr, 0, tiff_compression_zip, true, false), 0);
-    std::fputs("TRAILER", f);
-    for (std::int64_t base : {static_cast<std::int64_t>(start), std::int64_t{-1}}) {
-        std::fseek(f, start, SEEK_SET);
-        ImageHolder back;
-        ASSERT_EQ(TiffReadAt(f, base, back.get(), false), 0);
-        EXPECT_EQ(max_difference(p, picture_of(back.get())), 0);
-        // The reader stops behind the last strip, where the container goes on.
-        char tail[8] = {};
-        ASSERT_EQ(std::fread(tail, 1, 7, f), 7u);
-        EXPECT_STREQ(tail, "TRAILER");
-    }
-    std::fclose(f);
-}
-
-// A display that runs another read in its first step, as a message pump could.
-class NestingDisplay final : public ProgressDisplay {
-public:
-    explicit NestingDisplay(std::function<void()> inner) : inner_(std::move(inner)) {
-        old_ = progress_set_display(this);
-    }
-    ~NestingDisplay() override { progress_set_display(old_); }
-    void begin(const char*, std::int64_t, std::int64_t, bool) override {}
-    int step(std::int64_t) override {
-        if (++steps == 1) inner_();
-        return 0;
-    }
-    void end() override {}
-    void wait_cursor(bool) override {}
-    int steps = 0;
-
-private:
-    std::function<void()> inner_;
-    ProgressDisplay* old_;
-};
-
-TEST(TiffReader, ProgressCancelAndReentry) {
-    ScratchFolder dir;
-    const Picture big = make_picture(500, 400, 3, 255, 2);  // over 150000 pixels
-    const Picture other = make_picture(30, 20, 1, 65535, 3);
-    ImageHolder image;
-    ASSERT_EQ(image_of(big, image.get()), 0);
+    ASSERT_EQ(image_of(make_picture(500, 400, 3, 255, 2), image.get()), 0);  // over 150000 pixels
     save(dir.file("big.tif"), image.get());
-    ImageHolder small;
-    ASSERT_EQ(image_of(other, small.get()), 0);
-    save(dir.file("other.tif"), small.get());
-    {
-        CancellingDisplay display(1);
-        ImageHolder read;
-        EXPECT_EQ(TiffRead(dir.file("big.tif").c_str(), read.get(), true), 11);
-        EXPECT_EQ(read->type, 0);
-        EXPECT_EQ(display.title, "File Open");
-        EXPECT_TRUE(display.can_cancel);
-        EXPECT_EQ(display.ends, 1);
-    }
-    {
-        // Another read while this one waits in its progress step.
-        ImageHolder inner;
-        int inner_result = -1;
-        NestingDisplay display(
-            [&] { inner_result = TiffRead(dir.file("other.tif").c_str(), inner.get(), true); });
-        ImageHolder outer;
-        ASSERT_EQ(TiffRead(dir.file("big.tif").c_str(), outer.get(), true), 0);
-        EXPECT_GT(display.steps, 1);
-        EXPECT_EQ(inner_result, 0);
-        EXPECT_EQ(max_difference(big, picture_of(outer.get())), 0);
-        EXPECT_EQ(max_difference(other, picture_of(inner.get())), 0);
-    }
-}
-
-TEST(TiffReader, SetOrientationRewritesInPlace) {
-    ScratchFolder dir;
-    const Picture p = make_picture(400, 320, 3, 255, 6);
-    ImageHolder image;
-    ASSERT_EQ(image_of(p, image.get()), 0);
-    const std::string path = dir.file("turn.tif");
-    save(path, image.get(), true);
-
-    bool done = false;
-    ASSERT_EQ(TiffSetOrientation(path.c_str(), 0, &done), 0);
-    EXPECT_TRUE(done);
-    // A quarter turn clockwise: orientation 6, and the thumbnail turns with it.
-    ASSERT_EQ(TiffSetOrientation(path.c_str(), 1, &done), 0);
-    int code = -1;
-    ASSERT_EQ(TiffProbeOrientation(path.c_str(), &code), 0);
-    EXPECT_EQ(code, 1);
-    ImageHolder thumb;
-    ASSERT_TRUE(TiffReadReduced(path.c_str(), thumb.get()));
-    EXPECT_EQ(thumb->width * 1000 + thumb->height, 240300);
-    // libtiff agrees on the tag.
-    int status = 0;
-    EXPECT_NE(output_of("tiffinfo " + path, &status).find("row 0 rhs, col 0 top"),
-              std::string::npos);
-    // Then mirror left-right: 90 clockwise then mirror is the diagonal 5.
-    ASSERT_EQ(TiffSetOrientation(path.c_str(), 4, &done), 0);
-    ASSERT_EQ(TiffProbeOrientation(path.c_str(), &code), 0);
-    EXPECT_EQ(code, 5);
-    ImageHolder turned;
-    ASSERT_EQ(read_own(path, turned.get()), 0);
-    const Picture shown = picture_of(turned.get());
-    ASSERT_EQ(shown.width, 320);
-    for (int y = 0; y < shown.height; y += 7)
-        for (int x = 0; x < shown.width; x += 5)
-            ASSERT_EQ(shown.at(x, y, 1), p.at(y, x, 1));
-
-    // No orientation tag: nothing is done. Big-endian files are rewritten in
-    // their own order.
-    const std::string plain = dir.file("plain.tif");
-    HandMade t = gray_file(4, 4, 4, true);
-    write_bytes(plain, t.build());
-    ASSERT_EQ(TiffSetOrientation(plain.c_str(), 2, &done), 0);
-    EXPECT_FALSE(done);
-    write_bytes(plain, t.tag(274, 3, {1}).build());
-    ASSERT_EQ(TiffSetOrientation(plain.c_str(), 2, &done), 0);
-    EXPECT_TRUE(done);
-    ASSERT_EQ(TiffProbeOrientation(plain.c_str(), &code), 0);
-    EXPECT_EQ(code, 2);
-    EXPECT_EQ(TiffSetOrientation(dir.file("missing.tif").c_str(), 2, &done), 57);
-    EXPECT_FALSE(done);
+    CancellingDisplay display(1);
+    ImageHolder read;
+    EXPECT_EQ(TiffRead(dir.file("big.tif").c_str(), read.get(), true), 11);
+    EXPECT_EQ(read->type, 0);
+    EXPECT_EQ(display.title, "File Open");
+    EXPECT_TRUE(display.can_cancel);
+    EXPECT_EQ(display.ends, 1);
 }
 
 }  // namespace
