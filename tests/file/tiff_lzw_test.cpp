@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -30,6 +32,28 @@ std::vector<std::uint8_t> sample_input(std::size_t size, unsigned seed) {
             v[i] = static_cast<std::uint8_t>('a' + rng() % 4);
     }
     return v;
+}
+
+// Nine-bit codes packed most significant bit first, as every strip starts.
+std::vector<std::uint8_t> nine_bit_codes(std::initializer_list<int> codes) {
+    std::vector<std::uint8_t> bytes((codes.size() * 9 + 7) / 8, 0);
+    int bit = 0;
+    for (int code : codes)
+        for (int b = 8; b >= 0; --b, ++bit)
+            if (code >> b & 1) bytes[bit / 8] = static_cast<std::uint8_t>(bytes[bit / 8] | (0x80 >> (bit % 8)));
+    return bytes;
+}
+
+// A damaged strip must never reach past the table: after a clear and one
+// byte, 258 is the entry being made (valid), 259 does not exist yet.
+TEST(TiffLzw, RefusesCodesNotYetInTheTable) {
+    std::vector<std::uint8_t> out(16, 0);
+    const auto made = nine_bit_codes({256, 'a', 258, 257});
+    EXPECT_EQ(tiff_lzw_decode(made.data(), made.size(), out.data(), out.size()), 0);
+    EXPECT_EQ(std::string(out.begin(), out.begin() + 3), "aaa");
+    for (const auto& codes : {nine_bit_codes({256, 'a', 259}), nine_bit_codes({'a', 257}),
+                              nine_bit_codes({256, 300})})
+        EXPECT_EQ(tiff_lzw_decode(codes.data(), codes.size(), out.data(), out.size()), 156);
 }
 
 TEST(TiffLzw, RoundTripStopsAtTheEndCodeForEveryLength) {
