@@ -58,7 +58,7 @@ QString batch_program() {
 
 }  // namespace
 
-class TestAddNoise : public QObject {
+class TestAddNoise : public FrameTest {
     Q_OBJECT
 private slots:
     void initTestCase();
@@ -84,8 +84,6 @@ private:
     }
     QAction* add_noise_action() const { return frame_->command_action(4043); }
     QList<ImageWindow*> image_windows() const;
-    QMdiArea* area() const { return frame_->area(); }
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestAddNoise::initTestCase() {
