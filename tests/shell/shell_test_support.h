@@ -82,6 +82,22 @@ inline void close_test_frame(std::unique_ptr<MainFrame>& frame) {
     app_state_reset();
 }
 
+// A test class whose every test starts from a fresh program state with a
+// frame shown, and ends with the frame closed without save questions. Qt Test
+// finds these init() and cleanup() slots through the derived class.
+class FrameTest : public QObject {
+    Q_OBJECT
+protected:
+    QMdiArea* area() const { return frame_->area(); }
+    std::unique_ptr<MainFrame> frame_;
+private slots:
+    void init() {
+        reset_program_state();
+        QVERIFY(show_test_frame(frame_, 1000, 750));
+    }
+    void cleanup() { close_test_frame(frame_); }
+};
+
 // A window for the picture (which it takes), made the active one.
 inline ImageWindow* show_picture(QMdiArea* area, Image* image) {
     ImageWindow* window = nullptr;

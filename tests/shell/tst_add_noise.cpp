@@ -58,7 +58,7 @@ QString batch_program() {
 
 }  // namespace
 
-class TestAddNoise : public QObject {
+class TestAddNoise : public FrameTest {
     Q_OBJECT
 private slots:
     void initTestCase();
@@ -84,8 +84,6 @@ private:
     }
     QAction* add_noise_action() const { return frame_->command_action(4043); }
     QList<ImageWindow*> image_windows() const;
-    QMdiArea* area() const { return frame_->area(); }
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestAddNoise::initTestCase() {
@@ -285,6 +283,17 @@ void TestAddNoise::apply_cascades_and_ok_after_apply_adds_nothing() {
     QTest::qWait(1);
     QCOMPARE(image_windows().size(), 4);
     QVERIFY(transform_state().panel_window == nullptr);
+
+    // A change after an Apply is applied by "OK"; an edited input still asks to be saved.
+    input->modified = 1;
+    add_noise_action()->trigger();
+    panel()->button_row()->apply_button()->click();
+    emit panel()->findChild<AmountControl*>(QStringLiteral("amount"))->slider()->moved(500, -1);
+    panel()->button_row()->ok_button()->click();
+    QTest::qWait(1);
+    QCOMPARE(image_windows().size(), 6);
+    QVERIFY(transform_state().panel_window == nullptr);
+    QCOMPARE(input->modified, 1);
 }
 
 void TestAddNoise::cancel_during_a_large_apply_keeps_the_panel() {
@@ -371,6 +380,9 @@ void TestAddNoise::editor_and_orvane_batch_give_the_same_pixels() {
     QCOMPARE(image_windows().size(), 2);
     const Image& edited = image_windows().last()->record()->image;
     QVERIFY(!same_pixels(edited, input->record()->image));
+    // Save As proposes the source's folder and format for the result.
+    QCOMPARE(image_windows().last()->record()->derived_from, input->record()->file_name);
+    QCOMPARE(image_windows().last()->record()->file_type, input->record()->file_type);
 
     QTemporaryDir dir;
     const QString out = dir.filePath(QStringLiteral("noise.tif"));
@@ -390,8 +402,8 @@ void TestAddNoise::editor_and_orvane_batch_give_the_same_pixels() {
     QVERIFY(same_pixels(edited, *written.get()));
 }
 
-// Reopened with sticky settings the panel stands where it was left, else in
-// its usual place; the preview of a picture with a profile carries it.
+// Reopened with sticky settings the panel stands where it was left and keeps
+// its values, else it starts afresh; a preview carries the picture's profile.
 void TestAddNoise::reopening_keeps_place_and_previews_carry_a_profile() {
     ImageWindow* input = show_picture(image_type_colour8, 200, 150);
     input->record()->profile = {1, 2, 3, 4};
@@ -401,9 +413,13 @@ void TestAddNoise::reopening_keeps_place_and_previews_carry_a_profile() {
         QCOMPARE(transform_open(add_noise, input), 0);
         const QPoint first = panel()->pos();
         panel()->move(first - QPoint(40, 30));
+        const int built_in = panel()->findChild<AmountControl*>(QStringLiteral("amount"))->settings().amount_low;
+        emit panel()->findChild<AmountControl*>(QStringLiteral("amount"))->slider()->moved(300, -1);
         transform_cancel();
         QCOMPARE(transform_open(add_noise, input), 0);
         QCOMPARE(panel()->pos(), sticky ? first - QPoint(40, 30) : first);
+        QCOMPARE(panel()->findChild<AmountControl*>(QStringLiteral("amount"))->settings().amount_low,
+                 sticky ? 300 : built_in);
         panel()->button_row()->auto_box()->click();
         QCOMPARE(preview()->record()->profile, (std::vector<std::uint8_t>{1, 2, 3, 4}));
         transform_cancel();

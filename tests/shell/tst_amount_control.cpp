@@ -44,12 +44,10 @@ QColor centre_colour(QWidget* widget, double fx = 0.5, double fy = 0.5) {
 
 }  // namespace
 
-class TestAmountControl : public QObject {
+class TestAmountControl : public FrameTest {
     Q_OBJECT
 private slots:
     void initTestCase();
-    void init();
-    void cleanup();
 
     void caption_data();
     void caption();
@@ -66,21 +64,10 @@ private:
     ImageWindow* open_picture(int type, int width, int height, int left_value = 0,
                               int right_value = 0);
     std::unique_ptr<AmountControl> make_control();
-    QMdiArea* area() const { return frame_->area(); }
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestAmountControl::initTestCase() {
     link_notifier_install();
-}
-
-void TestAmountControl::init() {
-    reset_program_state();
-    QVERIFY(show_test_frame(frame_, 1000, 750));
-}
-
-void TestAmountControl::cleanup() {
-    close_test_frame(frame_);
 }
 
 // A picture whose left half has `left_value` and right half `right_value`.

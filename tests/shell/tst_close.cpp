@@ -11,11 +11,9 @@ const QString abort_panel = QStringLiteral("Abort transformation in progress?");
 const QString abort_mask = QStringLiteral("Abort mask operation in progress?");
 }  // namespace
 
-class TestClose : public QObject {
+class TestClose : public FrameTest {
     Q_OBJECT
 private slots:
-    void init();
-    void cleanup();
 
     void panel_and_mask_tool_questions_data();
     void panel_and_mask_tool_questions();
@@ -31,17 +29,7 @@ private:
         window->show();
         return window;
     }
-    std::unique_ptr<MainFrame> frame_;
 };
-
-void TestClose::init() {
-    app_state_reset();
-    QVERIFY(show_test_frame(frame_, 800, 600));
-}
-
-void TestClose::cleanup() {
-    close_test_frame(frame_);
-}
 
 void TestClose::panel_and_mask_tool_questions_data() {
     QTest::addColumn<int>("panels");

@@ -33,11 +33,9 @@ void collect(QMenu* menu, const QString& path, std::multimap<int, std::pair<QAct
 
 }  // namespace
 
-class TestDispatch : public QObject {
+class TestDispatch : public FrameTest {
     Q_OBJECT
 private slots:
-    void init();
-    void cleanup();
 
     void menus_show_every_command_once();
     void every_command_dispatches();
@@ -53,17 +51,7 @@ private:
         child->show();
         return child;
     }
-    std::unique_ptr<MainFrame> frame_;
 };
-
-void TestDispatch::init() {
-    app_state_reset();
-    QVERIFY(show_test_frame(frame_, 900, 700));
-}
-
-void TestDispatch::cleanup() {
-    close_test_frame(frame_);
-}
 
 void TestDispatch::menus_show_every_command_once() {
     QCOMPARE(frame_->windowTitle(), QStringLiteral("Orvane Pro 64  v6.0.10 "));

@@ -28,7 +28,7 @@ void drop_on(QWidget* target, const QStringList& paths) {
 
 }  // namespace
 
-class TestDrop : public QObject {
+class TestDrop : public FrameTest {
     Q_OBJECT
 private slots:
     void init();
@@ -41,8 +41,6 @@ private slots:
     void unknown_file_type_is_reported();
     void no_free_record_is_told_before_reading();
 
-private:
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestDrop::init() {

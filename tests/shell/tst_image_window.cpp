@@ -30,7 +30,7 @@ QRgb picture_rgb(const Image* image, int x, int y_from_top) {
 
 }  // namespace
 
-class TestImageWindow : public QObject {
+class TestImageWindow : public FrameTest {
     Q_OBJECT
 private slots:
     void init();
@@ -45,7 +45,6 @@ private slots:
 
 private:
     ImageWindow* show_picture(Image* image) { return ::show_picture(frame_->area(), image); }
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestImageWindow::init() {

@@ -41,7 +41,7 @@ void press_when_shown(const QString& button_text, QStringList* buttons_seen) {
 
 }  // namespace
 
-class TestMessageBox : public QObject {
+class TestMessageBox : public FrameTest {
     Q_OBJECT
 private slots:
     void init();
@@ -53,8 +53,6 @@ private slots:
     void background_answers_by_itself();
     void errors_in_the_editor_and_the_background();
 
-private:
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestMessageBox::init() {

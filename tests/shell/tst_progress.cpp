@@ -29,7 +29,7 @@ protected:
 
 }  // namespace
 
-class TestProgress : public QObject {
+class TestProgress : public FrameTest {
     Q_OBJECT
 private slots:
     void init();
@@ -42,9 +42,6 @@ private slots:
     void cancel_works_during_a_long_loop_and_nothing_else_does();
     void core_calls_reach_the_display();
 
-private:
-    QMdiArea* area() const { return frame_->area(); }
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestProgress::init() {

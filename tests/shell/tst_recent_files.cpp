@@ -10,7 +10,7 @@
 
 #include <string>
 
-class TestRecentFiles : public QObject {
+class TestRecentFiles : public FrameTest {
     Q_OBJECT
 private slots:
     void init();
@@ -24,7 +24,6 @@ private:
     // The labels of the entries after the separator.
     QStringList entries() const;
     void set_list(std::vector<std::string> list);
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestRecentFiles::init() {

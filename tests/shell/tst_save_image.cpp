@@ -104,7 +104,7 @@ int cancel_at_second(int step) {
 
 }  // namespace
 
-class TestSaveImage : public QObject {
+class TestSaveImage : public FrameTest {
     Q_OBJECT
 private slots:
     void init();
@@ -129,7 +129,6 @@ private:
     ImageWindow* show_picture(Image* image);
     ImageWindow* open_window(const QString& path);
     QString make_tiff(const QString& name, const Image* image);
-    std::unique_ptr<MainFrame> frame_;
     std::unique_ptr<QTemporaryDir> dir_;
 };
 

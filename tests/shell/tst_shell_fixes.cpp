@@ -29,7 +29,7 @@
 #include <functional>
 #include <memory>
 
-class TestShellFixes : public QObject {
+class TestShellFixes : public FrameTest {
     Q_OBJECT
 private slots:
     void initTestCase();
@@ -49,8 +49,6 @@ private:
     // A picture whose columns alternate between 0 and 255, shown and active.
     ImageWindow* show_picture(int type, int width, int height,
                               const std::function<void(WindowRecord*)>& setup = {});
-    QMdiArea* area() const { return frame_->area(); }
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestShellFixes::initTestCase() {

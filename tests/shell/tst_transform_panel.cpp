@@ -64,12 +64,10 @@ ImageWindow* open_picture(QMdiArea* area, int type, int width, int height) {
 
 }  // namespace
 
-class TestTransformPanel : public QObject {
+class TestTransformPanel : public FrameTest {
     Q_OBJECT
 private slots:
     void initTestCase();
-    void init();
-    void cleanup();
 
     void opens_centred_against_the_bottom();
     void flags_decide_close_box_and_resizing();
@@ -80,9 +78,6 @@ private slots:
     void tab_stays_in_the_panel_and_enter_is_ok_while_allowed();
     void keys_outside_the_active_panel_pass();
 
-private:
-    QMdiArea* area() const { return frame_->area(); }
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestTransformPanel::initTestCase() {
@@ -90,15 +85,6 @@ void TestTransformPanel::initTestCase() {
     key_filter_install();
     active_window_track();
     link_notifier_install();
-}
-
-void TestTransformPanel::init() {
-    reset_program_state();
-    QVERIFY(show_test_frame(frame_, 1000, 750));
-}
-
-void TestTransformPanel::cleanup() {
-    close_test_frame(frame_);
 }
 
 void TestTransformPanel::opens_centred_against_the_bottom() {

@@ -58,7 +58,7 @@ void when_shown(std::function<void(Panel*)> act) {
 
 }  // namespace
 
-class TestViewCommands : public QObject {
+class TestViewCommands : public FrameTest {
     Q_OBJECT
 private slots:
     void initTestCase();
@@ -77,7 +77,6 @@ private:
     ImageWindow* show_picture(Image* image) { return ::show_picture(frame_->area(), image); }
     ImageWindow* newest_window() const;
     int window_count() const { return static_cast<int>(frame_->area()->subWindowList().size()); }
-    std::unique_ptr<MainFrame> frame_;
 };
 
 void TestViewCommands::initTestCase() {
