@@ -493,7 +493,7 @@ inline bool decode_with_libtiff(const std::string& path, Picture* out, int chann
 inline int read_own_bytes(const std::vector<std::uint8_t>& bytes, Image* image) {
     FILE* f = std::tmpfile();
     if (!f) return -1;
-    std::fwrite(bytes.data(), 1, bytes.size(), f);
+    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f);
     std::rewind(f);
     const int err = TiffReadAt(f, 0, image, false);
     std::fclose(f);

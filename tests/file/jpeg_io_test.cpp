@@ -124,6 +124,7 @@ TEST_F(JpegFiles, WriterOptionsReachTheHeader) {
     std::vector<std::uint8_t> exif = {'E', 'x', 'i', 'f', 0, 0};
     const auto tiff = random_bytes(500, 15);
     exif.insert(exif.end(), tiff.begin(), tiff.end());
+    const auto profile = random_bytes(1000, 16);
     const int expected[4][2] = {{1, 1}, {2, 1}, {4, 1}, {2, 2}};
     for (int sampling = 0; sampling < 4; ++sampling) {
         SCOPED_TRACE(sampling);
@@ -131,7 +132,7 @@ TEST_F(JpegFiles, WriterOptionsReachTheHeader) {
         options.sampling = sampling;
         if (sampling == 3) {  // the EXIF block stands between JFIF and profile
             options.exif = exif;
-            options.profile = random_bytes(1000, 16);
+            options.profile = profile;
         }
         const std::string jpg = folder.file("s" + std::to_string(sampling) + ".jpg");
         ASSERT_EQ(WriteJPEG(jpg.c_str(), image.get(), options), 0);
