@@ -1,6 +1,7 @@
 #include "shell/colorline_control.h"
 
 #include "shell/settings_file_commands.h"
+#include "shell/word_list.h"
 
 #include <QApplication>
 #include <QColorDialog>
@@ -31,14 +32,6 @@ ColorlineColourChooser& chooser() {
 QColor choose_colour(QWidget* parent, QColor start, const QString& title) {
     if (chooser()) return chooser()(parent, start, title);
     return QColorDialog::getColor(start, parent, title);
-}
-
-QComboBox* list_of(QWidget* parent, const char* name, std::span<const std::string_view> words) {
-    auto* box = new QComboBox(parent);
-    box->setObjectName(QString::fromLatin1(name));
-    for (std::string_view w : words)
-        box->addItem(QString::fromUtf8(w.data(), static_cast<qsizetype>(w.size())));
-    return box;
 }
 
 }  // namespace
@@ -176,8 +169,8 @@ ColorlineControl::ColorlineControl(QWidget* parent) : QWidget(parent) {
     grid->setContentsMargins(0, 0, 0, 0);
     ramp_ = new ColorlineRamp(this);
     grid->addWidget(ramp_, 0, 0, 1, 2);
-    shape_ = list_of(this, "colorline_shape", colorline_shape_labels);
-    space_ = list_of(this, "colorline_space", colorline_space_labels);
+    shape_ = word_list(this, QStringLiteral("colorline_shape"), colorline_shape_labels);
+    space_ = word_list(this, QStringLiteral("colorline_space"), colorline_space_labels);
     grid->addWidget(shape_, 1, 0);
     grid->addWidget(space_, 1, 1);
     auto* reset_button = new QPushButton(QStringLiteral("&Reset"), this);

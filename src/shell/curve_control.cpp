@@ -1,6 +1,7 @@
 #include "shell/curve_control.h"
 
 #include "shell/settings_file_commands.h"
+#include "shell/word_list.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -250,13 +251,10 @@ void CurveChart::mouseReleaseEvent(QMouseEvent*) {
 
 namespace {
 
-QComboBox* list_of(QWidget* parent, const char* name, std::initializer_list<std::string_view> words) {
-    auto* box = new QComboBox(parent);
-    box->setObjectName(QString::fromLatin1(name));
-    for (std::string_view w : words)
-        box->addItem(QString::fromUtf8(w.data(), static_cast<qsizetype>(w.size())));
-    return box;
-}
+constexpr std::string_view mode_words[] = {"Show Curve", "Show Histograms"};
+constexpr std::string_view grid_words[] = {"4x4 Grid", "8x8 Grid", "10x10 Grid"};
+constexpr std::string_view probe_words[] = {"1x1 Probe", "3x3 Probe", "5x5 Probe", "7x7 Probe",
+                                            "9x9 Probe"};
 
 }  // namespace
 
@@ -266,16 +264,12 @@ CurveControl::CurveControl(QWidget* parent) : QWidget(parent) {
     grid->setContentsMargins(0, 0, 0, 0);
     chart_ = new CurveChart(this);
     grid->addWidget(chart_, 0, 0, 1, 2, Qt::AlignHCenter);
-    style_ = list_of(this, "curve_style", {curve_style_labels[0], curve_style_labels[1],
-                                           curve_style_labels[2], curve_style_labels[3]});
-    expand_ = list_of(this, "curve_histexpand",
-                      {curve_histexpand_labels[0], curve_histexpand_labels[1],
-                       curve_histexpand_labels[2]});
-    mode_ = list_of(this, "curve_mode", {"Show Curve", "Show Histograms"});
-    grid_ = list_of(this, "curve_grid", {"4x4 Grid", "8x8 Grid", "10x10 Grid"});
+    style_ = word_list(this, QStringLiteral("curve_style"), curve_style_labels);
+    expand_ = word_list(this, QStringLiteral("curve_histexpand"), curve_histexpand_labels);
+    mode_ = word_list(this, QStringLiteral("curve_mode"), mode_words);
+    grid_ = word_list(this, QStringLiteral("curve_grid"), grid_words);
     grid_->setCurrentIndex(2);
-    probe_ = list_of(this, "curve_probe",
-                     {"1x1 Probe", "3x3 Probe", "5x5 Probe", "7x7 Probe", "9x9 Probe"});
+    probe_ = word_list(this, QStringLiteral("curve_probe"), probe_words);
     probe_->setCurrentIndex(1);
     grid->addWidget(style_, 1, 0);
     grid->addWidget(expand_, 1, 1);

@@ -9,6 +9,7 @@
 #include "shell/panel_title_bar.h"
 #include "shell/settings_file_commands.h"
 #include "shell/transform_panel.h"
+#include "shell/word_list.h"
 #include "transform/driver.h"
 #include "transform/tone.h"
 
@@ -159,9 +160,7 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
         }
         case ControlKind::choice: {
             row.label = new QLabel(text_of(field.label), rows_widget_);
-            auto* combo = new QComboBox(rows_widget_);
-            for (std::string_view word : field.words)
-                combo->addItem(text_of(word));
+            auto* combo = word_list(rows_widget_, keyword, field.words);
             row.label->setBuddy(combo);
             connect(combo, &QComboBox::activated, this,
                     [this, f](int index) { changed(*f, index); });
