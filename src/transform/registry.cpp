@@ -9,6 +9,7 @@ extern const TransformDescriptor brightness_transform;
 extern const TransformDescriptor gamma_adjust_transform;
 extern const TransformDescriptor color_curves_transform;
 extern const TransformDescriptor levels_and_color_transform;
+extern const TransformDescriptor blur_transform;
 
 namespace {
 
@@ -97,7 +98,7 @@ constinit const TransformEntry registry[] = {
     {"Advanced Sharpen", "&Advanced Sharpen...", G::sharpen_blur_noise, 2, 4032, 82,
      0, "", "", 0, 0, 1, 1, false, ".as", false, nullptr},
     {"Blur", "&Blur...", G::sharpen_blur_noise, 3, 4020, 8,
-     153, "Blur", "Blur", 8 | P, 0, 1, 1, true, "", false, nullptr},
+     153, "Blur", "Blur", 8 | P, 0, 1, 1, true, "", false, &blur_transform},
     {"Noise Reduction", "Noise Reduction...", G::sharpen_blur_noise, 4, 4073, 107,
      200, "Noise Reduction", "Noise Reduction", 8 | P, 0, 1, 1, true, "", false, nullptr},
 

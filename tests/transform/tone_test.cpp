@@ -1,6 +1,6 @@
 // The table transformations (Brightness Curve, Brightness, Gamma Adjust,
 // Color Curves) against formulas, across depths, threads and preview zooms,
-// and a real photograph against NumPy.
+// Blur, and a real photograph against NumPy.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -15,6 +15,7 @@
 #include "batch_runner.h"
 #include "core/parallel.h"
 #include "core/tables.h"
+#include "transform/box_filter.h"
 #include "transform/levels.h"
 #include "transform/registry.h"
 #include "transform/tone.h"
@@ -94,10 +95,11 @@ struct Block {
 struct Case {
     const char* title;
     std::function<void(Block&)> edit;
-    // How far an 8-bit colour result may stray from the 16-bit one: HSL at 8
-    // bits works on the 12-bit scale of the 8-bit conversions, and the HSV
-    // saturation change truncates twice on the 8-bit scale.
-    int colour8_tolerance = 1;
+    // How far an 8-bit result may stray from the 16-bit one: HSL at 8 bits
+    // works on the 12-bit scale of the 8-bit conversions, the HSV saturation
+    // change truncates twice on the 8-bit scale, and the box passes of the
+    // blurs truncate each time.
+    int tolerance8 = 1;
 };
 
 const Case cases[] = {
@@ -112,6 +114,10 @@ const Case cases[] = {
     {"Color Curves", [](Block& b) { b.set("colorspace", 0); b.set("component", 1); b.points({0, 255}, {0, 160}, curve_linear); }},
     {"Color Curves", [](Block& b) { b.set("colorspace", 1); b.set("component", 0); b.points({0, 255}, {30, 255}, curve_linear); b.amount().amount_low = 800; }},
     {"Levels and Color", [](Block& b) { b.set("in_low", 20); b.set("in_high", 230); b.set("midtones", 30); b.set("saturation", 40); }, 2},
+    {"Blur", [](Block& b) { b.set("kernel", 2); b.set("radius", 3); }, 4},
+    {"Blur", [](Block& b) { b.set("kernel", 3); b.set("radius", 2); b.set("threshold", 60); b.amount().amount_low = 700; }, 4},
+    {"Blur", [](Block& b) { b.set("kernel", 1); }, 2},
+    {"Blur", [](Block& b) { b.set("kernel", 5); b.set("threshold", 100); }},
     {"Levels and Color", [](Block& b) { b.set("out_low", 30); b.set("midtones", -40); b.set("cspace", 1); b.set("saturation", -30); b.set("filter_blue", 200); b.amount().amount_low = 700; }, 3},
 };
 
@@ -143,7 +149,7 @@ TEST(ToneTransforms, EightAndSixteenBitResultsAgreeWithinALevel) {
                 for (int x = 0; x < 64; ++x)
                     for (int k = 0; k < samples; ++k)
                         worst = std::max(worst, std::abs(to8[out16.sample(x, y, k)] - out8.sample(x, y, k)));
-            EXPECT_LE(worst, type == image_type_colour8 ? c.colour8_tolerance : 1)
+            EXPECT_LE(worst, c.tolerance8)
                 << name_of(c, b) << " type " << type;
         }
     }
@@ -354,6 +360,90 @@ TEST(Levels, TablesRangeFilterAndClipping) {
     Picture applied;
     ASSERT_EQ(clipped.apply(&grey.image, &applied.image), 0);
     EXPECT_EQ(applied.sample(10, 50, 0), 0);
+}
+
+// Blur against a plain re-reading of its rules on a small grey picture with
+// its edges repeated: the truncating box twice down each column and twice
+// along each line, the four and eight neighbour means, the exact median,
+// the high pass around 128, and a threshold of 0 keeping every pixel.
+TEST(Blur, MethodsAgainstTheirRules) {
+    Picture in;
+    make_test_picture(in, image_type_gray8, 23, 17);
+    for (int y = 0; y < 17; ++y)
+        for (int x = 0; x < 23; ++x)
+            in.set(x, y, 0, (x * 37 + y * y * 11 + (x * y) % 7 * 30) % 256);
+    auto at = [&](int x, int y) { return in.sample(std::clamp(x, 0, 22), std::clamp(y, 0, 16), 0); };
+    auto run = [&](int kernel, int radius, int threshold, Picture& out) {
+        Block b(descriptor("Blur"));
+        b.set("kernel", kernel);
+        b.set("radius", radius);
+        b.set("threshold", threshold);
+        ASSERT_EQ(b.apply(&in.image, &out.image), 0);
+    };
+    for (int r : {1, 3}) {
+        // Columns first over the widened picture, then lines.
+        const int m = 2 * r, w = 23 + 2 * m, h = 17 + 2 * m, n = 2 * r + 1;
+        std::vector<std::vector<int>> a(h, std::vector<int>(w)), b = a;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                a[y][x] = at(x - m, y - m);
+        auto box = [&](std::vector<std::vector<int>>& from, std::vector<std::vector<int>>& to, bool down) {
+            to = from;
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x) {
+                    const int i = down ? y : x, len = down ? h : w;
+                    if (i < r || i >= len - r) continue;
+                    int sum = 0;
+                    for (int k = -r; k <= r; ++k)
+                        sum += down ? from[y + k][x] : from[y][x + k];
+                    to[y][x] = sum / n;
+                }
+        };
+        box(a, b, true);
+        box(b, a, true);
+        box(a, b, false);
+        box(b, a, false);
+        Picture gauss, high;
+        run(2, r, 255, gauss);
+        run(3, r, 255, high);
+        Picture whole, whole_high;  // the library forms later transformations call
+        ASSERT_EQ(blur_image(&in.image, &whole.image, r, false), 0);
+        ASSERT_EQ(high_pass_image(&in.image, &whole_high.image, r, false), 0);
+        for (int y = 0; y < 17; ++y)
+            for (int x = 0; x < 23; ++x) {
+                ASSERT_EQ(gauss.sample(x, y, 0), a[y + m][x + m]) << r << " " << x << "," << y;
+                ASSERT_EQ(whole.sample(x, y, 0), a[y + m][x + m]);
+                ASSERT_EQ(whole_high.sample(x, y, 0), high.sample(x, y, 0));
+                ASSERT_EQ(high.sample(x, y, 0), std::clamp(at(x, y) - a[y + m][x + m] + 128, 0, 255));
+            }
+    }
+    Picture four, eight, med3, med5, kept;
+    run(0, 1, 255, four);
+    run(1, 1, 255, eight);
+    run(4, 1, 255, med3);
+    run(5, 1, 255, med5);
+    run(2, 4, 0, kept);
+    for (int y = 0; y < 17; ++y)
+        for (int x = 0; x < 23; ++x) {
+            const int c = at(x, y);
+            EXPECT_EQ(four.sample(x, y, 0), (c + at(x - 1, y) + at(x + 1, y) + at(x, y - 1) + at(x, y + 1)) / 5);
+            int sum = 0;
+            std::vector<int> w3, w5;
+            for (int dy = -2; dy <= 2; ++dy)
+                for (int dx = -2; dx <= 2; ++dx) {
+                    w5.push_back(at(x + dx, y + dy));
+                    if (std::abs(dx) <= 1 && std::abs(dy) <= 1) {
+                        w3.push_back(at(x + dx, y + dy));
+                        sum += at(x + dx, y + dy);
+                    }
+                }
+            std::sort(w3.begin(), w3.end());
+            std::sort(w5.begin(), w5.end());
+            EXPECT_EQ(eight.sample(x, y, 0), sum / 9);
+            EXPECT_EQ(med3.sample(x, y, 0), w3[4]);
+            EXPECT_EQ(med5.sample(x, y, 0), w5[12]);
+            EXPECT_EQ(kept.sample(x, y, 0), c);
+        }
 }
 
 TEST(ToneTransforms, CurvesTravelThroughWorkflowTextAndTheCcFile) {

@@ -1,0 +1,195 @@
+#include "transform/box_filter.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "core/errors.h"
+#include "core/progress.h"
+#include "core/parallel.h"
+
+namespace {
+
+template <typename T>
+void box_filter(const T* source, T* dest, int n, int r, int channels) {
+    const int edge = std::min(r, n) * channels;
+    std::copy(source, source + edge, dest);
+    if (n > r) std::copy(source + (n - r) * channels, source + n * channels, dest + (n - r) * channels);
+    if (n < 2 * r + 1) return;
+    const int window = 2 * r + 1;
+    for (int c = 0; c < channels; ++c) {
+        std::int64_t sum = 0;
+        for (int i = 0; i < window; ++i)
+            sum += source[i * channels + c];
+        for (int i = r; i < n - r; ++i) {
+            dest[i * channels + c] = static_cast<T>(sum / window);
+            if (i + r + 1 < n) sum += source[(i + r + 1) * channels + c] - source[(i - r) * channels + c];
+        }
+    }
+}
+
+// Samples of one input line at the widened columns `col` (clamped), as ints.
+void read_row(const Image* in, int y, const std::vector<int>& col, int channels,
+              std::vector<std::int32_t>& out) {
+    const std::uint8_t* row = in->rows[std::clamp(y, 0, in->height - 1)];
+    const int n = static_cast<int>(col.size());
+    switch (in->type) {
+        case image_type_binary:
+            for (int j = 0; j < n; ++j)
+                out[j] = image_bit_get(row, col[j]) ? 255 : 0;
+            break;
+        case image_type_gray16:
+        case image_type_colour16: {
+            const auto* r16 = reinterpret_cast<const std::uint16_t*>(row);
+            for (int j = 0; j < n; ++j)
+                for (int c = 0; c < channels; ++c)
+                    out[j * channels + c] = r16[col[j] * channels + c];
+            break;
+        }
+        default:
+            for (int j = 0; j < n; ++j)
+                for (int c = 0; c < channels; ++c)
+                    out[j * channels + c] = row[col[j] * channels + c];
+            break;
+    }
+}
+
+// The whole picture through gaussian_lines in bands on all cores, sample by
+// sample through `f`.
+int whole_picture(const Image* input, Image* output, int radius, bool progress, const char* title,
+                  int (*f)(int sample, int blurred, int top)) {
+    const int type = input->type;
+    if (type != image_type_gray8 && type != image_type_colour8 && type != image_type_gray16 &&
+        type != image_type_colour16)
+        return err_illegal_type;
+    if (int err = image_alloc(output, type, input->width, input->height, input->resolution))
+        return err;
+    const bool wide = type == image_type_gray16 || type == image_type_colour16;
+    const int top = wide ? 65535 : 255;
+    const int n = input->width * (type == image_type_colour8 || type == image_type_colour16 ? 3 : 1);
+    const ProgressScope shown(title, progress ? std::int64_t{input->width} * input->height : 0, 0,
+                              input->height - 1, true);
+    const int band = std::max(16, input->height / (4 * parallel_threads()) + 1);
+    const int bands = (input->height + band - 1) / band;
+    std::vector<int> errors(static_cast<std::size_t>(bands), 0);
+    parallel_for(bands, [&](int b) {
+        const int y0 = b * band;
+        errors[static_cast<std::size_t>(b)] = gaussian_lines(
+            input, 0, input->width, y0, std::min(band, input->height - y0), 1, radius,
+            [&](int k, const std::int32_t* blurred) {
+                const int y = y0 + k;
+                for (int i = 0; i < n; ++i) {
+                    if (wide) {
+                        auto* o = reinterpret_cast<std::uint16_t*>(output->rows[y]);
+                        const auto* c = reinterpret_cast<const std::uint16_t*>(input->rows[y]);
+                        o[i] = static_cast<std::uint16_t>(f(c[i], blurred[i], top));
+                    } else {
+                        output->rows[y][i] =
+                            static_cast<std::uint8_t>(f(input->rows[y][i], blurred[i], top));
+                    }
+                }
+                return 0;
+            });
+    });
+    for (int err : errors)
+        if (err) return err;
+    return 0;
+}
+
+}  // namespace
+
+int gaussian_lines(const Image* input, int x0, int n, int y0, int count, int step, int r,
+                   const GaussianLine& line) {
+    const bool colour = input->type == image_type_colour8 || input->type == image_type_colour16;
+    const int ch = colour ? 3 : 1;
+    const int window = 2 * r + 1;
+    const int wide_pixels = (n - 1) * step + 1 + 4 * r;  // the region widened by 2r each side
+    std::vector<int> col(static_cast<std::size_t>(wide_pixels));
+    for (int j = 0; j < wide_pixels; ++j)
+        col[j] = std::clamp(x0 - 2 * r + j, 0, input->width - 1);
+    const std::size_t width = static_cast<std::size_t>(wide_pixels) * ch;
+    std::vector<std::int32_t> row(width), leaving(width), s1(width, 0), s2(width, 0), v(width),
+        h1(width), out(static_cast<std::size_t>(n) * ch);
+    // Rows of the first vertical pass, kept for the second: 2r + 2 of them.
+    const int ring = window + 1;
+    std::vector<std::int32_t> p1(static_cast<std::size_t>(ring) * width);
+    auto pass1 = [&](int y) { return p1.data() + static_cast<std::size_t>(((y % ring) + ring) % ring) * width; };
+
+    const int last = y0 + (count - 1) * step;
+    for (int y = y0 - r; y <= last + r; ++y) {
+        // First vertical pass at line y: the window of input lines y - r .. y + r.
+        if (y == y0 - r) {
+            for (int j = -r; j <= r; ++j) {
+                read_row(input, y + j, col, ch, row);
+                for (std::size_t i = 0; i < width; ++i)
+                    s1[i] += row[i];
+            }
+        } else {
+            read_row(input, y + r, col, ch, row);
+            read_row(input, y - r - 1, col, ch, leaving);
+            for (std::size_t i = 0; i < width; ++i)
+                s1[i] += row[i] - leaving[i];
+        }
+        std::int32_t* p = pass1(y);
+        for (std::size_t i = 0; i < width; ++i)
+            p[i] = s1[i] / window;
+        // Second vertical pass at line Y = y - r, once its window is there.
+        const int Y = y - r;
+        if (Y < y0) continue;
+        if (Y == y0) {
+            for (int j = -r; j <= r; ++j) {
+                const std::int32_t* q = pass1(Y + j);
+                for (std::size_t i = 0; i < width; ++i)
+                    s2[i] += q[i];
+            }
+        } else {
+            const std::int32_t* in = pass1(Y + r);
+            const std::int32_t* out_row = pass1(Y - r - 1);
+            for (std::size_t i = 0; i < width; ++i)
+                s2[i] += in[i] - out_row[i];
+        }
+        if ((Y - y0) % step != 0) continue;
+        for (std::size_t i = 0; i < width; ++i)
+            v[i] = s2[i] / window;
+        // Both horizontal passes, the second only where output pixels are.
+        for (int c = 0; c < ch; ++c) {
+            std::int32_t sum = 0;
+            for (int j = 0; j < window; ++j)
+                sum += v[j * ch + c];
+            for (int j = r; j < wide_pixels - r; ++j) {
+                h1[j * ch + c] = sum / window;
+                if (j + r + 1 < wide_pixels) sum += v[(j + r + 1) * ch + c] - v[(j - r) * ch + c];
+            }
+            // The second pass slides over every position and keeps those of
+            // the output pixels: 2r + i·step.
+            sum = 0;
+            for (int j = r; j <= 3 * r; ++j)
+                sum += h1[j * ch + c];
+            for (int j = 2 * r, i = 0; i < n; ++j) {
+                if (j == 2 * r + i * step) out[(i++) * ch + c] = sum / window;
+                if (j + r + 1 < wide_pixels - r) sum += h1[(j + r + 1) * ch + c] - h1[(j - r) * ch + c];
+            }
+        }
+        if (int err = line((Y - y0) / step, out.data())) return err;
+    }
+    return 0;
+}
+
+void box_filter8(const std::uint8_t* source, std::uint8_t* dest, int n, int r, int channels) {
+    box_filter(source, dest, n, r, channels);
+}
+
+void box_filter16(const std::uint16_t* source, std::uint16_t* dest, int n, int r, int channels) {
+    box_filter(source, dest, n, r, channels);
+}
+
+int blur_image(const Image* input, Image* output, int radius, bool progress) {
+    return whole_picture(input, output, radius, progress, "Blur",
+                         [](int, int blurred, int) { return blurred; });
+}
+
+int high_pass_image(const Image* input, Image* output, int radius, bool progress) {
+    return whole_picture(input, output, radius, progress, "Computing High Pass Image",
+                         [](int sample, int blurred, int top) {
+                             return std::clamp(sample - blurred + (top + 1) / 2, 0, top);
+                         });
+}

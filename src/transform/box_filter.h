@@ -1,0 +1,38 @@
+// The sliding box filter and the program's "Gaussian": two box passes on
+// each axis, a triangular kernel reaching 2r, not a true Gaussian. Blur
+// applies it; the zone masks, the high pass, the drop shadow and Sharpen's
+// unsharp mask call the same routines.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "core/image.h"
+
+// One line or column of n pixels of `channels` samples: the window is 2r + 1
+// pixels wide; the first r and the last r pixels are copied unchanged, the
+// others hold the window's sum divided by 2r + 1, truncated. O(1) a sample
+// whatever the radius.
+void box_filter8(const std::uint8_t* source, std::uint8_t* dest, int n, int r, int channels);
+void box_filter16(const std::uint16_t* source, std::uint16_t* dest, int n, int r, int channels);
+
+// The "Gaussian" of radius r of part of a picture, as a compute run reads it:
+// output line k (0 .. count - 1) is input line y0 + k·step, its pixels the
+// input pixels x0, x0 + step, ... (n of them), each the triangle of both
+// truncating box passes on the columns and then on the line. Reads beyond
+// the picture repeat its edges. `line(k, samples)` receives each line in
+// order (n pixels of 1 or 3 samples, on the picture's scale) and returns 0
+// or an error that ends the run. 0, 1 for memory, or line's error.
+using GaussianLine = std::function<int(int k, const std::int32_t* samples)>;
+[[nodiscard]] int gaussian_lines(const Image* input, int x0, int n, int y0, int count, int step,
+                                 int r, const GaussianLine& line);
+
+// The whole-picture "Gaussian" of radius r (at least 1) of a grey or colour
+// picture of 8 or 16 bits into `output` (allocated here, same type and
+// size), edges repeated outward, on all cores. 0, 1 for memory, 11 on
+// cancel, 14 for another type. Progress shows when `progress` is set.
+[[nodiscard]] int blur_image(const Image* input, Image* output, int radius, bool progress);
+
+// The high pass of the same radius: clamp(sample - blur + 128), or + 32768
+// at 16 bits, titled "Computing High Pass Image".
+[[nodiscard]] int high_pass_image(const Image* input, Image* output, int radius, bool progress);
