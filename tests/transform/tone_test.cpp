@@ -78,6 +78,12 @@ struct Block {
     void set(const char* keyword, double v) { field_find(d.fields, keyword)->set(params.get(), v); }
     AmountSettings& amount() { return *field_find(d.fields, "amount")->amount(params.get()); }
     Curve& curve() { return *field_find(d.fields, "curve")->curve(params.get()); }
+    void range(int in_low, int in_high, int out_low, int out_high) {
+        set("in_low", in_low);
+        set("in_high", in_high);
+        set("out_low", out_low);
+        set("out_high", out_high);
+    }
     void points(std::vector<int> x, std::vector<int> y, int style) {
         Curve& c = curve();
         c.npts = static_cast<int>(x.size());
@@ -113,12 +119,12 @@ const Case cases[] = {
     {"Color Curves", [](Block& b) { b.set("colorspace", 2); b.set("component", 1); b.points({0, 128, 255}, {0, 170, 255}, curve_spline); }},
     {"Color Curves", [](Block& b) { b.set("colorspace", 0); b.set("component", 1); b.points({0, 255}, {0, 160}, curve_linear); }},
     {"Color Curves", [](Block& b) { b.set("colorspace", 1); b.set("component", 0); b.points({0, 255}, {30, 255}, curve_linear); b.amount().amount_low = 800; }},
-    {"Levels and Color", [](Block& b) { b.set("in_low", 20); b.set("in_high", 230); b.set("midtones", 30); b.set("saturation", 40); }, 2},
+    {"Levels and Color", [](Block& b) { b.range(20, 230, 0, 255); b.set("midtones", 30); b.set("saturation", 40); }, 2},
     {"Blur", [](Block& b) { b.set("kernel", 2); b.set("radius", 3); }, 4},
     {"Blur", [](Block& b) { b.set("kernel", 3); b.set("radius", 2); b.set("threshold", 60); b.amount().amount_low = 700; }, 4},
     {"Blur", [](Block& b) { b.set("kernel", 1); }, 2},
     {"Blur", [](Block& b) { b.set("kernel", 5); b.set("threshold", 100); }},
-    {"Levels and Color", [](Block& b) { b.set("out_low", 30); b.set("midtones", -40); b.set("cspace", 1); b.set("saturation", -30); b.set("filter_blue", 200); b.amount().amount_low = 700; }, 3},
+    {"Levels and Color", [](Block& b) { b.range(0, 255, 30, 255); b.set("midtones", -40); b.set("cspace", 1); b.set("saturation", -30); b.set("filter_blue", 200); b.amount().amount_low = 700; }, 3},
 };
 
 std::string name_of(const Case& c, const Block& b) {
@@ -340,7 +346,7 @@ TEST(Levels, TablesRangeFilterAndClipping) {
     EXPECT_EQ(out.sample(10, 10, 1), out.sample(10, 10, 0));
 
     Block clipped(descriptor("Levels and Color"));
-    clipped.set("in_low", 100);
+    clipped.range(100, 255, 0, 255);
     clipped.set("clip", 1);
     WindowRecord record{};
     record.image = grey.image;

@@ -42,10 +42,12 @@ constexpr std::string_view probe_words[] = {"1x1 Probe", "3x3 Probe", "5x5 Probe
 constexpr TransformField fields[] = {
     field_input("Input Image:"),
     field_amount<&P::amount>("amount"),
-    field_integer<&P::in_low>("in_low", "Input Low: ", 0, 255, "%d", 0),
-    field_integer<&P::in_high>("in_high", "Input High: ", 0, 255, "%d", 255),
-    field_integer<&P::out_low>("out_low", "Output Low: ", 0, 255, "%d", 0),
-    field_integer<&P::out_high>("out_high", "Output High: ", 0, 255, "%d", 255),
+    // -1: found in the picture (when the panel meets it, or at the run when a
+    // workflow or the command line gives no range).
+    field_integer<&P::in_low>("in_low", "Input Low: ", 0, 255, "%d", -1),
+    field_integer<&P::in_high>("in_high", "Input High: ", 0, 255, "%d", -1),
+    field_integer<&P::out_low>("out_low", "Output Low: ", 0, 255, "%d", -1),
+    field_integer<&P::out_high>("out_high", "Output High: ", 0, 255, "%d", -1),
     field_real<&P::midtones>("midtones", "Midtones: ", -100, 100, "%1f\\%", 0),
     field_real<&P::saturation>("saturation", "Saturation: ", -100, 100, "%1f\\%", 0,
                                image_types_colour),
@@ -194,9 +196,10 @@ const T* widened(const T* in, int count, std::vector<std::uint8_t>& scratch, std
 }
 
 int levels_compute(const ComputeArgs& args) {
-    const P& p = args.block<P>();
     const Image* input = args.input_image();
     if (!input) return err_illegal_type;
+    P p = args.block<P>();
+    if (p.in_low < 0 || p.in_high < 0 || p.out_low < 0 || p.out_high < 0) find_range(&p, input);
     const int type = input->type;
     if (type != image_type_binary && type != image_type_gray8 && type != image_type_colour8 &&
         type != image_type_gray16 && type != image_type_colour16)
