@@ -9,6 +9,20 @@
 
 namespace {
 
+// Exact division by the window, 2r + 1 up to 256, of sums below 2^24 (a
+// window of 16-bit samples): a multiply and a shift, which the compiler can
+// vectorise where a division would run one sample at a time.
+class WindowDivider {
+public:
+    explicit WindowDivider(int d) : m_((std::uint64_t{1} << 32) / static_cast<std::uint64_t>(d) + 1) {}
+    std::int32_t operator()(std::int32_t x) const {
+        return static_cast<std::int32_t>((static_cast<std::uint64_t>(x) * m_) >> 32);
+    }
+
+private:
+    std::uint64_t m_;
+};
+
 template <typename T>
 void box_filter(const T* source, T* dest, int n, int r, int channels) {
     const int edge = std::min(r, n) * channels;
@@ -102,6 +116,7 @@ int gaussian_lines(const Image* input, int x0, int n, int y0, int count, int ste
     const bool colour = input->type == image_type_colour8 || input->type == image_type_colour16;
     const int ch = colour ? 3 : 1;
     const int window = 2 * r + 1;
+    const WindowDivider divide(window);
     const int wide_pixels = (n - 1) * step + 1 + 4 * r;  // the region widened by 2r each side
     std::vector<int> col(static_cast<std::size_t>(wide_pixels));
     for (int j = 0; j < wide_pixels; ++j)
@@ -131,7 +146,7 @@ int gaussian_lines(const Image* input, int x0, int n, int y0, int count, int ste
         }
         std::int32_t* p = pass1(y);
         for (std::size_t i = 0; i < width; ++i)
-            p[i] = s1[i] / window;
+            p[i] = divide(s1[i]);
         // Second vertical pass at line Y = y - r, once its window is there.
         const int Y = y - r;
         if (Y < y0) continue;
@@ -149,14 +164,14 @@ int gaussian_lines(const Image* input, int x0, int n, int y0, int count, int ste
         }
         if ((Y - y0) % step != 0) continue;
         for (std::size_t i = 0; i < width; ++i)
-            v[i] = s2[i] / window;
+            v[i] = divide(s2[i]);
         // Both horizontal passes, the second only where output pixels are.
         for (int c = 0; c < ch; ++c) {
             std::int32_t sum = 0;
             for (int j = 0; j < window; ++j)
                 sum += v[j * ch + c];
             for (int j = r; j < wide_pixels - r; ++j) {
-                h1[j * ch + c] = sum / window;
+                h1[j * ch + c] = divide(sum);
                 if (j + r + 1 < wide_pixels) sum += v[(j + r + 1) * ch + c] - v[(j - r) * ch + c];
             }
             // The second pass slides over every position and keeps those of
@@ -165,7 +180,7 @@ int gaussian_lines(const Image* input, int x0, int n, int y0, int count, int ste
             for (int j = r; j <= 3 * r; ++j)
                 sum += h1[j * ch + c];
             for (int j = 2 * r, i = 0; i < n; ++j) {
-                if (j == 2 * r + i * step) out[(i++) * ch + c] = sum / window;
+                if (j == 2 * r + i * step) out[(i++) * ch + c] = divide(sum);
                 if (j + r + 1 < wide_pixels - r) sum += h1[(j + r + 1) * ch + c] - h1[(j - r) * ch + c];
             }
         }

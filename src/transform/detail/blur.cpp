@@ -95,17 +95,35 @@ int neighbours_mean(const T* const* rows, int at, int ch, bool eight, int t, int
     return (sum + count / 2) / count;
 }
 
+int middle_of(int a, int b, int c) {
+    return std::max(std::min(a, b), std::min(std::max(a, b), c));
+}
+
 // The exact median of the (2r + 1)² samples around a pixel, kept only when
-// within the threshold of the pixel.
+// within the threshold of the pixel. For 3 by 3: each column sorted, then
+// the greatest of the lows, the median of the middles and the least of the
+// highs, whose median is the median of all nine.
 template <typename T>
 int median(const T* const* rows, int at, int ch, int r, int t, int top) {
-    int window[25];
-    int k = 0;
-    for (int y = 0; y <= 2 * r; ++y)
-        for (int x = 0; x <= 2 * r; ++x)
-            window[k++] = rows[y][at + x * ch];
-    std::nth_element(window, window + k / 2, window + k);
-    const int m = window[k / 2];
+    int m;
+    if (r == 1) {
+        int lo = 0, hi = top + 1, mids[3];
+        for (int x = 0; x < 3; ++x) {
+            const int a = rows[0][at + x * ch], b = rows[1][at + x * ch], c = rows[2][at + x * ch];
+            lo = std::max(lo, std::min({a, b, c}));
+            hi = std::min(hi, std::max({a, b, c}));
+            mids[x] = middle_of(a, b, c);
+        }
+        m = middle_of(lo, middle_of(mids[0], mids[1], mids[2]), hi);
+    } else {
+        int window[25];
+        int k = 0;
+        for (int y = 0; y <= 2 * r; ++y)
+            for (int x = 0; x <= 2 * r; ++x)
+                window[k++] = rows[y][at + x * ch];
+        std::nth_element(window, window + k / 2, window + k);
+        m = window[k / 2];
+    }
     const int c = rows[r][at + r * ch];
     if (t >= 255) return m;
     const int scaled = top == 255 ? t : t * 257;
