@@ -171,7 +171,7 @@ void TestCurves::mouse_edits_follow_the_rules_and_a_drag_previews_once() {
 void TestCurves::menu_opens_each_curve_panel_and_apply_matches_the_library() {
     ImageWindow* input = show_colour_picture();
     QVERIFY(input != nullptr);
-    for (int command : {4050, 4052, 4029, 4049}) {
+    for (int command : {4050, 4052, 4029, 4049, 4054, 4020}) {
         const TransformEntry* entry = transform_find_command(command);
         QVERIFY(entry && entry->descriptor);
         QAction* action = frame_->command_action(command);
@@ -192,6 +192,9 @@ void TestCurves::menu_opens_each_curve_panel_and_apply_matches_the_library() {
             }
         } else if (auto* amount = entry->descriptor->fields.size() > 1 ? field_find(entry->descriptor->fields, "amount") : nullptr) {
             amount->amount(block)->amount_low = 300;
+            // Levels found the picture's full range: bend its midtones.
+            if (const TransformField* mid = field_find(entry->descriptor->fields, "midtones"))
+                mid->set(block, 40);
         } else {
             field_find(entry->descriptor->fields, "factor")->set(block, 800);
         }
