@@ -423,6 +423,15 @@ TEST(Blur, MethodsAgainstTheirRules) {
                 ASSERT_EQ(high.sample(x, y, 0), std::clamp(at(x, y) - a[y + m][x + m] + 128, 0, 255));
             }
     }
+    Picture flat, flat_blur;  // a constant picture stays that constant, edges too
+    ASSERT_EQ(image_alloc(&flat.image, image_type_colour16, 9, 7, 72.0), 0);
+    for (int y = 0; y < 7; ++y)
+        for (int i = 0; i < 27; ++i)
+            flat.set(i / 3, y, i % 3, 40000 + i % 3);
+    ASSERT_EQ(blur_image(&flat.image, &flat_blur.image, 5, false), 0);
+    for (int y = 0; y < 7; ++y)
+        for (int i = 0; i < 27; ++i)
+            ASSERT_EQ(flat_blur.sample(i / 3, y, i % 3), 40000 + i % 3);
     Picture four, eight, med3, med5, kept;
     run(0, 1, 255, four);
     run(1, 1, 255, eight);
