@@ -87,7 +87,8 @@ std::vector<std::vector<std::string>> line_syntax(const TransformDescriptor& d) 
     };
     for (const TransformField& f : d.fields) {
         if (f.kind == ControlKind::amount)
-            mark(f.keyword, [&](void* p) { f.amount(p)->amount_low = static_cast<int>(other_value(f)); });
+            mark(f.keyword,
+                 [&](void* p) { f.amount(p)->amount_low = static_cast<int>(other_value(f)); });
         else if (f.set)
             mark(f.keyword, [&](void* p) { f.set(p, other_value(f)); });
         else if (f.set_part)  // one value a part, each by its own name
@@ -138,9 +139,8 @@ void print_field(const TransformField& f, const void* defaults) {
                 values += std::to_string(f.part(defaults, static_cast<int>(k)));
             }
             name = names;
-            what = f.kind == ControlKind::range
-                       ? "IN_LOW..IN_HIGH map to OUT_LOW..OUT_HIGH, "
-                       : "the filter's red, green and blue, ";
+            what = f.kind == ControlKind::range ? "IN_LOW..IN_HIGH map to OUT_LOW..OUT_HIGH, "
+                                                : "the filter's red, green and blue, ";
             what += "0 to 255; default " + values;
             if (f.kind == ControlKind::range) what += " (the editor finds it in the picture)";
             break;

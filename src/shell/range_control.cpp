@@ -33,8 +33,10 @@ public:
 
     int span() const { return std::max(1, width() - 2 * side); }
     int x_of(int level) const { return side + (level * span() + 127) / 255; }
-    int level_at(int x) const { return std::clamp(((x - side) * 255 + span() / 2) / span(), 0, 255); }
-    int top() const { return handle_size; }                // the histogram's top edge
+    int level_at(int x) const {
+        return std::clamp(((x - side) * 255 + span() / 2) / span(), 0, 255);
+    }
+    int top() const { return handle_size; }                           // the histogram's top edge
     int bottom() const { return top() + hist_height + ramp_height; }  // the ramp's lower edge
 
 protected:
@@ -54,7 +56,8 @@ private:
 void RangeBar::handle(QPainter& p, int level, bool upper) {
     // A triangle pointing at the histogram, as dark or light as its level.
     const int x = x_of(level), tip = upper ? top() : bottom(), base = upper ? 0 : height() - 1;
-    const QPoint points[3] = {{x, tip}, {x - handle_size / 2 - 1, base}, {x + handle_size / 2 + 1, base}};
+    const QPoint points[3] = {
+        {x, tip}, {x - handle_size / 2 - 1, base}, {x + handle_size / 2 + 1, base}};
     p.setBrush(QColor(level, level, level));
     p.setPen(palette().text().color());
     p.drawPolygon(points, 3);
@@ -67,16 +70,21 @@ void RangeBar::paintEvent(QPaintEvent*) {
     p.fillRect(hist, palette().base());
     // The levels outside the input range, which the ends swallow, shaded.
     const QColor shade(0, 0, 0, 28);
-    p.fillRect(QRect(QPoint(side, top()), QPoint(x_of(v[RangeControl::in_low]), top() + hist_height - 1)), shade);
-    p.fillRect(QRect(QPoint(x_of(v[RangeControl::in_high]), top()), QPoint(side + span(), top() + hist_height - 1)), shade);
+    p.fillRect(
+        QRect(QPoint(side, top()), QPoint(x_of(v[RangeControl::in_low]), top() + hist_height - 1)),
+        shade);
+    p.fillRect(QRect(QPoint(x_of(v[RangeControl::in_high]), top()),
+                     QPoint(side + span(), top() + hist_height - 1)),
+               shade);
     if (owner_->has_histogram_ && owner_->histogram_.largest > 0) {
         // Counts at the power 0.4, so that the thin parts of a picture show.
         const double largest = curve_bar_height(owner_->histogram_.largest, 1);
         for (int level = 0; level < 256; ++level) {
-            const double count = curve_bar_height(owner_->histogram_.count[static_cast<std::size_t>(level)], 1);
+            const double count =
+                curve_bar_height(owner_->histogram_.count[static_cast<std::size_t>(level)], 1);
             const int bar = static_cast<int>(std::lround((hist_height - 2) * count / largest));
-            p.fillRect(x_of(level), top() + hist_height - bar, std::max(1, x_of(level + 1) - x_of(level)), bar,
-                       QColor(150, 150, 150));
+            p.fillRect(x_of(level), top() + hist_height - bar,
+                       std::max(1, x_of(level + 1) - x_of(level)), bar, QColor(150, 150, 150));
         }
     }
     QLinearGradient ramp(x_of(0), 0, x_of(255), 0);
@@ -89,8 +97,10 @@ void RangeBar::paintEvent(QPaintEvent*) {
     // Where each input end goes: a line from its handle below to the output above.
     p.setRenderHint(QPainter::Antialiasing);
     p.setPen(QPen(palette().text().color(), 1, Qt::DotLine));
-    p.drawLine(x_of(v[RangeControl::in_low]), top() + hist_height, x_of(v[RangeControl::out_low]), top());
-    p.drawLine(x_of(v[RangeControl::in_high]), top() + hist_height, x_of(v[RangeControl::out_high]), top());
+    p.drawLine(x_of(v[RangeControl::in_low]), top() + hist_height, x_of(v[RangeControl::out_low]),
+               top());
+    p.drawLine(x_of(v[RangeControl::in_high]), top() + hist_height, x_of(v[RangeControl::out_high]),
+               top());
     for (int part = 0; part < 4; ++part)
         handle(p, v[static_cast<std::size_t>(part)], part >= RangeControl::out_low);
 }

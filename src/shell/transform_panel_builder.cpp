@@ -218,7 +218,8 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             break;
         }
         case ControlKind::range: {
-            auto* range = new RangeControl(text_of(field.label), text_of(field.format), rows_widget_);
+            auto* range =
+                new RangeControl(text_of(field.label), text_of(field.format), rows_widget_);
             connect(range, &RangeControl::changed, this, [this, f, range] {
                 for (int k = 0; k < 4; ++k)
                     f->set_part(params_, k, range->values()[static_cast<std::size_t>(k)]);
@@ -241,25 +242,28 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
                 const QColor chosen = choose_colour(panel_, colour_of(*f), title);
                 if (!chosen.isValid()) return;
                 const int rgb[3] = {chosen.red(), chosen.green(), chosen.blue()};
-                for (int k = 0; k < 3; ++k) f->set_part(params_, k, rgb[k]);
+                for (int k = 0; k < 3; ++k)
+                    f->set_part(params_, k, rgb[k]);
                 show_block();
                 transform_parameter_changed();
             });
             if (field.probed)
                 // Pressing on the input picture and dragging picks the mean
                 // colour under the probe; letting go previews it.
-                image_probe_set(swatch, [this, f](WindowBase* window, int x, int y, ProbePhase phase) {
-                    const WindowRecord* record = window_record_of(window);
-                    if (!record || window != transform_state().input_window) return;
-                    const TransformField* probe = field_find(descriptor_.fields, "probe");
-                    const int radius = probe ? static_cast<int>(std::lround(probe->get(params_))) : 1;
-                    int rgb[3];
-                    if (tone_probe(&record->image, x, y, radius, reading_rgb, rgb) == 3) {
-                        f->probed(params_, rgb[0], rgb[1], rgb[2]);
-                        show_block();
-                    }
-                    if (phase == ProbePhase::release) transform_parameter_changed();
-                });
+                image_probe_set(
+                    swatch, [this, f](WindowBase* window, int x, int y, ProbePhase phase) {
+                        const WindowRecord* record = window_record_of(window);
+                        if (!record || window != transform_state().input_window) return;
+                        const TransformField* probe = field_find(descriptor_.fields, "probe");
+                        const int radius =
+                            probe ? static_cast<int>(std::lround(probe->get(params_))) : 1;
+                        int rgb[3];
+                        if (tone_probe(&record->image, x, y, radius, reading_rgb, rgb) == 3) {
+                            f->probed(params_, rgb[0], rgb[1], rgb[2]);
+                            show_block();
+                        }
+                        if (phase == ProbePhase::release) transform_parameter_changed();
+                    });
             row.control = swatch;
             grid->addWidget(row.label, line, 0);
             grid->addWidget(swatch, line, 1, Qt::AlignLeft);
@@ -328,7 +332,8 @@ void PanelControls::changed(const TransformField& field, double value) {
 void PanelControls::refresh_histograms() {
     const WindowRecord* record = window_record_of(transform_state().input_window);
     for (const Row& row : rows_) {
-        if (row.field->kind != ControlKind::curve && row.field->kind != ControlKind::range) continue;
+        if (row.field->kind != ControlKind::curve && row.field->kind != ControlKind::range)
+            continue;
         CurveHistogram histograms[3];
         const int reading = row.field->curve_reading ? row.field->curve_reading(params_) : reading_max;
         const int n = record ? tone_histogram(&record->image, reading, histograms) : 0;

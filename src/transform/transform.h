@@ -345,7 +345,8 @@ void set_part(void* p, int k, int value) {
     auto* block = static_cast<BlockOf<First>*>(p);
     int i = 0;
     auto put = [&](auto member) {
-        if (i++ == k) block->*member = static_cast<std::remove_reference_t<decltype(block->*member)>>(value);
+        if (i++ == k)
+            block->*member = static_cast<std::remove_reference_t<decltype(block->*member)>>(value);
     };
     put(First);
     (put(Rest), ...);
@@ -368,8 +369,7 @@ constexpr TransformField parts_field(std::string_view keyword, std::string_view 
 }
 }  // namespace transform_detail
 
-inline constexpr std::string_view range_part_words[] = {"in_low", "in_high", "out_low",
-                                                        "out_high"};
+inline constexpr std::string_view range_part_words[] = {"in_low", "in_high", "out_low", "out_high"};
 
 // Levels 0..255, the full range by default; the caption shows the output
 // range through `format`, "%1f\\%..%1f\\%", in percent.

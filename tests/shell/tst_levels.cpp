@@ -139,7 +139,7 @@ void TestLevels::probe_sets_the_complement_of_the_picked_colour() {
     const double r = cast[0] / 255.0, g = cast[1] / 255.0, b = cast[2] / 255.0;
     const double hi = std::max({r, g, b}), lo = std::min({r, g, b}), s = (hi - lo) / hi;
     const double hue = 60.0 * (g - b) / (hi - lo) + 180.0;  // red is the largest
-    auto channel = [&](double n) {  // the standard HSV to RGB with v = 1
+    auto channel = [&](double n) {                          // the standard HSV to RGB with v = 1
         const double k = std::fmod(n + hue / 60.0, 6.0);
         return 255.0 * (1.0 - s * std::max(0.0, std::min({k, 4.0 - k, 1.0})));
     };

@@ -78,7 +78,8 @@ struct Block {
         if (const TransformField* f = field_find(d.fields, keyword)) return f->set(params.get(), v);
         for (const TransformField& f : d.fields)  // a part of a range or a colour
             for (std::size_t k = 0; f.set_part && k < f.words.size(); ++k)
-                if (f.words[k] == keyword) return f.set_part(params.get(), static_cast<int>(k), static_cast<int>(v));
+                if (f.words[k] == keyword)
+                    return f.set_part(params.get(), static_cast<int>(k), static_cast<int>(v));
         ADD_FAILURE() << "no value " << keyword;
     }
     AmountSettings& amount() { return *field_find(d.fields, "amount")->amount(params.get()); }
