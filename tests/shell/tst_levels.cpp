@@ -1,7 +1,5 @@
-// Levels and Color in the editor: the range bar's handles and "Full Range"
-// set the block and a drag previews once, a change of colour space finds the
-// range again, the probe sets the filter to the picked colour's complement,
-// and the swatch sets it through the colour dialog.
+// Levels and Color in the editor: the range bar, "Full Range", the colour
+// space, the probe's complementary filter and the filter's swatch.
 #include "shell/active_window.h"
 #include "shell/colorline_control.h"
 #include "shell/key_filter.h"
@@ -12,7 +10,6 @@
 #include "shell/transform_panel.h"
 #include "shell_test_support.h"
 #include "transform/driver.h"
-#include "transform/registry.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -22,18 +19,21 @@
 #include <algorithm>
 #include <cmath>
 
+extern const TransformDescriptor levels_and_color_transform;
+
 namespace {
 
 int computations = 0;
-const TransformDescriptor& levels() {
-    return *transform_find_title("Levels and Color")->descriptor;
-}
+const TransformDescriptor& levels = levels_and_color_transform;
 int counting_compute(const ComputeArgs& args) {
     ++computations;
-    return levels().compute(args);
+    return levels.compute(args);
 }
 int part(const char* keyword, int k) {
-    return field_find(levels().fields, keyword)->part(transform_params(), k);
+    return field_find(levels.fields, keyword)->part(transform_params(), k);
+}
+TransformPanel* panel() {
+    return dynamic_cast<TransformPanel*>(transform_state().panel_window);
 }
 
 // The left half a colour cast (V 250, L 135), the right half greys 40..200.
@@ -66,7 +66,7 @@ private slots:
                     picture->rows[y][3 * x + c] = static_cast<std::uint8_t>(
                         x < 120 ? cast[2 - c] : 40 + (x - 120) * 160 / 119);
         input_ = show_picture(frame_->area(), picture.get());
-        static TransformDescriptor counting = levels();
+        static TransformDescriptor counting = levels;
         counting.compute = counting_compute;
         QCOMPARE(transform_open(counting, input_), 0);
         panel()->button_row()->auto_box()->click();
@@ -78,104 +78,87 @@ private slots:
         QTest::qWait(1);
         close_test_frame(frame_);
     }
-    void handles_move_the_range_and_a_drag_previews_once();
-    void full_range_opens_the_input_range_only();
-    void probe_sets_the_complement_of_the_picked_colour();
-    void swatch_sets_the_filter_through_the_colour_dialog();
+
+    void handles_move_the_range_and_a_drag_previews_once() {
+        auto* range = panel()->findChild<RangeControl*>();
+        if (qEnvironmentVariableIsSet("ORVANE_SHOT"))  // a look at the panel for people
+            panel()->grab().save(qEnvironmentVariable("ORVANE_SHOT"));
+        QCOMPARE(range->values(), (RangeControl::Values{40, 250, 40, 250}));
+        const struct {
+            bool upper;
+            int from, to, part, expected;
+        } drags[] = {
+            {false, 40, 70, RangeControl::in_low, 70},
+            {false, 250, 20, RangeControl::in_high, 70},  // stops at its partner
+            {true, 250, 230, RangeControl::out_high, 230},
+            {true, 40, 0, RangeControl::out_low, 0},
+        };
+        for (const auto& d : drags) {
+            const int y = range->handle_y(d.upper);
+            QTest::mousePress(range->bar(), Qt::LeftButton, {}, QPoint(range->level_x(d.from), y));
+            QTest::mouseMove(range->bar(), QPoint(range->level_x(d.to), y));
+            QCOMPARE(range->values()[static_cast<std::size_t>(d.part)], d.expected);
+            QTest::qWait(20);
+            QCOMPARE(computations, 0);
+            QTest::mouseRelease(range->bar(), Qt::LeftButton, {}, QPoint(range->level_x(d.to), y));
+            QTRY_COMPARE(computations, 1);
+            QCOMPARE(part("dynamic_range", d.part), d.expected);
+            computations = 0;
+        }
+        QCOMPARE(panel()->findChild<QLabel*>(QStringLiteral("range_caption"))->text(),
+                 QStringLiteral("Dynamic Range: 0.0%..90.2%"));
+        // HSL reads lightness, whose top here is the greys' 200, not the cast's V.
+        auto* space = panel()->findChild<QComboBox*>(QStringLiteral("cspace"));
+        emit space->activated(1);
+        QCOMPARE(range->values(), (RangeControl::Values{40, 200, 40, 200}));
+    }
+    void full_range_opens_the_input_range_only() {
+        panel()->findChild<QPushButton*>(QStringLiteral("full_range"))->click();
+        for (int k : {0, 1, 2, 3})
+            QCOMPARE(part("dynamic_range", k), (std::array{0, 255, 40, 250})[k]);
+        QTRY_COMPARE(computations, 1);
+    }
+    void probe_sets_the_complement_of_the_picked_colour() {
+        // The complement at full value, in doubles: hue turned by 180 degrees.
+        const double r = cast[0] / 255.0, g = cast[1] / 255.0, b = cast[2] / 255.0;
+        const double hi = std::max({r, g, b}), lo = std::min({r, g, b}), s = (hi - lo) / hi;
+        const double hue = 60.0 * (g - b) / (hi - lo) + 180.0;  // red is the largest
+        auto channel = [&](double n) {  // the standard HSV to RGB with v = 1
+            const double k = std::fmod(n + hue / 60.0, 6.0);
+            return 255.0 * (1.0 - s * std::max(0.0, std::min({k, 4.0 - k, 1.0})));
+        };
+        const double expected[3] = {channel(5), channel(3), channel(1)};
+
+        const WindowRecord* shown = input_->record();  // at 1:1
+        const QPoint at(shown->offset_x - shown->view_x1, shown->offset_y - shown->view_y1);
+        QTest::mousePress(input_->viewport(), Qt::LeftButton, {}, at + QPoint(30, 50));
+        QTest::mouseMove(input_->viewport(), at + QPoint(60, 80));
+        QTest::qWait(20);
+        QCOMPARE(computations, 0);
+        for (int k = 0; k < 3; ++k)
+            QVERIFY(std::abs(part("colorbal", k) - expected[k]) <= 1.0);
+        QTest::mouseRelease(input_->viewport(), Qt::LeftButton, {}, at + QPoint(60, 80));
+        QTRY_COMPARE(computations, 1);
+    }
+    void swatch_sets_the_filter_through_the_colour_dialog() {
+        QColor start;
+        const auto before =
+            colorline_set_colour_chooser([&](QWidget*, QColor from, const QString&) {
+                start = from;
+                return QColor(10, 200, 30);
+            });
+        panel()->findChild<QPushButton*>(QStringLiteral("colorbal"))->click();
+        colorline_set_colour_chooser(before);
+        QCOMPARE(start, QColor(255, 255, 255));
+        for (int k : {0, 1, 2})
+            QCOMPARE(part("colorbal", k), (std::array{10, 200, 30})[k]);
+        QTRY_COMPARE(computations, 1);
+    }
 
 private:
-    TransformPanel* panel() const {
-        return dynamic_cast<TransformPanel*>(transform_state().panel_window);
-    }
     std::unique_ptr<MainFrame> frame_;
     ImageWindow* input_ = nullptr;
 };
-
-void TestLevels::handles_move_the_range_and_a_drag_previews_once() {
-    auto* range = panel()->findChild<RangeControl*>();
-    QVERIFY(range != nullptr);
-    if (qEnvironmentVariableIsSet("ORVANE_SHOT"))  // a look at the panel for people
-        panel()->grab().save(qEnvironmentVariable("ORVANE_SHOT"));
-    QCOMPARE(range->values(), (RangeControl::Values{40, 250, 40, 250}));
-    const struct {
-        bool upper;
-        int from, to, part, expected;
-    } drags[] = {
-        {false, 40, 70, RangeControl::in_low, 70},
-        {false, 250, 20, RangeControl::in_high, 70},  // stops at its partner
-        {true, 250, 230, RangeControl::out_high, 230},
-        {true, 40, 0, RangeControl::out_low, 0},
-    };
-    for (const auto& d : drags) {
-        const int y = range->handle_y(d.upper);
-        QTest::mousePress(range->bar(), Qt::LeftButton, {}, QPoint(range->level_x(d.from), y));
-        QTest::mouseMove(range->bar(), QPoint(range->level_x((d.from + d.to) / 2), y));
-        QTest::mouseMove(range->bar(), QPoint(range->level_x(d.to), y));
-        QCOMPARE(range->values()[static_cast<std::size_t>(d.part)], d.expected);
-        QTest::qWait(20);
-        QCOMPARE(computations, 0);
-        QTest::mouseRelease(range->bar(), Qt::LeftButton, {}, QPoint(range->level_x(d.to), y));
-        QTRY_COMPARE(computations, 1);
-        QCOMPARE(part("dynamic_range", d.part), d.expected);
-        computations = 0;
-    }
-    QCOMPARE(panel()->findChild<QLabel*>(QStringLiteral("range_caption"))->text(),
-             QStringLiteral("Dynamic Range: 0.0%..90.2%"));
-    // HSL reads lightness, whose top here is the greys' 200, not the cast's V.
-    auto* space = panel()->findChild<QComboBox*>(QStringLiteral("cspace"));
-    emit space->activated(1);
-    QCOMPARE(range->values(), (RangeControl::Values{40, 200, 40, 200}));
-}
-
-void TestLevels::full_range_opens_the_input_range_only() {
-    panel()->findChild<QPushButton*>(QStringLiteral("full_range"))->click();
-    for (int k : {0, 1, 2, 3})
-        QCOMPARE(part("dynamic_range", k), (std::array{0, 255, 40, 250})[k]);
-    QTRY_COMPARE(computations, 1);
-}
-
-void TestLevels::probe_sets_the_complement_of_the_picked_colour() {
-    // The complement at full value, in doubles: hue turned by 180 degrees.
-    const double r = cast[0] / 255.0, g = cast[1] / 255.0, b = cast[2] / 255.0;
-    const double hi = std::max({r, g, b}), lo = std::min({r, g, b}), s = (hi - lo) / hi;
-    const double hue = 60.0 * (g - b) / (hi - lo) + 180.0;  // red is the largest
-    auto channel = [&](double n) {                          // the standard HSV to RGB with v = 1
-        const double k = std::fmod(n + hue / 60.0, 6.0);
-        return 255.0 * (1.0 - s * std::max(0.0, std::min({k, 4.0 - k, 1.0})));
-    };
-    const double expected[3] = {channel(5), channel(3), channel(1)};
-
-    const WindowRecord* shown = input_->record();
-    auto at = [&](int x, int y) {
-        return QPoint(shown->offset_x + x - shown->view_x1, shown->offset_y + y - shown->view_y1);
-    };
-    QTest::mousePress(input_->viewport(), Qt::LeftButton, {}, at(30, 50));
-    QTest::mouseMove(input_->viewport(), at(60, 80));
-    QTest::qWait(20);
-    QCOMPARE(computations, 0);
-    for (int k = 0; k < 3; ++k)
-        QVERIFY2(std::abs(part("colorbal", k) - expected[k]) <= 1.0,
-                 qPrintable(QStringLiteral("%1 vs %2").arg(part("colorbal", k)).arg(expected[k])));
-    QTest::mouseRelease(input_->viewport(), Qt::LeftButton, {}, at(60, 80));
-    QTRY_COMPARE(computations, 1);
-}
-
-void TestLevels::swatch_sets_the_filter_through_the_colour_dialog() {
-    QColor start;
-    QString title;
-    const auto before = colorline_set_colour_chooser([&](QWidget*, QColor from, const QString& t) {
-        start = from;
-        title = t;
-        return QColor(10, 200, 30);
-    });
-    panel()->findChild<QPushButton*>(QStringLiteral("colorbal"))->click();
-    colorline_set_colour_chooser(before);
-    QCOMPARE(start, QColor(255, 255, 255));
-    QCOMPARE(title, QStringLiteral("Color Balance"));
-    for (int k : {0, 1, 2})
-        QCOMPARE(part("colorbal", k), (std::array{10, 200, 30})[k]);
-    QTRY_COMPARE(computations, 1);
-}
 
 QTEST_MAIN(TestLevels)
 #include "tst_levels.moc"
