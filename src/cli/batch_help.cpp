@@ -73,20 +73,30 @@ double other_value(const TransformField& f) {
 std::vector<std::vector<std::string>> line_syntax(const TransformDescriptor& d) {
     const std::vector<std::vector<std::string>> defaults = batch_default_lines(d);
     std::vector<std::vector<std::string>> syntax = defaults;
-    for (const TransformField& f : d.fields) {
-        if (f.kind == ControlKind::input_chooser || f.kind == ControlKind::curve) continue;
+    // Marks the words that `change` moves with `name`.
+    auto mark = [&](std::string_view name, auto change) {
         ParamBlock changed;
-        if (changed.allocate(d)) return syntax;
-        if (f.kind == ControlKind::amount)
-            f.amount(changed.get())->amount_low = static_cast<int>(other_value(f));
-        else
-            f.set(changed.get(), other_value(f));
+        if (changed.allocate(d)) return;
+        change(changed.get());
         const std::vector<std::string> lines = block_lines(d, changed.get());
         for (std::size_t l = 0; l < lines.size() && l < syntax.size(); ++l) {
             const std::vector<std::string> words = batch_line_words(lines[l]);
             for (std::size_t w = 1; w < words.size() && w < syntax[l].size(); ++w)
-                if (words[w] != defaults[l][w]) syntax[l][w] = upper(f.keyword);
+                if (words[w] != defaults[l][w]) syntax[l][w] = upper(name);
         }
+    };
+    for (const TransformField& f : d.fields) {
+        if (f.kind == ControlKind::amount)
+            mark(f.keyword,
+                 [&](void* p) { f.amount(p)->amount_low = static_cast<int>(other_value(f)); });
+        else if (f.set)
+            mark(f.keyword, [&](void* p) { f.set(p, other_value(f)); });
+        else if (f.set_part)  // one value a part, each by its own name
+            for (std::size_t k = 0; k < f.words.size(); ++k)
+                mark(f.words[k], [&](void* p) {
+                    const int v = f.part(p, static_cast<int>(k));
+                    f.set_part(p, static_cast<int>(k), v == 0 ? 1 : 0);
+                });
     }
     return syntax;
 }
@@ -100,11 +110,12 @@ std::string joined(const std::vector<std::string>& words, bool quote) {
     return s;
 }
 
-void print_field(const TransformField& f) {
+// `defaults` is a block of the built-in values.
+void print_field(const TransformField& f, const void* defaults) {
     std::string label(f.label);
     while (!label.empty() && (label.back() == ' ' || label.back() == ':'))
         label.pop_back();
-    std::string what;
+    std::string name = upper(f.keyword), what;
     switch (f.kind) {
         case ControlKind::choice:
             for (std::size_t k = 0; k < f.words.size(); ++k)
@@ -119,6 +130,21 @@ void print_field(const TransformField& f) {
             what = "points x y on 0..255 in x_curve and y_curve lines (a count, then the "
                    "values); styles 0 step, 1 linear, 2 spline, 3 gamma";
             break;
+        case ControlKind::range:
+        case ControlKind::colour: {
+            std::string names, values;
+            for (std::size_t k = 0; k < f.words.size(); ++k) {
+                if (k) names += ' ', values += ' ';
+                names += upper(f.words[k]);
+                values += std::to_string(f.part(defaults, static_cast<int>(k)));
+            }
+            name = names;
+            what = f.kind == ControlKind::range ? "IN_LOW..IN_HIGH map to OUT_LOW..OUT_HIGH, "
+                                                : "the filter's red, green and blue, ";
+            what += "0 to 255; default " + values;
+            if (f.kind == ControlKind::range) what += " (the editor finds it in the picture)";
+            break;
+        }
         case ControlKind::amount:
             what = "0 to 1024 (1024 is 100 %)";
             if (f.bipolar) what += ", 512 neutral";
@@ -135,7 +161,7 @@ void print_field(const TransformField& f) {
             break;
     }
     if (f.shown_for == image_types_colour) what += "; colour images only";
-    std::printf("  %-12s %-18s %s\n", upper(f.keyword).c_str(), label.c_str(), what.c_str());
+    std::printf("  %-12s %-18s %s\n", name.c_str(), label.c_str(), what.c_str());
 }
 
 }  // namespace
@@ -201,9 +227,11 @@ int batch_help(std::string_view name) {
         return 0;
     }
     const TransformDescriptor& d = *entry->descriptor;
+    ParamBlock defaults_block;
+    if (int err = defaults_block.allocate(d)) return err;
     std::printf("\nValues:\n");
     for (const TransformField& f : d.fields)
-        if (f.kind != ControlKind::input_chooser) print_field(f);
+        if (f.kind != ControlKind::input_chooser) print_field(f, defaults_block.get());
 
     const auto syntax = line_syntax(d);
     const auto defaults = batch_default_lines(d);

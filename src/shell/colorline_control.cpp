@@ -29,12 +29,12 @@ ColorlineColourChooser& chooser() {
     return hook;
 }
 
+}  // namespace
+
 QColor choose_colour(QWidget* parent, QColor start, const QString& title) {
     if (chooser()) return chooser()(parent, start, title);
     return QColorDialog::getColor(start, parent, title);
 }
-
-}  // namespace
 
 ColorlineColourChooser colorline_set_colour_chooser(ColorlineColourChooser hook) {
     std::swap(chooser(), hook);

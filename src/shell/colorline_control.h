@@ -23,6 +23,8 @@ using ColorlineColourChooser =
     std::function<QColor(QWidget* parent, QColor start, const QString& title)>;
 // Returns the one set before; null restores QColorDialog.
 ColorlineColourChooser colorline_set_colour_chooser(ColorlineColourChooser chooser);
+// Picks a colour with the chooser set, for every colour control of the panels.
+QColor choose_colour(QWidget* parent, QColor start, const QString& title);
 
 class ColorlineControl : public QWidget {
     Q_OBJECT

@@ -2,11 +2,13 @@
 
 #include "core/format.h"
 #include "shell/amount_control.h"
+#include "shell/colorline_control.h"
 #include "shell/curve_control.h"
 #include "shell/image_probe.h"
 #include "shell/image_window.h"
 #include "shell/input_chooser.h"
 #include "shell/panel_title_bar.h"
+#include "shell/range_control.h"
 #include "shell/settings_file_commands.h"
 #include "shell/transform_panel.h"
 #include "shell/word_list.h"
@@ -19,6 +21,7 @@
 #include <QLabel>
 #include <QMdiArea>
 #include <QMenu>
+#include <QPainter>
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSlider>
@@ -57,8 +60,14 @@ public:
 private:
     void add_row(QGridLayout* grid, const TransformField& field, QMdiArea* area);
     void changed(const TransformField& field, double value);
-    // The curve controls take the input's histogram in their colour space.
+    // The curve controls and the range bar take the input's histogram in
+    // their colour space.
     void refresh_histograms();
+    // What the range bar reads, -1 without one.
+    int range_reading() const;
+    // The colour a colour row's parts make, shown on its swatch.
+    QColor colour_of(const TransformField& field) const;
+    void show_colour(const Row& row);
     void caption(const Row& row, double value);
     double slider_value(const TransformField& field, int position) const;
     int slider_position(const TransformField& field, double value) const;
@@ -208,6 +217,58 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             grid->addWidget(curve, line, 0, 1, 2);
             break;
         }
+        case ControlKind::range: {
+            auto* range =
+                new RangeControl(text_of(field.label), text_of(field.format), rows_widget_);
+            connect(range, &RangeControl::changed, this, [this, f, range] {
+                for (int k = 0; k < 4; ++k)
+                    f->set_part(params_, k, range->values()[static_cast<std::size_t>(k)]);
+                transform_parameter_changed();
+            });
+            row.control = range;
+            grid->addWidget(range, line, 0, 1, 2);
+            break;
+        }
+        case ControlKind::colour: {
+            // A swatch of the colour; a click opens the colour dialog.
+            row.label = new QLabel(text_of(field.label), rows_widget_);
+            auto* swatch = new QPushButton(rows_widget_);
+            swatch->setAutoDefault(false);
+            swatch->setIconSize(QSize(48, 14));
+            row.label->setBuddy(swatch);
+            connect(swatch, &QPushButton::clicked, this, [this, f, swatch] {
+                QString title = text_of(f->label);
+                title.chop(title.endsWith(u':') ? 1 : 0);
+                const QColor chosen = choose_colour(panel_, colour_of(*f), title);
+                if (!chosen.isValid()) return;
+                const int rgb[3] = {chosen.red(), chosen.green(), chosen.blue()};
+                for (int k = 0; k < 3; ++k)
+                    f->set_part(params_, k, rgb[k]);
+                show_block();
+                transform_parameter_changed();
+            });
+            if (field.probed)
+                // Pressing on the input picture and dragging picks the mean
+                // colour under the probe; letting go previews it.
+                image_probe_set(
+                    swatch, [this, f](WindowBase* window, int x, int y, ProbePhase phase) {
+                        const WindowRecord* record = window_record_of(window);
+                        if (!record || window != transform_state().input_window) return;
+                        const TransformField* probe = field_find(descriptor_.fields, "probe");
+                        const int radius =
+                            probe ? static_cast<int>(std::lround(probe->get(params_))) : 1;
+                        int rgb[3];
+                        if (tone_probe(&record->image, x, y, radius, reading_rgb, rgb) == 3) {
+                            f->probed(params_, rgb[0], rgb[1], rgb[2]);
+                            show_block();
+                        }
+                        if (phase == ProbePhase::release) transform_parameter_changed();
+                    });
+            row.control = swatch;
+            grid->addWidget(row.label, line, 0);
+            grid->addWidget(swatch, line, 1, Qt::AlignLeft);
+            break;
+        }
         case ControlKind::check_box: {
             auto* box = new QCheckBox(text_of(field.label), rows_widget_);
             connect(box, &QCheckBox::toggled, this,
@@ -249,7 +310,15 @@ void PanelControls::caption(const Row& row, double value) {
 }
 
 void PanelControls::changed(const TransformField& field, double value) {
+    const int reading = range_reading();
     if (field.set) field.set(params_, value);
+    const WindowRecord* record = window_record_of(transform_state().input_window);
+    if (range_reading() != reading && descriptor_.input_opened && record) {
+        // The range bar reads another number of a pixel: the range is found
+        // again in it.
+        descriptor_.input_opened(params_, &record->image);
+        show_block();
+    }
     if (field.kind == ControlKind::choice) {
         // A colour space or a component: another curve, another histogram.
         for (const Row& row : rows_)
@@ -263,12 +332,35 @@ void PanelControls::changed(const TransformField& field, double value) {
 void PanelControls::refresh_histograms() {
     const WindowRecord* record = window_record_of(transform_state().input_window);
     for (const Row& row : rows_) {
-        if (row.field->kind != ControlKind::curve) continue;
+        if (row.field->kind != ControlKind::curve && row.field->kind != ControlKind::range)
+            continue;
         CurveHistogram histograms[3];
         const int reading = row.field->curve_reading ? row.field->curve_reading(params_) : reading_max;
         const int n = record ? tone_histogram(&record->image, reading, histograms) : 0;
-        static_cast<CurveControl*>(row.control)->set_histograms(histograms, n);
+        if (row.field->kind == ControlKind::range)
+            static_cast<RangeControl*>(row.control)->set_histogram(n == 1 ? histograms : nullptr);
+        else
+            static_cast<CurveControl*>(row.control)->set_histograms(histograms, n);
     }
+}
+
+int PanelControls::range_reading() const {
+    for (const Row& row : rows_)
+        if (row.field->kind == ControlKind::range && row.field->curve_reading)
+            return row.field->curve_reading(params_);
+    return -1;
+}
+
+QColor PanelControls::colour_of(const TransformField& field) const {
+    return QColor(field.part(params_, 0), field.part(params_, 1), field.part(params_, 2));
+}
+
+void PanelControls::show_colour(const Row& row) {
+    auto* swatch = static_cast<QPushButton*>(row.control);
+    QPixmap pixmap(swatch->iconSize());
+    pixmap.fill(colour_of(*row.field));
+    QPainter(&pixmap).drawRect(0, 0, pixmap.width() - 1, pixmap.height() - 1);
+    swatch->setIcon(QIcon(pixmap));
 }
 
 void PanelControls::show_block() {
@@ -302,6 +394,16 @@ void PanelControls::show_block() {
                 break;
             case ControlKind::curve:
                 static_cast<CurveControl*>(row.control)->set_curve(field.curve(params_));
+                break;
+            case ControlKind::range: {
+                RangeControl::Values values;
+                for (int k = 0; k < 4; ++k)
+                    values[static_cast<std::size_t>(k)] = field.part(params_, k);
+                static_cast<RangeControl*>(row.control)->set_values(values);
+                break;
+            }
+            case ControlKind::colour:
+                show_colour(row);
                 break;
         }
     }

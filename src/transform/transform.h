@@ -144,6 +144,8 @@ enum class ControlKind : std::uint8_t {
     real_slider,     // the same with a real value
     check_box,       // 0 or 1
     curve,           // the curve control over the Curve that `curve` returns
+    range,           // the range bar: input levels in_low, in_high, output out_low, out_high
+    colour,          // a colour swatch that opens the colour dialog: red, green, blue
 };
 
 // Image types as bits, for visibility and acceptance: bit n is type n.
@@ -175,10 +177,17 @@ struct TransformField {
     double (*get)(const void* params) = nullptr;
     void (*set)(void* params, double value) = nullptr;
     AmountSettings* (*amount)(void* params) = nullptr;
-    // curve: the curve the control shows and edits, and what it reads of a
-    // pixel for its histogram and probe (ToneReading of tone.h).
+    // curve: the curve the control shows and edits; curve and range: what
+    // it reads of a pixel for its histogram and probe (ToneReading of tone.h).
     Curve* (*curve)(void* params) = nullptr;
     int (*curve_reading)(const void* params) = nullptr;
+    // range and colour: a control over several integers of the block, part k
+    // named by words[k] (the names the command line knows them by).
+    int (*part)(const void* params, int k) = nullptr;
+    void (*set_part)(void* params, int k, int value) = nullptr;
+    // colour: what a colour picked on the input (mean red, green, blue of the
+    // probe) does to the block; null when the control takes no probe.
+    void (*probed)(void* params, int r, int g, int b) = nullptr;
     // Sliders: the number the caption shows for a value, when it isn't the
     // value itself (formatted by `format` as a real).
     double (*shown)(double value) = nullptr;
@@ -321,6 +330,79 @@ constexpr TransformField field_curve(std::string_view keyword, Curve* (*curve)(v
     f.curve = curve;
     f.curve_reading = reading;
     f.init = init;
+    return f;
+}
+
+namespace transform_detail {
+template <auto First, auto... Rest>
+int get_part(const void* p, int k) {
+    const auto* block = static_cast<const BlockOf<First>*>(p);
+    const int values[] = {static_cast<int>(block->*First), static_cast<int>(block->*Rest)...};
+    return values[k];
+}
+template <auto First, auto... Rest>
+void set_part(void* p, int k, int value) {
+    auto* block = static_cast<BlockOf<First>*>(p);
+    int i = 0;
+    auto put = [&](auto member) {
+        if (i++ == k)
+            block->*member = static_cast<std::remove_reference_t<decltype(block->*member)>>(value);
+    };
+    put(First);
+    (put(Rest), ...);
+}
+template <auto... Members>
+constexpr TransformField parts_field(std::string_view keyword, std::string_view label,
+                                     ControlKind kind, std::span<const std::string_view> words,
+                                     unsigned shown_for) {
+    TransformField f;
+    f.keyword = keyword;
+    f.label = label;
+    f.kind = kind;
+    f.words = words;
+    f.minimum = 0;
+    f.maximum = 255;
+    f.shown_for = shown_for;
+    f.part = &get_part<Members...>;
+    f.set_part = &set_part<Members...>;
+    return f;
+}
+}  // namespace transform_detail
+
+inline constexpr std::string_view range_part_words[] = {"in_low", "in_high", "out_low", "out_high"};
+
+// Levels 0..255, the full range by default; the caption shows the output
+// range through `format`, "%1f\\%..%1f\\%", in percent.
+//   field_range<&P::in_low, &P::in_high, &P::out_low, &P::out_high>(
+//       "dynamic_range", "Dynamic Range: ", "%1f\\%..%1f\\%", reading_of)
+template <auto InLow, auto InHigh, auto OutLow, auto OutHigh>
+constexpr TransformField field_range(std::string_view keyword, std::string_view label,
+                                     std::string_view format, int (*reading)(const void*)) {
+    auto f = transform_detail::parts_field<InLow, InHigh, OutLow, OutHigh>(
+        keyword, label, ControlKind::range, range_part_words, image_types_any);
+    f.format = format;
+    f.curve_reading = reading;
+    f.init = [](void* p) {
+        for (int k = 0; k < 4; ++k)
+            transform_detail::set_part<InLow, InHigh, OutLow, OutHigh>(p, k, k % 2 ? 255 : 0);
+    };
+    return f;
+}
+
+// Bytes of red, green and blue, white by default; `words` names the three.
+//   field_colour<&P::red, &P::green, &P::blue>("colorbal", "Color Balance:", words)
+template <auto Red, auto Green, auto Blue>
+constexpr TransformField field_colour(std::string_view keyword, std::string_view label,
+                                      std::span<const std::string_view, 3> words,
+                                      void (*probed)(void*, int, int, int) = nullptr,
+                                      unsigned shown_for = image_types_any) {
+    auto f = transform_detail::parts_field<Red, Green, Blue>(keyword, label, ControlKind::colour,
+                                                             words, shown_for);
+    f.probed = probed;
+    f.init = [](void* p) {
+        for (int k = 0; k < 3; ++k)
+            transform_detail::set_part<Red, Green, Blue>(p, k, 255);
+    };
     return f;
 }
 

@@ -75,7 +75,14 @@ struct Block {
     ParamBlock params;
     const TransformDescriptor& d;
     explicit Block(const TransformDescriptor& desc) : d(desc) { EXPECT_EQ(params.allocate(d), 0); }
-    void set(const char* keyword, double v) { field_find(d.fields, keyword)->set(params.get(), v); }
+    void set(const char* keyword, double v) {
+        if (const TransformField* f = field_find(d.fields, keyword)) return f->set(params.get(), v);
+        for (const TransformField& f : d.fields)  // a part of a range or a colour
+            for (std::size_t k = 0; f.set_part && k < f.words.size(); ++k)
+                if (f.words[k] == keyword)
+                    return f.set_part(params.get(), static_cast<int>(k), static_cast<int>(v));
+        ADD_FAILURE() << "no value " << keyword;
+    }
     AmountSettings& amount() { return *field_find(d.fields, "amount")->amount(params.get()); }
     Curve& curve() { return *field_find(d.fields, "curve")->curve(params.get()); }
     void range(int in_low, int in_high, int out_low, int out_high) {

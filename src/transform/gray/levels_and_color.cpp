@@ -39,25 +39,47 @@ constexpr std::string_view space_words[] = {"HSV", "HSL"};
 constexpr std::string_view probe_words[] = {"1x1 Probe", "3x3 Probe", "5x5 Probe", "7x7 Probe",
                                             "9x9 Probe"};
 
+constexpr std::string_view filter_words[] = {"filter_red", "filter_green", "filter_blue"};
+
+// The range bar reads what the tone table maps: V in HSV, L in HSL.
+int range_reading(const void* params) {
+    return static_cast<const P*>(params)->cspace == tone_hsl ? reading_mid : reading_max;
+}
+
+// A colour cast picked on the picture: the filter becomes its complement at
+// full value (hue turned half way round, saturation kept), which removes it.
+void filter_against(void* params, int r, int g, int b) {
+    P& p = *static_cast<P*>(params);
+    int h = 0, s = 0, v = 0, fr = 0, fg = 0, fb = 0;
+    rgb_to_hsv8(r, g, b, h, s, v);
+    hsv_to_rgb8((h + 2048) & 4095, s, 4096, fr, fg, fb);
+    p.filter_red = static_cast<std::uint8_t>(fr);
+    p.filter_green = static_cast<std::uint8_t>(fg);
+    p.filter_blue = static_cast<std::uint8_t>(fb);
+}
+
+// The four levels start at -1, "found in the picture": when the panel meets
+// it, or at the run when a workflow or the command line gives no range.
+constexpr TransformField range_field() {
+    TransformField f = field_range<&P::in_low, &P::in_high, &P::out_low, &P::out_high>(
+        "dynamic_range", "Dynamic Range: ", "%1f\\%..%1f\\%", range_reading);
+    f.init = [](void* p) {
+        P& b = *static_cast<P*>(p);
+        b.in_low = b.in_high = b.out_low = b.out_high = -1;
+    };
+    return f;
+}
+
 constexpr TransformField fields[] = {
     field_input("Input Image:"),
     field_amount<&P::amount>("amount"),
-    // -1: found in the picture (when the panel meets it, or at the run when a
-    // workflow or the command line gives no range).
-    field_integer<&P::in_low>("in_low", "Input Low: ", 0, 255, "%d", -1),
-    field_integer<&P::in_high>("in_high", "Input High: ", 0, 255, "%d", -1),
-    field_integer<&P::out_low>("out_low", "Output Low: ", 0, 255, "%d", -1),
-    field_integer<&P::out_high>("out_high", "Output High: ", 0, 255, "%d", -1),
+    range_field(),
     field_real<&P::midtones>("midtones", "Midtones: ", -100, 100, "%1f\\%", 0),
     field_real<&P::saturation>("saturation", "Saturation: ", -100, 100, "%1f\\%", 0,
                                image_types_colour),
     field_choice<&P::cspace>("cspace", "Color Space:", space_words, tone_hsv, image_types_colour),
-    field_integer<&P::filter_red>("filter_red", "Color Balance Red: ", 0, 255, "%d", 255,
-                                  image_types_colour),
-    field_integer<&P::filter_green>("filter_green", "Color Balance Green: ", 0, 255, "%d", 255,
-                                    image_types_colour),
-    field_integer<&P::filter_blue>("filter_blue", "Color Balance Blue: ", 0, 255, "%d", 255,
-                                   image_types_colour),
+    field_colour<&P::filter_red, &P::filter_green, &P::filter_blue>(
+        "colorbal", "Color Balance:", filter_words, filter_against, image_types_colour),
     field_choice<&P::probe>("probe", "Probe:", probe_words, 2),
     field_check<&P::clip>("clip", "Invert clipped pixels in preview", false),
 };
