@@ -77,6 +77,9 @@ private:
     void* params_;
     QWidget* rows_widget_ = nullptr;
     std::vector<Row> rows_;
+    int image_type_ = 0;  // what the last layout was for
+    int width_ = 0;
+    int height_ = 0;
 };
 
 void PanelControls::build(QMdiArea* area, int x, int y, int width) {
@@ -325,6 +328,9 @@ void PanelControls::changed(const TransformField& field, double value) {
             if (row.field->kind == ControlKind::curve)
                 static_cast<CurveControl*>(row.control)->set_curve(row.field->curve(params_));
         refresh_histograms();
+        // A method that uses other controls: the panel shows just those.
+        if (std::any_of(rows_.begin(), rows_.end(), [](const Row& r) { return r.field->relevant; }))
+            layout(image_type_, width_, height_);
     }
     transform_parameter_changed();
 }
@@ -410,8 +416,12 @@ void PanelControls::show_block() {
 }
 
 void PanelControls::layout(int image_type, int width, int height) {
+    image_type_ = image_type;
+    width_ = width;
+    height_ = height;
     for (const Row& row : rows_) {
-        const bool shown = field_shown(*row.field, image_type);
+        const bool shown = field_shown(*row.field, image_type) &&
+                           (!row.field->relevant || row.field->relevant(params_));
         row.control->setVisible(shown);
         if (row.label) row.label->setVisible(shown);
         if (row.field->kind == ControlKind::amount) {

@@ -191,6 +191,9 @@ struct TransformField {
     // Sliders: the number the caption shows for a value, when it isn't the
     // value itself (formatted by `format` as a real).
     double (*shown)(double value) = nullptr;
+    // Whether the control shows for the block's other values (a radius only
+    // for the methods that use one); null: always, as the input type allows.
+    bool (*relevant)(const void* params) = nullptr;
     // Sets the built-in values of a control that has no single value.
     void (*init)(void* params) = nullptr;
 };

@@ -198,6 +198,14 @@ void TestCurves::menu_opens_each_curve_panel_and_apply_matches_the_library() {
         } else {
             field_find(entry->descriptor->fields, "factor")->set(block, 800);
         }
+        if (auto* kernel = panel()->findChild<QComboBox*>(QStringLiteral("kernel"))) {
+            // Blur's radius shows only for the methods that use one.
+            QWidget* radius = panel()->findChild<QWidget*>(QStringLiteral("radius"));
+            QVERIFY(radius != nullptr && radius->isHidden());
+            kernel->setCurrentIndex(2);
+            emit kernel->activated(2);
+            QVERIFY(!radius->isHidden());
+        }
         ImageHolder expected;
         QCOMPARE(transform_compute_image(*entry->descriptor, block, &input->record()->image, expected.get()), 0);
         const int windows = static_cast<int>(frame_->area()->subWindowList().size());

@@ -34,6 +34,16 @@ enum Method { blur = 0, blur_more = 1, gaussian = 2, high_pass = 3, median3 = 4,
 constexpr std::string_view method_words[] = {"Blur",      "Blur More",  "Gaussian",
                                              "High Pass", "Median 3x3", "Median 5x5"};
 
+// The radius serves "Gaussian" and "High Pass" only, and shows only for them.
+constexpr TransformField radius_field() {
+    TransformField f = field_integer<&P::radius>("radius", "Radius: ", 1, 100, "%d", 3);
+    f.relevant = [](const void* p) {
+        const int k = static_cast<const P*>(p)->kernel;
+        return k == gaussian || k == high_pass;
+    };
+    return f;
+}
+
 // The threshold is kept 0..255 and shown as a percentage.
 constexpr TransformField threshold_field() {
     TransformField f =
@@ -46,7 +56,7 @@ constexpr TransformField fields[] = {
     field_input("Input Image:"),
     field_amount<&P::amount>("amount"),
     field_choice<&P::kernel>("kernel", "Method:", method_words, blur),
-    field_integer<&P::radius>("radius", "Radius: ", 1, 100, "%d", 3),
+    radius_field(),
     threshold_field(),
 };
 
