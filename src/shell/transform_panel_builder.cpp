@@ -272,6 +272,10 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             grid->addWidget(swatch, line, 1, Qt::AlignLeft);
             break;
         }
+        case ControlKind::caption:
+            row.control = new QLabel(rows_widget_);
+            grid->addWidget(row.control, line, 0, 1, 2);
+            break;
         case ControlKind::check_box: {
             auto* box = new QCheckBox(text_of(field.label), rows_widget_);
             connect(box, &QCheckBox::toggled, this,
@@ -315,6 +319,9 @@ void PanelControls::caption(const Row& row, double value) {
 void PanelControls::changed(const TransformField& field, double value) {
     const int reading = range_reading();
     if (field.set) field.set(params_, value);
+    if (std::any_of(rows_.begin(), rows_.end(),
+                    [](const Row& r) { return r.field->kind == ControlKind::caption; }))
+        show_block();  // captions follow the values they are made from
     const WindowRecord* record = window_record_of(transform_state().input_window);
     if (range_reading() != reading && descriptor_.input_opened && record) {
         // The range bar reads another number of a pixel: the range is found
@@ -397,6 +404,11 @@ void PanelControls::show_block() {
             }
             case ControlKind::check_box:
                 static_cast<QCheckBox*>(row.control)->setChecked(field.get(params_) != 0.0);
+                break;
+            case ControlKind::caption:
+                static_cast<QLabel*>(row.control)
+                    ->setText(text_of(field.label) +
+                              QString::fromStdString(format_text(field.format, field.get(params_))));
                 break;
             case ControlKind::curve:
                 static_cast<CurveControl*>(row.control)->set_curve(field.curve(params_));

@@ -146,6 +146,7 @@ enum class ControlKind : std::uint8_t {
     curve,           // the curve control over the Curve that `curve` returns
     range,           // the range bar: input levels in_low, in_high, output out_low, out_high
     colour,          // a colour swatch that opens the colour dialog: red, green, blue
+    caption,         // a line of text: `label` and the number `get` gives, by `format`
 };
 
 // Image types as bits, for visibility and acceptance: bit n is type n.
@@ -406,6 +407,19 @@ constexpr TransformField field_colour(std::string_view keyword, std::string_view
         for (int k = 0; k < 3; ++k)
             transform_detail::set_part<Red, Green, Blue>(p, k, 255);
     };
+    return f;
+}
+
+// A caption computed from the block, as "Output gamma: %2f" shows input gamma
+// times factor; it holds no value of its own.
+constexpr TransformField field_caption(std::string_view keyword, std::string_view label,
+                                       std::string_view format, double (*value)(const void*)) {
+    TransformField f;
+    f.keyword = keyword;
+    f.label = label;
+    f.kind = ControlKind::caption;
+    f.format = format;
+    f.get = value;
     return f;
 }
 

@@ -17,9 +17,12 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QLabel>
 #include <QPushButton>
+#include <QSlider>
 #include <QSignalSpy>
 
+#include <cmath>
 #include <cstring>
 
 namespace {
@@ -196,7 +199,10 @@ void TestCurves::menu_opens_each_curve_panel_and_apply_matches_the_library() {
             if (const TransformField* mid = field_find(entry->descriptor->fields, "midtones"))
                 mid->set(block, 40);
         } else {
-            field_find(entry->descriptor->fields, "factor")->set(block, 800);
+            // Gamma Adjust: the slider, and the output gamma it gives on "2.22".
+            panel()->findChild<QSlider*>(QStringLiteral("factor"))->setValue(800);
+            QCOMPARE(panel()->findChild<QLabel*>(QStringLiteral("output_gamma"))->text(),
+                     QStringLiteral("Output gamma: %1").arg(2.22 * std::exp(800 / 512.0 - 1), 0, 'f', 2));
         }
         if (auto* kernel = panel()->findChild<QComboBox*>(QStringLiteral("kernel"))) {
             // Blur's radius shows only for the methods that use one.

@@ -50,6 +50,13 @@ constexpr TransformField fields[] = {
     field_input("Input Image:"),
     factor_field(),
     field_choice<&P::input_gamma>("input_gamma", "Input gamma:", gamma_words, 3),
+    field_caption("output_gamma", "Output gamma: ", "%2f",
+                  [](const void* p) {
+                      constexpr double gammas[] = {1.00, 1.40, 1.80, 2.22};
+                      const P& b = *static_cast<const P*>(p);
+                      return gammas[b.input_gamma >= 0 && b.input_gamma < 4 ? b.input_gamma : 3] *
+                             b.factor;
+                  }),
 };
 
 constexpr WorkflowLine<P> lines[] = {
