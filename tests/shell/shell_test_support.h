@@ -12,7 +12,13 @@
 #include "shell/image_window.h"
 #include "shell/main_frame.h"
 #include "shell/message_box.h"
+#include "shell/active_window.h"
+#include "shell/key_filter.h"
+#include "shell/link_notify.h"
 #include "shell/panel.h"
+#include "shell/progress_panel.h"
+#include "shell/transform_host.h"
+#include "transform/driver.h"
 #include "transform/settings.h"
 
 #include <QCloseEvent>
@@ -97,6 +103,33 @@ private slots:
     }
     void cleanup() { close_test_frame(frame_); }
 };
+
+// Tests of transformation panels: keys, activation and links tracked once
+// (initTestCase), then for each test a fresh frame with the progress display
+// and the transformation host, without sticky settings or automatic preview.
+inline void panel_tests_start() {
+    key_filter_install();
+    active_window_track();
+    link_notifier_install();
+    window_record_table_init();
+}
+
+[[nodiscard]] inline bool panel_frame_open(std::unique_ptr<MainFrame>& frame) {
+    app_state_reset();
+    preferences() = Preferences{};
+    preferences().stickysettings = false;
+    preferences().defaultpreview = false;
+    if (!show_test_frame(frame, 1000, 800)) return false;
+    progress_display_install(frame->area());
+    transform_host_install(frame->area());
+    return true;
+}
+
+inline void panel_frame_close(std::unique_ptr<MainFrame>& frame) {
+    if (transform_state().panel_window != nullptr) transform_cancel();
+    QTest::qWait(1);
+    close_test_frame(frame);
+}
 
 // A window for the picture (which it takes), made the active one.
 inline ImageWindow* show_picture(QMdiArea* area, Image* image) {

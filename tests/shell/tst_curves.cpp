@@ -55,26 +55,15 @@ private:
 };
 
 void TestCurves::initTestCase() {
-    key_filter_install();
-    active_window_track();
-    link_notifier_install();
-    window_record_table_init();
+    panel_tests_start();
 }
 
 void TestCurves::init() {
-    app_state_reset();
-    preferences() = Preferences{};
-    preferences().stickysettings = false;
-    preferences().defaultpreview = false;
-    QVERIFY(show_test_frame(frame_, 1000, 800));
-    progress_display_install(frame_->area());
-    transform_host_install(frame_->area());
+    QVERIFY(panel_frame_open(frame_));
 }
 
 void TestCurves::cleanup() {
-    if (transform_state().panel_window != nullptr) transform_cancel();
-    QTest::qWait(1);
-    close_test_frame(frame_);
+    panel_frame_close(frame_);
 }
 
 ImageWindow* TestCurves::show_colour_picture() {

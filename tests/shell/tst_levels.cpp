@@ -44,20 +44,9 @@ constexpr int cast[3] = {250, 60, 20};
 class TestLevels : public QObject {
     Q_OBJECT
 private slots:
-    void initTestCase() {
-        key_filter_install();
-        active_window_track();
-        link_notifier_install();
-        window_record_table_init();
-    }
+    void initTestCase() { panel_tests_start(); }
     void init() {
-        app_state_reset();
-        preferences() = Preferences{};
-        preferences().stickysettings = false;
-        preferences().defaultpreview = false;
-        QVERIFY(show_test_frame(frame_, 1000, 800));
-        progress_display_install(frame_->area());
-        transform_host_install(frame_->area());
+        QVERIFY(panel_frame_open(frame_));
         ImageHolder picture;
         QCOMPARE(image_alloc(picture.get(), image_type_colour8, 240, 160, 100.0), 0);
         for (int y = 0; y < 160; ++y)
@@ -73,11 +62,7 @@ private slots:
         QTRY_VERIFY(computations >= 1);
         computations = 0;
     }
-    void cleanup() {
-        if (transform_state().panel_window != nullptr) transform_cancel();
-        QTest::qWait(1);
-        close_test_frame(frame_);
-    }
+    void cleanup() { panel_frame_close(frame_); }
 
     void handles_move_the_range_and_a_drag_previews_once() {
         auto* range = panel()->findChild<RangeControl*>();
