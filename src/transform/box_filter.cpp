@@ -41,30 +41,36 @@ void box_filter(const T* source, T* dest, int n, int r, int channels) {
     }
 }
 
-// Samples of one input line at the widened columns `col` (clamped), as ints.
-void read_row(const Image* in, int y, const std::vector<int>& col, int channels,
+// Samples of one input line at the widened columns `col` (x_first + j,
+// clamped to the picture), as ints. The columns inside the picture follow
+// one another: those are read straight.
+void read_row(const Image* in, int y, const std::vector<int>& col, int x_first, int channels,
               std::vector<std::int32_t>& out) {
     const std::uint8_t* row = in->rows[std::clamp(y, 0, in->height - 1)];
     const int n = static_cast<int>(col.size());
-    switch (in->type) {
-        case image_type_binary:
-            for (int j = 0; j < n; ++j)
-                out[j] = image_bit_get(row, col[j]) ? 255 : 0;
-            break;
-        case image_type_gray16:
-        case image_type_colour16: {
-            const auto* r16 = reinterpret_cast<const std::uint16_t*>(row);
-            for (int j = 0; j < n; ++j)
-                for (int c = 0; c < channels; ++c)
-                    out[j * channels + c] = r16[col[j] * channels + c];
-            break;
-        }
-        default:
-            for (int j = 0; j < n; ++j)
-                for (int c = 0; c < channels; ++c)
-                    out[j * channels + c] = row[col[j] * channels + c];
-            break;
+    if (in->type == image_type_binary) {
+        for (int j = 0; j < n; ++j)
+            out[j] = image_bit_get(row, col[j]) ? 255 : 0;
+        return;
     }
+    const int lo = std::clamp(-x_first, 0, n);                     // first column inside
+    const int hi = std::clamp(in->width - x_first, lo, n);         // one past the last
+    auto copy = [&](const auto* samples) {
+        for (int j = 0; j < lo; ++j)
+            for (int c = 0; c < channels; ++c)
+                out[j * channels + c] = samples[col[j] * channels + c];
+        const auto* from = samples + static_cast<std::ptrdiff_t>(x_first + lo) * channels;
+        std::int32_t* to = out.data() + static_cast<std::ptrdiff_t>(lo) * channels;
+        for (int k = 0; k < (hi - lo) * channels; ++k)
+            to[k] = from[k];
+        for (int j = hi; j < n; ++j)
+            for (int c = 0; c < channels; ++c)
+                out[j * channels + c] = samples[col[j] * channels + c];
+    };
+    if (in->type == image_type_gray16 || in->type == image_type_colour16)
+        copy(reinterpret_cast<const std::uint16_t*>(row));
+    else
+        copy(row);
 }
 
 // The whole picture through gaussian_lines in bands on all cores, sample by
@@ -134,13 +140,13 @@ int gaussian_lines(const Image* input, int x0, int n, int y0, int count, int ste
         // First vertical pass at line y: the window of input lines y - r .. y + r.
         if (y == y0 - r) {
             for (int j = -r; j <= r; ++j) {
-                read_row(input, y + j, col, ch, row);
+                read_row(input, y + j, col, x0 - 2 * r, ch, row);
                 for (std::size_t i = 0; i < width; ++i)
                     s1[i] += row[i];
             }
         } else {
-            read_row(input, y + r, col, ch, row);
-            read_row(input, y - r - 1, col, ch, leaving);
+            read_row(input, y + r, col, x0 - 2 * r, ch, row);
+            read_row(input, y - r - 1, col, x0 - 2 * r, ch, leaving);
             for (std::size_t i = 0; i < width; ++i)
                 s1[i] += row[i] - leaving[i];
         }
@@ -165,24 +171,31 @@ int gaussian_lines(const Image* input, int x0, int n, int y0, int count, int ste
         if ((Y - y0) % step != 0) continue;
         for (std::size_t i = 0; i < width; ++i)
             v[i] = divide(s2[i]);
-        // Both horizontal passes, the second only where output pixels are.
-        for (int c = 0; c < ch; ++c) {
-            std::int32_t sum = 0;
-            for (int j = 0; j < window; ++j)
-                sum += v[j * ch + c];
-            for (int j = r; j < wide_pixels - r; ++j) {
-                h1[j * ch + c] = divide(sum);
-                if (j + r + 1 < wide_pixels) sum += v[(j + r + 1) * ch + c] - v[(j - r) * ch + c];
+        // Both horizontal passes, the second only where output pixels are;
+        // the channels side by side, so that their sums run together.
+        std::int32_t sum[3] = {0, 0, 0};
+        for (int j = 0; j < window; ++j)
+            for (int c = 0; c < ch; ++c)
+                sum[c] += v[j * ch + c];
+        for (int j = r; j < wide_pixels - r; ++j) {
+            for (int c = 0; c < ch; ++c) {
+                h1[j * ch + c] = divide(sum[c]);
+                if (j + r + 1 < wide_pixels) sum[c] += v[(j + r + 1) * ch + c] - v[(j - r) * ch + c];
             }
-            // The second pass slides over every position and keeps those of
-            // the output pixels: 2r + i·step.
-            sum = 0;
-            for (int j = r; j <= 3 * r; ++j)
-                sum += h1[j * ch + c];
-            for (int j = 2 * r, i = 0; i < n; ++j) {
-                if (j == 2 * r + i * step) out[(i++) * ch + c] = divide(sum);
-                if (j + r + 1 < wide_pixels - r) sum += h1[(j + r + 1) * ch + c] - h1[(j - r) * ch + c];
+        }
+        // The second pass slides over every position and keeps those of the
+        // output pixels: 2r + i·step.
+        sum[0] = sum[1] = sum[2] = 0;
+        for (int j = r; j <= 3 * r; ++j)
+            for (int c = 0; c < ch; ++c)
+                sum[c] += h1[j * ch + c];
+        for (int j = 2 * r, i = 0; i < n; ++j) {
+            const bool kept = j == 2 * r + i * step;
+            for (int c = 0; c < ch; ++c) {
+                if (kept) out[i * ch + c] = divide(sum[c]);
+                if (j + r + 1 < wide_pixels - r) sum[c] += h1[(j + r + 1) * ch + c] - h1[(j - r) * ch + c];
             }
+            if (kept) ++i;
         }
         if (int err = line((Y - y0) / step, out.data())) return err;
     }
