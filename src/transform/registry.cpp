@@ -10,6 +10,7 @@ extern const TransformDescriptor gamma_adjust_transform;
 extern const TransformDescriptor color_curves_transform;
 extern const TransformDescriptor levels_and_color_transform;
 extern const TransformDescriptor blur_transform;
+extern const TransformDescriptor sharpen_transform;
 
 namespace {
 
@@ -94,7 +95,7 @@ constinit const TransformEntry registry[] = {
      138, "Color Registration", "Registration", 9 | P, 0, 1, 1, false, ".cr", false, nullptr},
 
     {"Sharpen", "&Sharpen...", G::sharpen_blur_noise, 1, 4019, 7,
-     192, "Sharpen", "Sharpen", 10 | P, 0, 1, 1, true, "", false, nullptr},
+     192, "Sharpen", "Sharpen", 10 | P, 0, 1, 1, true, "", false, &sharpen_transform},
     {"Advanced Sharpen", "&Advanced Sharpen...", G::sharpen_blur_noise, 2, 4032, 82,
      0, "", "", 0, 0, 1, 1, false, ".as", false, nullptr},
     {"Blur", "&Blur...", G::sharpen_blur_noise, 3, 4020, 8,

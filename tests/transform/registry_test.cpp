@@ -76,7 +76,7 @@ TEST(Registry, Lookups) {
     EXPECT_TRUE(transform_command_built(4043));
     EXPECT_TRUE(transform_command_built(4005));  // Copy and Negative need no panel
     EXPECT_TRUE(transform_command_built(4006));
-    EXPECT_FALSE(transform_command_built(4019));  // Sharpen, not built yet
+    EXPECT_FALSE(transform_command_built(4051));  // Tint, not built yet
     EXPECT_FALSE(transform_command_built(1002));
 }
 

@@ -126,6 +126,11 @@ const Case cases[] = {
     {"Color Curves", [](Block& b) { b.set("colorspace", 2); b.set("component", 1); b.points({0, 128, 255}, {0, 170, 255}, curve_spline); }},
     {"Color Curves", [](Block& b) { b.set("colorspace", 0); b.set("component", 1); b.points({0, 255}, {0, 160}, curve_linear); }},
     {"Color Curves", [](Block& b) { b.set("colorspace", 1); b.set("component", 0); b.points({0, 255}, {30, 255}, curve_linear); b.amount().amount_low = 800; }},
+    {"Sharpen", [](Block& b) { b.set("kernel", 2); b.set("radius", 3); b.set("threshold", 4); }, 6},
+    {"Sharpen", [](Block& b) { b.set("kernel", 1); b.amount().amount_low = 600; }, 6},
+    // The bilateral mean and test are thresholds, which a level of rounding
+    // can put on the other side at the other depth.
+    {"Sharpen", [](Block& b) { b.set("kernel", 3); b.set("blur_radius", 2); }, 12},
     {"Levels and Color", [](Block& b) { b.range(20, 230, 0, 255); b.set("midtones", 30); b.set("saturation", 40); }, 2},
     {"Blur", [](Block& b) { b.set("kernel", 2); b.set("radius", 3); }, 4},
     {"Blur", [](Block& b) { b.set("kernel", 3); b.set("radius", 2); b.set("threshold", 60); b.amount().amount_low = 700; }, 4},
@@ -464,6 +469,46 @@ TEST(Blur, MethodsAgainstTheirRules) {
             EXPECT_EQ(eight.sample(x, y, 0), sum / 9);
             EXPECT_EQ(med3.sample(x, y, 0), w3[4]);
             EXPECT_EQ(med5.sample(x, y, 0), w5[12]);
+            EXPECT_EQ(kept.sample(x, y, 0), c);
+        }
+}
+
+// Sharpen against its formulas on a small grey picture: the four and eight
+// neighbour pushes, the unsharp mask from the shared Gaussian with a
+// difference equal to the threshold sharpening, and a bilateral blur
+// threshold of 0 leaving the picture as it is.
+TEST(Sharpen, MethodsAgainstTheirRules) {
+    Picture in;
+    ASSERT_EQ(image_alloc(&in.image, image_type_gray8, 19, 13, 72.0), 0);
+    for (int y = 0; y < 13; ++y)
+        for (int x = 0; x < 19; ++x)
+            in.set(x, y, 0, (x * 53 + y * 29 + x * y % 11 * 17) % 256);
+    auto at = [&](int x, int y) { return in.sample(std::clamp(x, 0, 18), std::clamp(y, 0, 12), 0); };
+    auto run = [&](const std::function<void(Block&)>& edit, Picture& out) {
+        Block b(descriptor("Sharpen"));
+        edit(b);
+        ASSERT_EQ(b.apply(&in.image, &out.image), 0);
+    };
+    Picture four, eight, unsharp, kept, half;
+    run([](Block& b) { b.set("kernel", 0); }, four);
+    run([](Block& b) { b.set("kernel", 1); }, eight);
+    run([](Block& b) { b.set("kernel", 1); b.amount().amount_low = 512; }, half);
+    run([](Block& b) { b.set("kernel", 2); b.set("radius", 2); b.set("threshold", 9); }, unsharp);
+    run([](Block& b) { b.set("kernel", 3); b.set("blur_threshold", 0); }, kept);
+    Picture blurred;
+    ASSERT_EQ(blur_image(&in.image, &blurred.image, 2, false), 0);
+    const int s = (512 * 255 + 512) / 1024;
+    for (int y = 0; y < 13; ++y)
+        for (int x = 0; x < 19; ++x) {
+            const int c = at(x, y);
+            const int n4 = at(x - 1, y) + at(x + 1, y) + at(x, y - 1) + at(x, y + 1);
+            const int n8 = n4 + at(x - 1, y - 1) + at(x + 1, y - 1) + at(x - 1, y + 1) + at(x + 1, y + 1);
+            EXPECT_EQ(four.sample(x, y, 0), std::clamp(2 * c - (n4 >> 2), 0, 255));
+            EXPECT_EQ(eight.sample(x, y, 0), std::clamp(3 * c - (n8 >> 2), 0, 255));
+            EXPECT_EQ(half.sample(x, y, 0), std::clamp(((2 * s + 255) * c - 2 * s * (n8 >> 3)) / 255, 0, 255));
+            const int m = blurred.sample(x, y, 0);
+            EXPECT_EQ(unsharp.sample(x, y, 0), std::abs(c - m) >= 9 ? std::clamp(2 * c - m, 0, 255) : c)
+                << x << "," << y << " c " << c << " m " << m;
             EXPECT_EQ(kept.sample(x, y, 0), c);
         }
 }
