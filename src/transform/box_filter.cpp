@@ -5,7 +5,9 @@
 
 #include "core/errors.h"
 #include "core/progress.h"
+#include "core/line_access.h"
 #include "core/parallel.h"
+#include "transform/line_bands.h"
 
 namespace {
 
@@ -200,6 +202,37 @@ int gaussian_lines(const Image* input, int x0, int n, int y0, int count, int ste
         if (int err = line((Y - y0) / step, out.data())) return err;
     }
     return 0;
+}
+
+int gaussian_bands(const ComputeArgs& args, const Image* input, const Image* mask, int r,
+                   const char* title, const std::function<void(const GaussianBandLine&)>& line) {
+    const int step = args.zoom < 0 ? -args.zoom : 1;
+    const int n = args.line_width;
+    return transform_for_bands(args, title, [&](int first, int count) {
+        LineSource centre, mask_lines;
+        LineSink sink;
+        line_source_init(&centre);
+        line_source_init(&mask_lines);
+        line_sink_init(&sink);
+        const int y0 = args.source_y + first * step;
+        int err = line_source_open(input, args.source_x, y0, args.zoom, n, &centre);
+        if (!err && mask) err = line_source_open(mask, args.source_x, y0, args.zoom, n, &mask_lines);
+        if (!err) err = band_sink_open(args, first, &sink);
+        std::vector<std::uint8_t> scratch;
+        if (!err)
+            err = gaussian_lines(input, args.source_x, n, y0, count, step, r,
+                                 [&](int, const std::int32_t* blurred) {
+                                     const std::uint8_t* c = line_source_next(&centre);
+                                     const std::uint8_t* m = mask ? line_source_next(&mask_lines) : nullptr;
+                                     line(GaussianBandLine{c, m, blurred, line_sink_line(&sink), scratch});
+                                     line_sink_commit(&sink);
+                                     return 0;
+                                 });
+        line_sink_close(&sink);
+        line_source_close(&mask_lines);
+        line_source_close(&centre);
+        return err;
+    });
 }
 
 void box_filter8(const std::uint8_t* source, std::uint8_t* dest, int n, int r, int channels) {

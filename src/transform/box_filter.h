@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 #include "core/image.h"
 
@@ -26,6 +27,22 @@ void box_filter16(const std::uint16_t* source, std::uint16_t* dest, int n, int r
 using GaussianLine = std::function<int(int k, const std::int32_t* samples)>;
 [[nodiscard]] int gaussian_lines(const Image* input, int x0, int n, int y0, int count, int step,
                                  int r, const GaussianLine& line);
+
+// The "Gaussian" of every band of a compute run's lines, on all cores: for
+// each line, the input's own line and the mask line (null without `mask`)
+// as line sources deliver them, the blurred samples of its pixels, the
+// output line to write, and scratch memory of the band's own.
+struct GaussianBandLine {
+    const std::uint8_t* centre;
+    const std::uint8_t* mask;
+    const std::int32_t* blurred;
+    std::uint8_t* out;
+    std::vector<std::uint8_t>& scratch;
+};
+struct ComputeArgs;
+[[nodiscard]] int gaussian_bands(const ComputeArgs& args, const Image* input, const Image* mask,
+                                 int r, const char* title,
+                                 const std::function<void(const GaussianBandLine&)>& line);
 
 // The whole-picture "Gaussian" of radius r (at least 1) of a grey or colour
 // picture of 8 or 16 bits into `output` (allocated here, same type and

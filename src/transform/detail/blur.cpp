@@ -178,41 +178,19 @@ template <typename T>
 int gaussian_run(const ComputeArgs& args, const P& p, const Image* input, const AmountStrength& s,
                  const Image* mask, int samples) {
     const int top = sizeof(T) == 1 ? 255 : 65535;
-    const int step = args.zoom < 0 ? -args.zoom : 1;
     const int n = args.line_width;
-    return transform_for_bands(args, p.kernel == high_pass ? "High Pass" : "Gaussian Blur",
-                               [&](int first, int count) {
-        LineSource centre, mask_lines;
-        LineSink sink;
-        line_source_init(&centre);
-        line_source_init(&mask_lines);
-        line_sink_init(&sink);
-        const int y0 = args.source_y + first * step;
-        int err = line_source_open(input, args.source_x, y0, args.zoom, n, &centre);
-        if (!err && mask) err = line_source_open(mask, args.source_x, y0, args.zoom, n, &mask_lines);
-        if (!err) err = band_sink_open(args, first, &sink);
-        std::vector<std::int32_t> result(static_cast<std::size_t>(n) * samples);
-        std::vector<std::uint8_t> scratch;
-        if (!err)
-            err = gaussian_lines(input, args.source_x, n, y0, count, step, p.radius,
-                                 [&](int, const std::int32_t* blurred) {
-                const T* c = reinterpret_cast<const T*>(line_source_next(&centre));
-                const std::uint8_t* m = mask ? line_source_next(&mask_lines) : nullptr;
-                for (int i = 0; i < n * samples; ++i) {
-                    const int h = p.kernel == high_pass
-                                      ? std::clamp(c[i] - blurred[i] + (top + 1) / 2, 0, top)
-                                      : blurred[i];
-                    result[i] = keep_edges(c[i], h, blurred[i], p.threshold, top);
-                }
-                finish_line<T>(args, result.data(), c, n, samples, s, m, line_sink_line(&sink),
-                               scratch);
-                line_sink_commit(&sink);
-                return 0;
-            });
-        line_sink_close(&sink);
-        line_source_close(&mask_lines);
-        line_source_close(&centre);
-        return err;
+    return gaussian_bands(args, input, mask, p.radius,
+                          p.kernel == high_pass ? "High Pass" : "Gaussian Blur",
+                          [&](const GaussianBandLine& l) {
+        std::vector<std::int32_t> out(static_cast<std::size_t>(n) * samples);
+        const T* c = reinterpret_cast<const T*>(l.centre);
+        for (int i = 0; i < n * samples; ++i) {
+            const int h = p.kernel == high_pass
+                              ? std::clamp(c[i] - l.blurred[i] + (top + 1) / 2, 0, top)
+                              : l.blurred[i];
+            out[i] = keep_edges(c[i], h, l.blurred[i], p.threshold, top);
+        }
+        finish_line<T>(args, out.data(), c, n, samples, s, l.mask, l.out, l.scratch);
     });
 }
 

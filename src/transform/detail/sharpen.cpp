@@ -156,39 +156,18 @@ int unsharp_run(const ComputeArgs& args, const P& p, const Image* input, const S
                 const Image* mask, int ch) {
     const int top = sizeof(T) == 1 ? 255 : 65535;
     const int threshold = sizeof(T) == 1 ? p.threshold : to16[std::clamp(p.threshold, 0, 255)];
-    const int step = args.zoom < 0 ? -args.zoom : 1;
     const int n = args.line_width;
-    return transform_for_bands(args, "Unsharp Mask", [&](int first, int count) {
-        LineSource centre, mask_lines;
-        LineSink sink;
-        line_source_init(&centre);
-        line_source_init(&mask_lines);
-        line_sink_init(&sink);
-        const int y0 = args.source_y + first * step;
-        int err = line_source_open(input, args.source_x, y0, args.zoom, n, &centre);
-        if (!err && mask) err = line_source_open(mask, args.source_x, y0, args.zoom, n, &mask_lines);
-        if (!err) err = band_sink_open(args, first, &sink);
+    return gaussian_bands(args, input, mask, p.radius, "Unsharp Mask", [&](const GaussianBandLine& l) {
         std::vector<std::int32_t> result(static_cast<std::size_t>(n) * ch);
-        if (!err)
-            err = gaussian_lines(input, args.source_x, n, y0, count, step, p.radius,
-                                 [&](int, const std::int32_t* blurred) {
-                const T* c = reinterpret_cast<const T*>(line_source_next(&centre));
-                const std::uint8_t* m = mask ? line_source_next(&mask_lines) : nullptr;
-                for (int i = 0; i < n; ++i)
-                    for (int k = 0; k < ch; ++k) {
-                        const std::size_t o = static_cast<std::size_t>(i) * ch + k;
-                        result[o] = std::abs(c[o] - blurred[o]) >= threshold
-                                        ? push(c[o], blurred[o], s.at(m, i), s.full(m), top)
-                                        : c[o];
-                    }
-                put_line<T>(args, result, line_sink_line(&sink));
-                line_sink_commit(&sink);
-                return 0;
-            });
-        line_sink_close(&sink);
-        line_source_close(&mask_lines);
-        line_source_close(&centre);
-        return err;
+        const T* c = reinterpret_cast<const T*>(l.centre);
+        for (int i = 0; i < n; ++i)
+            for (int k = 0; k < ch; ++k) {
+                const std::size_t o = static_cast<std::size_t>(i) * ch + k;
+                result[o] = std::abs(c[o] - l.blurred[o]) >= threshold
+                                ? push(c[o], l.blurred[o], s.at(l.mask, i), s.full(l.mask), top)
+                                : c[o];
+            }
+        put_line<T>(args, result, l.out);
     });
 }
 
