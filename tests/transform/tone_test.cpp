@@ -513,6 +513,34 @@ TEST(Sharpen, MethodsAgainstTheirRules) {
         }
 }
 
+// Pictures smaller than the windows that read them stay in bounds (the
+// sanitised run watches), at apply and in a reduced preview, and a constant
+// tiny picture stays that constant.
+TEST(ToneTransforms, TinyPicturesAndLargeWindows) {
+    const std::pair<const char*, std::function<void(Block&)>> runs[] = {
+        {"Blur", [](Block& b) { b.set("kernel", 2); b.set("radius", 40); }},
+        {"Blur", [](Block& b) { b.set("kernel", 5); }},
+        {"Sharpen", [](Block& b) { b.set("kernel", 2); b.set("radius", 30); }},
+        {"Sharpen", [](Block& b) { b.set("kernel", 3); b.set("blur_radius", 20); }},
+    };
+    for (const auto& [name, edit] : runs)
+        for (int type : {image_type_gray8, image_type_colour16})
+            for (auto [w, h] : {std::pair{1, 1}, std::pair{3, 2}, std::pair{2, 5}}) {
+                Picture in, out;
+                ASSERT_EQ(image_alloc(&in.image, type, w, h, 72.0), 0);
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x)
+                        for (int c = 0; c < samples_of(type); ++c)
+                            in.set(x, y, c, 77);
+                Block b(descriptor(name));
+                edit(b);
+                ASSERT_EQ(b.apply(&in.image, &out.image), 0) << name;
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x)
+                        ASSERT_EQ(out.sample(x, y, 0), 77) << name << " " << w << "x" << h;
+            }
+}
+
 TEST(ToneTransforms, CurvesTravelThroughWorkflowTextAndTheCcFile) {
     const TransformDescriptor& d = descriptor("Color Curves");
     Block b(d);
