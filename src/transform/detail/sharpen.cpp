@@ -178,30 +178,59 @@ template <typename T>
 int mean_image(const Image* in, int r, int threshold, Image* out) {
     if (int err = image_alloc(out, in->type, in->width, in->height, in->resolution)) return err;
     const int ch = in->type == image_type_colour8 || in->type == image_type_colour16 ? 3 : 1;
-    const int w = in->width, h = in->height;
+    const int w = in->width, h = in->height, n = w * ch;
     const int bands = (h < parallel_threads() || std::int64_t{w} * h <= 50000) ? 1 : parallel_threads();
     const int band = (h + bands) / bands;
     parallel_for(bands, [&](int b) {
+        // Sums and counts of the samples that qualify, gathered a whole line
+        // at a time for each offset of the square, so that the loops run
+        // over consecutive samples.
+        std::vector<std::int32_t> sum(static_cast<std::size_t>(n)), count(static_cast<std::size_t>(n));
         for (int y = b * band; y < std::min(h, (b + 1) * band); ++y) {
-            T* o = reinterpret_cast<T*>(out->rows[y]);
-            const T* row = reinterpret_cast<const T*>(in->rows[y]);
-            for (int x = 0; x < w; ++x)
-                for (int c = 0; c < ch; ++c) {
-                    const int centre = row[x * ch + c];
-                    std::int64_t sum = 0;
-                    int count = 0;
-                    for (int dy = -r; dy <= r; ++dy) {
-                        const T* line = reinterpret_cast<const T*>(in->rows[std::clamp(y + dy, 0, h - 1)]);
-                        for (int dx = -r; dx <= r; ++dx) {
-                            const int v = line[std::clamp(x + dx, 0, w - 1) * ch + c];
-                            if (std::abs(v - centre) <= threshold) {
-                                sum += v;
-                                ++count;
-                            }
+            const T* centre = reinterpret_cast<const T*>(in->rows[y]);
+            std::fill(sum.begin(), sum.end(), 0);
+            std::fill(count.begin(), count.end(), 0);
+            auto take = [&](int i, int v) {
+                const int d = v - centre[i];
+                const bool in_range = d <= threshold && -d <= threshold;
+                sum[i] += in_range ? v : 0;
+                count[i] += in_range ? 1 : 0;
+            };
+            // A stretch of the line at a time, small enough for its sums and
+            // counts to stay in the fastest cache through the whole square.
+            constexpr int stretch = 1536;
+            for (int first = 0; first < n; first += stretch) {
+                const int last = std::min(n, first + stretch);
+                for (int dy = -r; dy <= r; ++dy) {
+                    const T* line = reinterpret_cast<const T*>(in->rows[std::clamp(y + dy, 0, h - 1)]);
+                    for (int dx = -r; dx <= r; ++dx) {
+                        // Pixels whose neighbour at dx lies inside the line read
+                        // it straight; the others read the edge pixel again.
+                        const int lo = std::clamp(-dx, 0, w) * ch, hi = std::clamp(w - dx, 0, w) * ch;
+                        for (int i = first; i < std::min(last, lo); ++i)
+                            take(i, line[i % ch]);
+                        for (int i = std::max(first, std::max(hi, lo)); i < last; ++i)
+                            take(i, line[(w - 1) * ch + i % ch]);
+                        // The hot loop: plain pointers that don't alias, so that
+                        // it runs on vectors.
+                        const T* __restrict shifted = line + dx * ch;
+                        const T* __restrict own = centre;
+                        std::int32_t* __restrict sums = sum.data();
+                        std::int32_t* __restrict counts = count.data();
+                        const int end_i = std::min(last, hi);
+                        for (int i = std::max(first, lo); i < end_i; ++i) {
+                            const std::int32_t v = shifted[i];
+                            const std::int32_t d = v - own[i];
+                            const std::int32_t in_range = (d <= threshold) & (-d <= threshold);
+                            sums[i] += in_range * v;
+                            counts[i] += in_range;
                         }
                     }
-                    o[x * ch + c] = static_cast<T>(count ? sum / count : centre);
                 }
+            }
+            T* o = reinterpret_cast<T*>(out->rows[y]);
+            for (int i = 0; i < n; ++i)
+                o[i] = static_cast<T>(count[i] ? sum[i] / count[i] : centre[i]);
         }
     });
     return 0;
