@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/line_access.h"
+#include "core/tables.h"
 #include "transform/transform.h"
 
 // Runs band(first, count) for consecutive bands of the lines of `args`
@@ -42,6 +43,35 @@ struct BandLine {
                                        const Image* mask, const char* title,
                                        const std::function<void(const BandLine&)>& line,
                                        int radius = 0);
+
+// Puts one line of results (on the input's scale, `samples` a pixel) into
+// the output line: as they are, or for a 16-bit picture's preview through
+// `to8`; then, unless `strength` is full, blends them back toward `centre`,
+// the input's own line, by amount and mask.
+template <typename T>
+void band_line_finish(const ComputeArgs& args, const std::int32_t* result, const T* centre, int n,
+                      int samples, const AmountStrength& strength, const std::uint8_t* mask,
+                      std::uint8_t* out, std::vector<std::uint8_t>& scratch) {
+    const int count = n * samples;
+    if (sizeof(T) == 1 || args.apply) {
+        T* o = reinterpret_cast<T*>(out);
+        for (int i = 0; i < count; ++i)
+            o[i] = static_cast<T>(result[i]);
+        if (strength.full()) return;
+        if constexpr (sizeof(T) == 1)
+            amount_blend_line8(centre, o, n, samples, strength, mask);
+        else
+            amount_blend_line16(centre, o, n, samples, strength, mask);
+        return;
+    }
+    for (int i = 0; i < count; ++i)
+        out[i] = to8[result[i]];
+    if (strength.full()) return;
+    scratch.resize(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i)
+        scratch[i] = to8[centre[i]];
+    amount_blend_line8(scratch.data(), out, n, samples, strength, mask);
+}
 
 // Opens a sink on `args.output` at input line `first` of the band.
 [[nodiscard]] int band_sink_open(const ComputeArgs& args, int first, LineSink* sink);

@@ -63,6 +63,8 @@ TEST_F(BatchCommands, AnswerEachCommandLineOnTheRightStreamWithTheRightStatus) {
         {"help 'add noise'", 0, "colorspace_method CHANNELS METHOD", ""},
         {"help Add_Noise", 0, "0 Uniform, 1 Gaussian; default 0", ""},
         {"help Tint", 0, "Not built yet", ""},
+        // An array's values follow its keyword on one line, as apply takes them.
+        {"help 'Brightness Curve'", 0, "x_curve 2 0 255 y_curve 2 0 255 IN.tif", ""},
         {"help 'No Such Thing'", 255, "", "no transformation called \"No Such Thing\""},
         {"apply", 255, "", "needs a transformation"},
         {"apply 'No Such Thing' " + files, 255, "", "no transformation of that name"},

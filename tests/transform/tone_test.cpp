@@ -435,6 +435,16 @@ TEST(Blur, MethodsAgainstTheirRules) {
                 ASSERT_EQ(high.sample(x, y, 0), std::clamp(at(x, y) - a[y + m][x + m] + 128, 0, 255));
             }
     }
+    // The 1-D box of the library: ends copied, the inside the truncated mean.
+    const std::uint16_t samples[11] = {9, 700, 3, 65535, 12, 40000, 5, 5, 60000, 1, 2};
+    std::uint16_t boxed[11];
+    box_filter16(samples, boxed, 11, 2, 1);
+    for (int i = 0; i < 11; ++i) {
+        int sum = 0;
+        for (int k = -2; k <= 2; ++k)
+            sum += samples[std::clamp(i + k, 0, 10)];
+        EXPECT_EQ(boxed[i], i < 2 || i > 8 ? samples[i] : sum / 5) << i;
+    }
     Picture flat, flat_blur;  // a constant picture stays that constant, edges too
     ASSERT_EQ(image_alloc(&flat.image, image_type_colour16, 9, 7, 72.0), 0);
     for (int y = 0; y < 7; ++y)

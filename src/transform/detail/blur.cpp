@@ -147,33 +147,6 @@ bool wide_type(int type) {
     return type == image_type_gray16 || type == image_type_colour16;
 }
 
-// Puts the samples of one line out: as they are, or a 16-bit picture's
-// preview through `to8`; then the amount blend against the input line.
-template <typename T>
-void finish_line(const ComputeArgs& args, const std::int32_t* result, const T* centre, int n,
-                 int samples, const AmountStrength& strength, const std::uint8_t* mask,
-                 std::uint8_t* out, std::vector<std::uint8_t>& scratch) {
-    const int count = n * samples;
-    if (sizeof(T) == 1 || args.apply) {
-        T* o = reinterpret_cast<T*>(out);
-        for (int i = 0; i < count; ++i)
-            o[i] = static_cast<T>(result[i]);
-        if (strength.full()) return;
-        if constexpr (sizeof(T) == 1)
-            amount_blend_line8(centre, o, n, samples, strength, mask);
-        else
-            amount_blend_line16(centre, o, n, samples, strength, mask);
-        return;
-    }
-    for (int i = 0; i < count; ++i)
-        out[i] = to8[result[i]];
-    if (strength.full()) return;
-    scratch.resize(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i)
-        scratch[i] = to8[centre[i]];
-    amount_blend_line8(scratch.data(), out, n, samples, strength, mask);
-}
-
 template <typename T>
 int gaussian_run(const ComputeArgs& args, const P& p, const Image* input, const AmountStrength& s,
                  const Image* mask, int samples) {
@@ -190,7 +163,7 @@ int gaussian_run(const ComputeArgs& args, const P& p, const Image* input, const 
                               : l.blurred[i];
             out[i] = keep_edges(c[i], h, l.blurred[i], p.threshold, top);
         }
-        finish_line<T>(args, out.data(), c, n, samples, s, l.mask, l.out, l.scratch);
+        band_line_finish<T>(args, out.data(), c, n, samples, s, l.mask, l.out, l.scratch);
     });
 }
 
@@ -216,7 +189,7 @@ int neighbourhood_run(const ComputeArgs& args, const P& p, const Image* input,
                                                   p.threshold, top)
                                 : median(rows, at, samples, r, p.threshold, top);
             }
-        finish_line<T>(args, result.data(), centre.data(), n, samples, s, l.mask, l.out, l.scratch);
+        band_line_finish<T>(args, result.data(), centre.data(), n, samples, s, l.mask, l.out, l.scratch);
     }, r);
 }
 

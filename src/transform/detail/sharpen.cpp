@@ -49,8 +49,7 @@ constexpr bool (*only_for())(const void*) {
     };
 }
 
-template <typename Field>
-constexpr TransformField for_methods(Field f, bool (*relevant)(const void*)) {
+constexpr TransformField for_methods(TransformField f, bool (*relevant)(const void*)) {
     f.relevant = relevant;
     return f;
 }
@@ -107,18 +106,13 @@ struct Strength {
     bool full(const std::uint8_t* mask) const { return !mask && amount.a == 255; }
 };
 
-// A line of results (input scale) out as the output's samples: as they are,
-// or a 16-bit picture's preview through `to8`.
+// A line of results out: the strength is already inside them.
 template <typename T>
-void put_line(const ComputeArgs& args, const std::vector<std::int32_t>& result, std::uint8_t* out) {
-    if (sizeof(T) == 1 || args.apply) {
-        T* o = reinterpret_cast<T*>(out);
-        for (std::size_t i = 0; i < result.size(); ++i)
-            o[i] = static_cast<T>(result[i]);
-    } else {
-        for (std::size_t i = 0; i < result.size(); ++i)
-            out[i] = to8[result[i]];
-    }
+void put_line(const ComputeArgs& args, const std::vector<std::int32_t>& result, std::uint8_t* out,
+              std::vector<std::uint8_t>& scratch) {
+    const int n = static_cast<int>(result.size());
+    band_line_finish<T>(args, result.data(), nullptr, n, 1, AmountStrength{255, -1}, nullptr, out,
+                        scratch);
 }
 
 template <typename T>
@@ -147,7 +141,7 @@ int kernel_run(const ComputeArgs& args, const P& p, const Image* input, const St
                 result[static_cast<std::size_t>(i) * ch + c] = v;
             }
         }
-        put_line<T>(args, result, l.out);
+        put_line<T>(args, result, l.out, l.scratch);
     }, 1);
 }
 
@@ -167,7 +161,7 @@ int unsharp_run(const ComputeArgs& args, const P& p, const Image* input, const S
                                 ? push(c[o], l.blurred[o], s.at(l.mask, i), s.full(l.mask), top)
                                 : c[o];
             }
-        put_line<T>(args, result, l.out);
+        put_line<T>(args, result, l.out, l.scratch);
     });
 }
 
@@ -297,7 +291,7 @@ int bilateral_run(const ComputeArgs& args, const P& p, const Image* input, const
         if (!err && mask) err = line_source_open(mask, args.source_x, y0, args.zoom, n, &mask_lines);
         if (!err) err = band_sink_open(args, first, &sink);
         std::vector<std::int32_t> result(static_cast<std::size_t>(n) * ch);
-        std::vector<std::int32_t> original(result.size());
+        std::vector<std::uint8_t> scratch;
         for (int line = 0; !err && line < count; ++line) {
             const T* c = reinterpret_cast<const T*>(line_source_next(&centre));
             const T* m = reinterpret_cast<const T*>(line_source_next(&means));
@@ -314,7 +308,7 @@ int bilateral_run(const ComputeArgs& args, const P& p, const Image* input, const
                         s.full(mk) ? sharp : (top == 255 ? lerp8(cv, sharp, strength) : lerp16(cv, sharp, strength));
                 }
             }
-            put_line<T>(args, result, line_sink_line(&sink));
+            put_line<T>(args, result, line_sink_line(&sink), scratch);
             line_sink_commit(&sink);
         }
         line_sink_close(&sink);
