@@ -17,11 +17,14 @@ namespace {
 constexpr int err_tiff_write = 57;
 
 int write_tiff(const std::string& path, const Image* image, std::span<const std::uint8_t> profile,
-               const SaveOptions& options) {
+               const SaveOptions& options, const TiffLineFill* fill = nullptr) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (!file) return err_cannot_create;
-    int err = TiffWrite(file, image, options.tiff_fields, profile.size(), profile.data(), 0,
-                        options.tiff_compression, options.tiff_thumbnail, options.progress);
+    int err = fill ? TiffWriteBands(file, image, options.tiff_fields, profile.size(),
+                                    profile.data(), 0, options.tiff_compression, *fill,
+                                    options.progress)
+                   : TiffWrite(file, image, options.tiff_fields, profile.size(), profile.data(), 0,
+                               options.tiff_compression, options.tiff_thumbnail, options.progress);
     if (std::fclose(file) != 0 && err == 0) err = err_tiff_write;
     return err;
 }
@@ -66,5 +69,13 @@ int WriteImage(const char* path, int filter, const Image* image,
             default:
                 return write_png_file(temporary.c_str(), image, profile, options.progress);
         }
+    });
+}
+
+int WriteTiffBands(const char* path, const Image* image, std::span<const std::uint8_t> profile,
+                   const SaveOptions& options, const TiffLineFill& fill) {
+    if (int refusal = save_refusal(save_filter_tiff, image->type)) return refusal;
+    return safe_replace(path, [&](const std::string& temporary) {
+        return write_tiff(temporary, image, profile, options, &fill);
     });
 }

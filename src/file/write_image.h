@@ -45,3 +45,11 @@ bool save_filter_has_writer(int filter);
 // with `jpeg_profile`).
 [[nodiscard]] int WriteImage(const char* path, int filter, const Image* image,
                              std::span<const std::uint8_t> profile, const SaveOptions& options);
+
+// WriteImage to a TIFF whose lines are made while it is written (TiffWriteBands
+// with `fill`): the file the whole-picture TIFF save gives, through the same
+// safe replacement. `image` has the picture's type, size and resolution and a
+// `rows` table that `fill` points at the lines. No thumbnail is written.
+[[nodiscard]] int WriteTiffBands(const char* path, const Image* image,
+                                 std::span<const std::uint8_t> profile,
+                                 const SaveOptions& options, const TiffLineFill& fill);

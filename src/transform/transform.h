@@ -472,11 +472,22 @@ struct TransformDescriptor {
     // The panel met an input, at opening or when another is chosen: values
     // found from the picture (a range, a histogram) go into the block.
     void (*input_opened)(void* params, const Image* input) = nullptr;
+    // Whether, with this block, every output line is made from its own input
+    // line alone, whatever its place (no mask, nothing found in the whole
+    // picture): such work can run a band of lines at a time. Null: never.
+    bool (*line_local)(const void* params) = nullptr;
 
     // The panel module's static copy of the last block and its `fresh` flag.
     void* static_copy = nullptr;
     bool* fresh = nullptr;
 };
+
+// The `line_local` of a pixel-by-pixel transformation whose block has an
+// AmountSettings member `amount`: line-local unless a mask is chosen.
+template <typename P>
+bool line_local_unmasked(const void* params) {
+    return static_cast<const P*>(params)->amount.amount_mask == nullptr;
+}
 
 // What a transformation file states; the descriptor's functions are made from
 // its types and tables.
@@ -490,6 +501,7 @@ struct TransformDefinition {
     bool short_buttons = false;
     bool settings_previous = false;
     void (*input_opened)(void* params, const Image* input) = nullptr;
+    bool (*line_local)(const void* params) = nullptr;
     P* static_copy = nullptr;
     bool* fresh = nullptr;
 };
@@ -538,6 +550,7 @@ constexpr TransformDescriptor transform_descriptor(const TransformDefinition<P>&
     d.preview_one_to_one = def.preview_one_to_one;
     d.short_buttons = def.short_buttons;
     d.input_opened = def.input_opened;
+    d.line_local = def.line_local;
     d.static_copy = def.static_copy;
     d.fresh = def.fresh;
     return d;

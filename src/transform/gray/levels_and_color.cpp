@@ -301,6 +301,11 @@ constinit const TransformDescriptor levels_and_color_transform =
         .panel_code = 43,
         .compute = levels_compute,
         .input_opened = find_range,
+        .line_local = [](const void* params) {
+            const P& p = *static_cast<const P*>(params);
+            return line_local_unmasked<P>(params) && p.in_low >= 0 && p.in_high >= 0 &&
+                   p.out_low >= 0 && p.out_high >= 0;
+        },
         .static_copy = &static_copy,
         .fresh = &fresh,
     });

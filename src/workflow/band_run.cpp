@@ -1,0 +1,157 @@
+#include "workflow/band_run.h"
+
+#include <algorithm>
+#include <deque>
+#include <cstdint>
+#include <vector>
+
+#include "core/errors.h"
+#include "core/image.h"
+#include "core/progress.h"
+#include "file/file_types.h"
+#include "file/tiff_reader.h"
+#include "transform/transform.h"
+
+namespace {
+
+constexpr std::int64_t band_target_bytes = 4 << 20;
+constexpr int least_band_lines = 16;
+
+// Compute routines show progress of their own; a band's would restart at
+// every band, so the run's progress is the writer's alone.
+class QuietProgress {
+public:
+    QuietProgress() : previous_(progress_set_display(nullptr)) {}
+    ~QuietProgress() { progress_set_display(previous_); }
+    QuietProgress(const QuietProgress&) = delete;
+    QuietProgress& operator=(const QuietProgress&) = delete;
+
+private:
+    ProgressDisplay* previous_;
+};
+
+// The input read and the output made, band after band. The bands the writer
+// may still ask for are kept; those behind it go back to a pool, so that
+// their memory, already cleared by the system, serves again.
+class BandPipeline {
+public:
+    BandPipeline(TiffBandReader& reader, const BandRun& run, int band_lines)
+        : reader_(reader), run_(run), band_lines_(band_lines) {}
+
+    // Reads and computes the first band, which settles the output's type.
+    int start() { return next_band(); }
+    const Image& first_band() const { return *bands_.front().image; }
+
+    // The writer's fill: file lines first .. first + count - 1 of `shell`.
+    int fill(Image& shell, int first, int count) {
+        while (!bands_.empty() && bands_.front().top + bands_.front().image->height <= first) {
+            spare_.push_back(std::move(bands_.front().image));
+            bands_.pop_front();
+        }
+        while (made_ < first + count) {
+            if (int err = next_band()) return err;
+        }
+        for (const Band& band : bands_) {
+            const Image& image = *band.image;
+            if (image.type != shell.type || image.width != shell.width) return err_illegal_type;
+            const int top = std::max(first, band.top);
+            const int end = std::min(first + count, band.top + image.height);
+            for (int y = top; y < end; ++y)
+                shell.rows[shell.height - 1 - y] = image.rows[image.height - 1 - (y - band.top)];
+        }
+        return 0;
+    }
+    bool read_failed() const { return read_failed_; }
+
+private:
+    struct Band {
+        int top = 0;  // its first line, counted from the picture's top
+        ImageHolder image;
+    };
+
+    int next_band() {
+        const int lines = std::min(band_lines_, reader_.lines_left());
+        if (lines <= 0) return err_illegal_type;
+        Band band;
+        band.top = made_;
+        if (!spare_.empty()) {
+            band.image = std::move(spare_.back());
+            spare_.pop_back();
+        }
+        Image& out = *band.image;
+        Image& in = run_.descriptor ? *input_ : out;
+        if (int err = image_alloc(&in, reader_.type(), reader_.width(), lines,
+                                  reader_.resolution()))
+            return err;
+        if (int err = reader_.read(&in)) {
+            read_failed_ = true;
+            return err;
+        }
+        if (run_.descriptor) {
+            const QuietProgress quiet;
+            if (int err = transform_compute_image(*run_.descriptor, run_.params, &in, &out))
+                return err;
+        }
+        made_ += lines;
+        bands_.push_back(std::move(band));
+        return 0;
+    }
+
+    TiffBandReader& reader_;
+    const BandRun& run_;
+    int band_lines_;
+    int made_ = 0;  // lines read and computed so far
+    bool read_failed_ = false;
+    ImageHolder input_;
+    std::deque<Band> bands_;
+    std::vector<ImageHolder> spare_;
+};
+
+}  // namespace
+
+int band_run(const std::string& in, const std::string& out, const BandRun& run) {
+    if (run.save.tiff_thumbnail || FileTypeOfName(in) != file_type_tiff ||
+        FileTypeOfName(out) != file_type_tiff)
+        return band_run_declined;
+    if (run.descriptor && (!run.descriptor->line_local || !run.descriptor->line_local(run.params)))
+        return band_run_declined;
+    TiffBandReader reader;
+    if (reader.open(in.c_str()) != 0) return band_run_declined;
+
+    int band_lines = run.band_lines;
+    if (band_lines <= 0) {
+        Image shape;
+        image_init(&shape);
+        shape.type = reader.type();
+        shape.width = reader.width();
+        const std::int64_t line = std::max(1, image_line_bytes(&shape));
+        band_lines = static_cast<int>(std::max<std::int64_t>(least_band_lines,
+                                                             band_target_bytes / line));
+    }
+    BandPipeline pipeline(reader, run, band_lines);
+    if (int err = pipeline.start()) return pipeline.read_failed() ? band_run_declined : err;
+
+    // A profile describes colour or gray: it stays only where the result kept
+    // the input's kind. One that cannot be read is left out, as at an open.
+    std::vector<std::uint8_t> profile;
+    if (TiffProbeProfile(in.c_str(), &profile) != 0) profile.clear();
+    const bool colour_in = reader.type() == image_type_colour8 ||
+                           reader.type() == image_type_colour16;
+    const Image& first = pipeline.first_band();
+    if (image_is_colour(&first) != colour_in) profile.clear();
+
+    // The output as the writer sees it: the picture's shape, its lines
+    // pointed into the bands as they are made.
+    std::vector<std::uint8_t*> rows(static_cast<std::size_t>(reader.height()), nullptr);
+    Image shell = first;
+    shell.height = reader.height();
+    shell.rows = rows.data();
+    shell.chunk_count = 0;
+    shell.chunks = nullptr;
+    shell.mosaic_info = nullptr;
+    const int err = WriteTiffBands(out.c_str(), &shell, profile, run.save,
+                                   [&](int line, int count) {
+                                       return pipeline.fill(shell, line, count);
+                                   });
+    return err != 0 && pipeline.read_failed() ? band_run_declined : err;
+}
