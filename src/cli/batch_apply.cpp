@@ -132,9 +132,10 @@ int batch_apply(const std::vector<std::string>& args) {
 
     SaveOptions options;
     options.progress = batch_progress_on();
-    // Line-by-line work from TIFF to TIFF streams a band at a time.
-    if (filter == save_filter_tiff) {
+    // Line-by-line work from TIFF to TIFF or JPEG streams a band at a time.
+    if (save_filter_writes_bands(filter)) {
         BandRun run;
+        run.filter = filter;
         run.descriptor = &d;
         run.params = params.get();
         run.save = options;

@@ -187,9 +187,10 @@ int convert(const std::vector<std::string>& args) {
         if (options.tiff_thumbnail) return refuse_option("--thumbnail", "TIFF");
     }
 
-    // TIFF to TIFF streams a band at a time; anything else goes whole.
-    if (filter == save_filter_tiff) {
+    // TIFF to TIFF or JPEG streams a band at a time; anything else goes whole.
+    if (save_filter_writes_bands(filter)) {
         BandRun run;
+        run.filter = filter;
         run.save = options;
         const int err = band_run(in, out, run);
         if (err != band_run_declined) return err ? fail(err) : 0;

@@ -266,6 +266,9 @@ void write_profile(jpeg_compress_struct* cinfo, std::span<const std::uint8_t> pr
     }
 }
 
+// Lines a fill makes at a time.
+constexpr int fill_lines = 64;
+
 int encode(WriteContext* c, std::uint8_t* marker_buffer) {
     jpeg_compress_struct* cinfo = &c->cinfo;
     const Image* image = c->image;
@@ -303,7 +306,14 @@ int encode(WriteContext* c, std::uint8_t* marker_buffer) {
     if (!options.profile.empty()) write_profile(cinfo, options.profile, marker_buffer);
 
     while (cinfo->next_scanline < cinfo->image_height) {
-        const int y = image->height - 1 - static_cast<int>(cinfo->next_scanline);
+        const int next = static_cast<int>(cinfo->next_scanline);
+        if (options.fill && next % fill_lines == 0) {
+            if (int err = options.fill(next, std::min(fill_lines, image->height - next))) {
+                jpeg_abort_compress(cinfo);
+                return err;
+            }
+        }
+        const int y = image->height - 1 - next;
         JSAMPROW row = image->rows[y];
         jpeg_write_scanlines(cinfo, &row, 1);
     }

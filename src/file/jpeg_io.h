@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -55,6 +56,11 @@ struct JpegWriteOptions {
     // for none.
     std::span<const std::uint8_t> exif;
     bool progress = true;
+    // For a picture made while it is written: called from the top before each
+    // group of lines is compressed, it makes file lines first .. first +
+    // count - 1 valid and points the Image's `rows` at them. 0 or an error
+    // code, which ends the writing.
+    std::function<int(int first, int count)> fill;
 };
 
 // Writes an Image of type 2 or 3 (else 24) as a JFIF file at `path`, whose

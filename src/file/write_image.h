@@ -46,10 +46,14 @@ bool save_filter_has_writer(int filter);
 [[nodiscard]] int WriteImage(const char* path, int filter, const Image* image,
                              std::span<const std::uint8_t> profile, const SaveOptions& options);
 
-// WriteImage to a TIFF whose lines are made while it is written (TiffWriteBands
-// with `fill`): the file the whole-picture TIFF save gives, through the same
-// safe replacement. `image` has the picture's type, size and resolution and a
-// `rows` table that `fill` points at the lines. No thumbnail is written.
-[[nodiscard]] int WriteTiffBands(const char* path, const Image* image,
-                                 std::span<const std::uint8_t> profile,
-                                 const SaveOptions& options, const TiffLineFill& fill);
+// Whether WriteImageBands writes files of this filter: TIFF and JPEG.
+bool save_filter_writes_bands(int filter);
+
+// WriteImage of a picture whose lines are made while it is written: `image`
+// has the picture's type, size and resolution and a `rows` table of its
+// height, which `fill` (TiffLineFill) points at the lines, from the top. The
+// file WriteImage gives, through the same safe replacement; a TIFF gets no
+// thumbnail. 136 for a filter it does not write.
+[[nodiscard]] int WriteImageBands(const char* path, int filter, const Image* image,
+                                  std::span<const std::uint8_t> profile,
+                                  const SaveOptions& options, const TiffLineFill& fill);

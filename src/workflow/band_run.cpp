@@ -110,8 +110,8 @@ private:
 }  // namespace
 
 int band_run(const std::string& in, const std::string& out, const BandRun& run) {
-    if (run.save.tiff_thumbnail || FileTypeOfName(in) != file_type_tiff ||
-        FileTypeOfName(out) != file_type_tiff)
+    if ((run.save.tiff_thumbnail && run.filter == save_filter_tiff) ||
+        !save_filter_writes_bands(run.filter) || FileTypeOfName(in) != file_type_tiff)
         return band_run_declined;
     if (run.descriptor && (!run.descriptor->line_local || !run.descriptor->line_local(run.params)))
         return band_run_declined;
@@ -149,7 +149,7 @@ int band_run(const std::string& in, const std::string& out, const BandRun& run) 
     shell.chunk_count = 0;
     shell.chunks = nullptr;
     shell.mosaic_info = nullptr;
-    const int err = WriteTiffBands(out.c_str(), &shell, profile, run.save,
+    const int err = WriteImageBands(out.c_str(), run.filter, &shell, profile, run.save,
                                    [&](int line, int count) {
                                        return pipeline.fill(shell, line, count);
                                    });

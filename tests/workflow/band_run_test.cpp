@@ -4,6 +4,7 @@
 // gray into colour; and the cases that must not stream.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -60,7 +61,11 @@ int whole_run(const std::string& in, const std::string& out, const BandRun& run)
         result = output.get();
         if (image_is_colour(result) != image_is_colour(input.get())) profile.clear();
     }
-    return WriteImage(out.c_str(), save_filter_tiff, result, profile, run.save);
+    return WriteImage(out.c_str(), run.filter, result, profile, run.save);
+}
+
+int batch_filter(const std::string& name) {
+    return name.ends_with(".png") ? save_filter_png : save_filter_tiff;
 }
 
 struct Work {
@@ -110,7 +115,7 @@ const Work levels{"Levels and Color",
 struct StreamCase {
     int type;
     const char* tiffcp;  // options of the layout the input gets
-    int compression;     // of the output
+    int compression;     // of a TIFF output; -1 writes a JPEG
     int band_lines;      // 0: the chosen height
     const Work* work;
 };
@@ -127,6 +132,8 @@ TEST(BandRun, GivesTheWholeWaysFile) {
         {image_type_gray8, "-c zip:2 -r 4", tiff_compression_none, 3, &levels},
         {image_type_gray16, "-c none -r 11", tiff_compression_zip, 0, &levels},
         {image_type_colour8, "-c lzw:2 -r 2", tiff_compression_none, 9, &levels},
+        {image_type_colour8, "-c none -r 5", -1, 0, &copy},
+        {image_type_gray8, "-c lzw -r 3", -1, 7, &levels},
     };
     ScratchFolder scratch;
     int k = 0;
@@ -141,10 +148,12 @@ TEST(BandRun, GivesTheWholeWaysFile) {
         run.descriptor = p.descriptor;
         run.params = p.block.get();
         run.band_lines = c.band_lines;
-        run.save.tiff_compression = c.compression;
+        run.filter = c.compression < 0 ? save_filter_jpeg : save_filter_tiff;
+        run.save.tiff_compression = std::max(c.compression, 0);
         run.save.progress = false;
-        const std::string streamed = scratch.file("streamed" + std::to_string(k) + ".tif");
-        const std::string whole = scratch.file("whole" + std::to_string(k) + ".tif");
+        const char* extension = c.compression < 0 ? ".jpg" : ".tif";
+        const std::string streamed = scratch.file("streamed" + std::to_string(k) + extension);
+        const std::string whole = scratch.file("whole" + std::to_string(k) + extension);
         ASSERT_EQ(band_run(in, streamed, run), 0);
         ASSERT_EQ(whole_run(in, whole, run), 0);
         const std::vector<char> a = bytes_of(streamed), b = bytes_of(whole);
@@ -188,6 +197,7 @@ TEST(BandRun, DeclinesWhatCannotStream) {
     for (const Decline& d : declines) {
         SCOPED_TRACE(d.in + " to " + d.out);
         BandRun run;
+        run.filter = batch_filter(d.out);
         run.descriptor = d.params->descriptor;
         run.params = d.params->block.get();
         run.save.tiff_thumbnail = d.thumbnail;
