@@ -37,10 +37,26 @@ int hsv_saturation8(int r, int g, int b);
 int hsv_saturation16(int r, int g, int b);
 
 // Changes a colour's value from `old_value` to `new_value` (both on the
-// samples' scale, normally max3 of the colour) keeping hue and saturation:
-// equal values change nothing; both non-zero scale each sample by
-// new_value / old_value (truncating); otherwise all three become new_value.
-void scale_to_value(int& r, int& g, int& b, int old_value, int new_value);
+// samples' scale 0..65535, normally max3 of the colour) keeping hue and
+// saturation: equal values change nothing; both non-zero scale each sample
+// by new_value / old_value (truncating); otherwise all three become new_value.
+// Every table transformation calls it per pixel, so it is inline and divides
+// once: s * n / o is (s * n * m) >> 48 with m = 2^48 / o + 1, exact while
+// s * n < 2^32 and o < 2^16 (the error stays below 1/o).
+inline void scale_to_value(int& r, int& g, int& b, int old_value, int new_value) {
+    if (old_value == new_value) return;
+    if (old_value != 0 && new_value != 0) {
+        using u64 = std::uint64_t;
+        using u128 = unsigned __int128;
+        const u64 m = (u64{1} << 48) / static_cast<u64>(old_value) + 1;
+        const u64 n = static_cast<u64>(new_value);
+        r = static_cast<int>((static_cast<u128>(static_cast<u64>(r) * n) * m) >> 48);
+        g = static_cast<int>((static_cast<u128>(static_cast<u64>(g) * n) * m) >> 48);
+        b = static_cast<int>((static_cast<u128>(static_cast<u64>(b) * n) * m) >> 48);
+    } else {
+        r = g = b = new_value;
+    }
+}
 
 // 8-bit samples <-> hue, saturation, value on 0..4096.
 void rgb_to_hsv8(int r, int g, int b, int& h, int& s, int& v);
