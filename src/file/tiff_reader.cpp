@@ -699,6 +699,11 @@ int TiffBandReader::lines_left() const {
     return state_ ? state_->layout.height - state_->next : 0;
 }
 
+int TiffBandReader::strip_lines() const {
+    if (!state_ || state_->layout.compression == 1) return 1;
+    return static_cast<int>(state_->layout.rows_per_strip);
+}
+
 int TiffBandReader::read(Image* band) {
     if (!state_ || band->type != state_->layout.type || band->width != state_->layout.width ||
         band->height <= 0 || band->height > lines_left())

@@ -43,6 +43,9 @@ public:
     double resolution() const;  // pixels per inch
     // Lines not yet read.
     int lines_left() const;
+    // Lines of a compressed strip, which is decoded whole: bands of a multiple
+    // of it decode each strip once. 1 when every line is read on its own.
+    int strip_lines() const;
     // Reads the next band->height lines into `band`, which the caller has
     // allocated with type() and width(): its top line gets the first line not
     // yet read. 0 or an error code.

@@ -125,8 +125,10 @@ int band_run(const std::string& in, const std::string& out, const BandRun& run) 
         shape.type = reader.type();
         shape.width = reader.width();
         const std::int64_t line = std::max(1, image_line_bytes(&shape));
-        band_lines = static_cast<int>(std::max<std::int64_t>(least_band_lines,
-                                                             band_target_bytes / line));
+        const int strip = std::max(1, reader.strip_lines());
+        const std::int64_t lines = std::max<std::int64_t>(least_band_lines, band_target_bytes / line);
+        band_lines = static_cast<int>(std::min<std::int64_t>(
+            reader.height(), (lines + strip - 1) / strip * strip));
     }
     BandPipeline pipeline(reader, run, band_lines);
     if (int err = pipeline.start()) return pipeline.read_failed() ? band_run_declined : err;
