@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -44,6 +45,34 @@ inline constexpr std::size_t jpeg_profile_chunk = 32000;
 [[nodiscard]] int ReadJPEGAndProfile(const char* path, Image* image,
                                      std::vector<std::uint8_t>* profile, bool progress,
                                      double default_resolution);
+
+// A JPEG file read a band of lines at a time, top line first, for work that
+// passes through a picture without holding all of it: the lines, resolution
+// and profile ReadJPEGAndProfile gives, byte for byte.
+class JpegBandReader {
+public:
+    JpegBandReader();
+    ~JpegBandReader();
+    JpegBandReader(const JpegBandReader&) = delete;
+    JpegBandReader& operator=(const JpegBandReader&) = delete;
+
+    // 0 or ReadJPEGAndProfile's error code, with nothing open.
+    [[nodiscard]] int open(const char* path, double default_resolution);
+    int type() const;
+    int width() const;
+    int height() const;
+    double resolution() const;
+    const std::vector<std::uint8_t>& profile() const;
+    int lines_left() const;
+    // Reads the next band->height lines into `band`, allocated by the caller
+    // with type() and width(). 0 or an error code; 22 at the last band of a
+    // file cut short.
+    [[nodiscard]] int read(Image* band);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
 
 struct JpegWriteOptions {
     int quality = jpeg_default_quality;  // 0 to 100, the library's own scale

@@ -2,13 +2,19 @@
 
 #include <algorithm>
 #include <deque>
+#include <memory>
+#include <string>
+#include <utility>
 #include <cstdint>
 #include <vector>
 
 #include "core/errors.h"
 #include "core/image.h"
+#include "core/preferences.h"
 #include "core/progress.h"
 #include "file/file_types.h"
+#include "file/jpeg_io.h"
+#include "file/read_image.h"
 #include "file/tiff_reader.h"
 #include "transform/transform.h"
 
@@ -30,12 +36,84 @@ private:
     ProgressDisplay* previous_;
 };
 
+// The input, a band of lines at a time, from the top.
+class BandSource {
+public:
+    virtual ~BandSource() = default;
+    virtual int type() const = 0;
+    virtual int width() const = 0;
+    virtual int height() const = 0;
+    virtual double resolution() const = 0;
+    virtual int lines_left() const = 0;
+    // Bands of a multiple of this many lines read every stored block once.
+    virtual int block_lines() const { return 1; }
+    [[nodiscard]] virtual int read(Image* band) = 0;
+    // The embedded profile, as an open of the whole file gives it.
+    virtual std::vector<std::uint8_t> profile() const = 0;
+};
+
+class TiffBands final : public BandSource {
+public:
+    explicit TiffBands(std::string path) : path_(std::move(path)) {}
+    int open() { return reader_.open(path_.c_str()); }
+    int type() const override { return reader_.type(); }
+    int width() const override { return reader_.width(); }
+    int height() const override { return reader_.height(); }
+    double resolution() const override { return reader_.resolution(); }
+    int lines_left() const override { return reader_.lines_left(); }
+    int block_lines() const override { return reader_.strip_lines(); }
+    int read(Image* band) override { return reader_.read(band); }
+    // One that cannot be read is left out, as at an open.
+    std::vector<std::uint8_t> profile() const override {
+        std::vector<std::uint8_t> bytes;
+        if (TiffProbeProfile(path_.c_str(), &bytes) != 0) bytes.clear();
+        return bytes;
+    }
+
+private:
+    std::string path_;
+    TiffBandReader reader_;
+};
+
+class JpegBands final : public BandSource {
+public:
+    int open(const std::string& path) { return reader_.open(path.c_str(), preferences().defaultres); }
+    int type() const override { return reader_.type(); }
+    int width() const override { return reader_.width(); }
+    int height() const override { return reader_.height(); }
+    double resolution() const override { return reader_.resolution(); }
+    int lines_left() const override { return reader_.lines_left(); }
+    int read(Image* band) override { return reader_.read(band); }
+    std::vector<std::uint8_t> profile() const override { return reader_.profile(); }
+
+private:
+    JpegBandReader reader_;
+};
+
+// The source of a file read the way an open reads it, or null when the
+// file is neither a TIFF the own reader takes as it stands nor a JPEG.
+std::unique_ptr<BandSource> open_source(const std::string& path) {
+    const int named = FileTypeOfName(path);
+    if (named == file_type_tiff) {
+        auto tiff = std::make_unique<TiffBands>(path);
+        if (tiff->open() == 0) return tiff;
+        return nullptr;
+    }
+    FileSignature signature = FileSignature::other;
+    if (named != file_type_jpeg || file_signature(path.c_str(), &signature) != 0 ||
+        signature != FileSignature::jpeg)
+        return nullptr;
+    auto jpeg = std::make_unique<JpegBands>();
+    if (jpeg->open(path) == 0) return jpeg;
+    return nullptr;
+}
+
 // The input read and the output made, band after band. The bands the writer
 // may still ask for are kept; those behind it go back to a pool, so that
 // their memory, already cleared by the system, serves again.
 class BandPipeline {
 public:
-    BandPipeline(TiffBandReader& reader, const BandRun& run, int band_lines)
+    BandPipeline(BandSource& reader, const BandRun& run, int band_lines)
         : reader_(reader), run_(run), band_lines_(band_lines) {}
 
     // Reads and computes the first band, which settles the output's type.
@@ -97,7 +175,7 @@ private:
         return 0;
     }
 
-    TiffBandReader& reader_;
+    BandSource& reader_;
     const BandRun& run_;
     int band_lines_;
     int made_ = 0;  // lines read and computed so far
@@ -111,12 +189,13 @@ private:
 
 int band_run(const std::string& in, const std::string& out, const BandRun& run) {
     if ((run.save.tiff_thumbnail && run.filter == save_filter_tiff) ||
-        !save_filter_writes_bands(run.filter) || FileTypeOfName(in) != file_type_tiff)
+        !save_filter_writes_bands(run.filter))
         return band_run_declined;
     if (run.descriptor && (!run.descriptor->line_local || !run.descriptor->line_local(run.params)))
         return band_run_declined;
-    TiffBandReader reader;
-    if (reader.open(in.c_str()) != 0) return band_run_declined;
+    const std::unique_ptr<BandSource> source = open_source(in);
+    if (!source) return band_run_declined;
+    BandSource& reader = *source;
 
     int band_lines = run.band_lines;
     if (band_lines <= 0) {
@@ -125,7 +204,7 @@ int band_run(const std::string& in, const std::string& out, const BandRun& run) 
         shape.type = reader.type();
         shape.width = reader.width();
         const std::int64_t line = std::max(1, image_line_bytes(&shape));
-        const int strip = std::max(1, reader.strip_lines());
+        const int strip = std::max(1, reader.block_lines());
         const std::int64_t lines = std::max<std::int64_t>(least_band_lines, band_target_bytes / line);
         band_lines = static_cast<int>(std::min<std::int64_t>(
             reader.height(), (lines + strip - 1) / strip * strip));
@@ -134,9 +213,8 @@ int band_run(const std::string& in, const std::string& out, const BandRun& run) 
     if (int err = pipeline.start()) return pipeline.read_failed() ? band_run_declined : err;
 
     // A profile describes colour or gray: it stays only where the result kept
-    // the input's kind. One that cannot be read is left out, as at an open.
-    std::vector<std::uint8_t> profile;
-    if (TiffProbeProfile(in.c_str(), &profile) != 0) profile.clear();
+    // the input's kind.
+    std::vector<std::uint8_t> profile = reader.profile();
     const bool colour_in = reader.type() == image_type_colour8 ||
                            reader.type() == image_type_colour16;
     const Image& first = pipeline.first_band();

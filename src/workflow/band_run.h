@@ -1,4 +1,4 @@
-// Work on a TIFF streamed to a TIFF or JPEG a band of lines at a time: a copy, or a
+// Work on a TIFF or JPEG streamed to a TIFF or JPEG a band of lines at a time: a copy, or a
 // transformation whose every output line comes from its own input line alone
 // (TransformDescriptor::line_local). A picture then never sits whole in
 // memory: the lines read, computed and written stay in the processor's cache,
@@ -24,7 +24,8 @@ struct BandRun {
 };
 
 // Streams `in` to `out`. Declines (band_run_declined, the output untouched)
-// when the input is not a TIFF the own reader takes as it stands, the output
+// when the input is neither a TIFF the own reader takes as it stands nor a
+// JPEG (named so, with a JPEG's first bytes), the output
 // is neither TIFF nor JPEG, a thumbnail is asked for, or the transformation is not
 // line-local with these parameters; also when the input turns out damaged,
 // so that the whole-picture way, with its fallback reader, has its say.

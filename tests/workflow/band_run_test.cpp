@@ -114,7 +114,7 @@ const Work levels{"Levels and Color",
 
 struct StreamCase {
     int type;
-    const char* tiffcp;  // options of the layout the input gets
+    const char* make;    // how the input is made from the base: tiffcp options, or a JPEG coder
     int compression;     // of a TIFF output; -1 writes a JPEG
     int band_lines;      // 0: the chosen height
     const Work* work;
@@ -134,15 +134,21 @@ TEST(BandRun, GivesTheWholeWaysFile) {
         {image_type_colour8, "-c lzw:2 -r 2", tiff_compression_none, 9, &levels},
         {image_type_colour8, "-c none -r 5", -1, 0, &copy},
         {image_type_gray8, "-c lzw -r 3", -1, 7, &levels},
+        {image_type_colour8, "cjpeg -quality 90 -progressive", tiff_compression_lzw, 6, &copy},
+        {image_type_gray8, "cjpeg -quality 80", -1, 0, &gamma},
+        {image_type_colour8, "cjpeg -sample 2x2", tiff_compression_none, 10, &levels},
     };
     ScratchFolder scratch;
     int k = 0;
     for (const StreamCase& c : cases) {
-        SCOPED_TRACE(testing::Message() << "case " << k << ": " << c.tiffcp);
+        SCOPED_TRACE(testing::Message() << "case " << k << ": " << c.make);
+        const std::string make = c.make;
+        const bool jpeg_in = make.starts_with("cjpeg");
         const std::string base = scratch.file("base" + std::to_string(k) + ".tif");
-        const std::string in = scratch.file("in" + std::to_string(k) + ".tif");
+        const std::string in = scratch.file("in" + std::to_string(k) + (jpeg_in ? ".jpg" : ".tif"));
         ASSERT_TRUE(write_source(base, c.type, 123, 61));
-        ASSERT_TRUE(file_test::run("tiffcp " + std::string(c.tiffcp) + " " + base + " " + in));
+        ASSERT_TRUE(file_test::run(jpeg_in ? "tifftopnm -quiet " + base + " | " + make + " > " + in
+                                           : "tiffcp " + make + " " + base + " " + in));
         const Params p = params_of(*c.work);
         BandRun run;
         run.descriptor = p.descriptor;
@@ -171,6 +177,8 @@ TEST(BandRun, DeclinesWhatCannotStream) {
     ASSERT_TRUE(file_test::run("cp " + in + " " + turned + " && tiffset -s 274 6 " + turned));
     const std::string named_jpeg = scratch.file("in.jpg");
     ASSERT_TRUE(file_test::run("cp " + in + " " + named_jpeg));
+    const std::string cut = scratch.file("cut.jpg");
+    ASSERT_TRUE(file_test::run("tifftopnm -quiet " + in + " | cjpeg | head -c 900 > " + cut));
     ImageHolder mask;
     ASSERT_EQ(image_alloc(mask.get(), image_type_gray8, 40, 30, 100.0), 0);
 
@@ -187,7 +195,8 @@ TEST(BandRun, DeclinesWhatCannotStream) {
         bool thumbnail;
     } declines[] = {
         {turned, "out.tif", &gamma_p, false},        // an orientation to turn
-        {named_jpeg, "out.tif", &gamma_p, false},    // not read as TIFF
+        {named_jpeg, "out.tif", &gamma_p, false},    // a TIFF named as a JPEG
+        {cut, "out.tif", &gamma_p, false},           // a JPEG cut short
         {in, "out.png", &gamma_p, false},            // not written as TIFF
         {in, "out.tif", &gamma_p, true},             // a thumbnail needs the whole
         {in, "out.tif", &found_range, false},        // a range found in the picture
