@@ -282,6 +282,20 @@ void ShellTransformHost::window_request_one_to_one(WindowBase* window) {
         Qt::QueuedConnection);
 }
 
+bool ShellTransformHost::window_request_rerun(WindowBase* window) {
+    QPointer<ImageWindow> image(image_window(window));
+    if (image.isNull()) return false;
+    QMetaObject::invokeMethod(
+        image.data(),
+        [image] {
+            if (!image || image.data() != transform_state().preview_window) return;
+            const WindowRecord* record = image->record();
+            transform_view_changed({0, 0, record->view_width - 1, record->view_height - 1});
+        },
+        Qt::QueuedConnection);
+    return true;
+}
+
 void ShellTransformHost::run_open_queue() {
     open_queued_files();
 }

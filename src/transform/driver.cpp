@@ -12,6 +12,9 @@
 void TransformHost::panel_placement_save(WindowBase*, const TransformDescriptor&) {}
 void TransformHost::panel_placement_restore(WindowBase*, const TransformDescriptor&) {}
 void TransformHost::parent_panel_ended(WindowBase*) {}
+bool TransformHost::window_request_rerun(WindowBase*) {
+    return false;
+}
 void TransformHost::show_error(int code) {
     error_report(code);
 }
@@ -619,5 +622,15 @@ bool transform_preview_one_to_one(const ComputeArgs& args, PreviewSeen& seen, in
     for (int y = 0; y < args.output->height; ++y)
         std::memset(args.output->rows[y], 0, static_cast<std::size_t>(bytes));
     if (host_ptr && args.window->window) host_ptr->window_request_one_to_one(args.window->window);
+    return true;
+}
+
+bool transform_preview_deferred(const ComputeArgs& args, PreviewSeen& seen, int& code) {
+    code = 0;
+    if (args.apply || !args.window || !args.window->window) return false;
+    if (args.window == seen.record && args.window->taken == seen.taken) return false;
+    seen = {args.window, args.window->taken};
+    if (!host_ptr || !host_ptr->window_request_rerun(args.window->window)) return false;
+    code = transform_copy_input(args);
     return true;
 }

@@ -128,6 +128,14 @@ struct PreviewSeen {
 bool transform_preview_one_to_one(const ComputeArgs& args, PreviewSeen& seen, int output_type,
                                   int& code);
 
+// The first preview of a slow routine. Call it first thing in a preview with
+// a per-transformation `seen` static: on the first preview of a window the
+// input is shown as it is (transform_copy_input), a computation of the whole
+// view is posted through the host, and true comes back with the code in
+// `code`: the panel shows at once and then fills in. False (compute now) from
+// then on, at apply, without a window, or when the host cannot post.
+bool transform_preview_deferred(const ComputeArgs& args, PreviewSeen& seen, int& code);
+
 // The amount rule's "no effect" case (a and b both 0): an apply copies the
 // input with image_copy_with_progress; a preview refreshes the screen copy
 // from the input (16-bit samples through `to8`) without computing.
