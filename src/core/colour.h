@@ -40,19 +40,17 @@ int hsv_saturation16(int r, int g, int b);
 // samples' scale 0..65535, normally max3 of the colour) keeping hue and
 // saturation: equal values change nothing; both non-zero scale each sample
 // by new_value / old_value (truncating); otherwise all three become new_value.
-// Every table transformation calls it per pixel, so it is inline and divides
-// once: s * n / o is (s * n * m) >> 48 with m = 2^48 / o + 1, exact while
-// s * n < 2^32 and o < 2^16 (the error stays below 1/o).
+// Inline: every table transformation calls it per pixel.
 inline void scale_to_value(int& r, int& g, int& b, int old_value, int new_value) {
     if (old_value == new_value) return;
     if (old_value != 0 && new_value != 0) {
-        using u64 = std::uint64_t;
-        using u128 = unsigned __int128;
-        const u64 m = (u64{1} << 48) / static_cast<u64>(old_value) + 1;
-        const u64 n = static_cast<u64>(new_value);
-        r = static_cast<int>((static_cast<u128>(static_cast<u64>(r) * n) * m) >> 48);
-        g = static_cast<int>((static_cast<u128>(static_cast<u64>(g) * n) * m) >> 48);
-        b = static_cast<int>((static_cast<u128>(static_cast<u64>(b) * n) * m) >> 48);
+        // Samples and values are at most 65535, so the products fit 32 bits
+        // unsigned, whose division is the quicker one.
+        using u32 = std::uint32_t;
+        const u32 n = static_cast<u32>(new_value), o = static_cast<u32>(old_value);
+        r = static_cast<int>(static_cast<u32>(r) * n / o);
+        g = static_cast<int>(static_cast<u32>(g) * n / o);
+        b = static_cast<int>(static_cast<u32>(b) * n / o);
     } else {
         r = g = b = new_value;
     }
