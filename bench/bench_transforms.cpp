@@ -64,9 +64,47 @@ double preview_time(const TransformDescriptor& d, void* params, const WindowReco
     return bench::seconds_since(start);
 }
 
+// A parameter change to a finished preview: the picture is in memory, as in
+// the editor; each run uses another curve, so no table is reused.
+void preview_table(WindowRecord& big) {
+    std::printf("\nPreview of the whole picture at 1:4 (1500 x 1000) after a change, median of 11\n");
+    for (const char* title :
+         {"Brightness Curve", "Gamma Adjust", "Color Curves", "Levels and Color", "Blur", "Sharpen"}) {
+        const TransformDescriptor& d = *transform_find_title(title)->descriptor;
+        ParamBlock params;
+        if (params.allocate(d) != 0) return;
+        std::vector<double> times;
+        for (int run = 0; run < 11; ++run) {
+            if (const TransformField* k = field_find(d.fields, "kernel")) {
+                k->set(params.get(), 2);  // Gaussian, or Unsharp Mask
+                field_find(d.fields, "radius")->set(params.get(), 5 + run);
+            } else if (const TransformField* mid = field_find(d.fields, "midtones")) {
+                mid->set(params.get(), run * 5);
+            } else if (const TransformField* f = field_find(d.fields, "curve")) {
+                Curve& curve = *f->curve(params.get());
+                curve_reset(curve);
+                (void)curve_add_point(curve, 100 + run, 140);
+            } else {
+                field_find(d.fields, "factor")->set(params.get(), 300 + run);
+            }
+            times.push_back(preview_time(d, params.get(), big));
+        }
+        std::printf("%-24s %8.1f ms\n", title, 1000 * bench::median(times));
+    }
+}
+
 }  // namespace
 
-int main(int, char** argv) {
+// With words on the command line only the cases whose names hold one of them
+// run: `bench_transforms Levels Gamma`; "Preview" picks the preview timings.
+int main(int argc, char** argv) {
+    const std::vector<std::string> wanted(argv + 1, argv + argc);
+    auto picked = [&](const std::string& name) {
+        if (wanted.empty()) return true;
+        for (const std::string& w : wanted)
+            if (name.find(w) != std::string::npos) return true;
+        return false;
+    };
     const bool vips = std::system("command -v vips > /dev/null") == 0;
     const bool magick = std::system("command -v convert > /dev/null") == 0;
     const std::filesystem::path self = std::filesystem::canonical(argv[0]);
@@ -139,6 +177,7 @@ int main(int, char** argv) {
     for (const char* depth : {"8", "16"}) {
         const std::string in = file(std::string(depth) + ".tif"), out = file("out.tif");
         for (const Case& c : cases) {
+            if (!picked(c.name)) continue;
             const auto [ours, theirs] = bench::medians_of_three(
                 batch + " apply " + c.ours + " " + in + " " + out,
                 vips ? "vips " + fill(c.vips, in, out) : "false");
@@ -156,33 +195,9 @@ int main(int, char** argv) {
         }
     }
 
-    // A parameter change to a finished preview: the picture is in memory, as
-    // in the editor; each run uses another curve, so no table is reused.
-    std::printf("\nPreview of the whole picture at 1:4 (1500 x 1000) after a change, median of 11\n");
-    for (const char* title :
-         {"Brightness Curve", "Gamma Adjust", "Color Curves", "Levels and Color", "Blur", "Sharpen"}) {
-        const TransformDescriptor& d = *transform_find_title(title)->descriptor;
-        ParamBlock params;
-        if (params.allocate(d) != 0) return 1;
-        std::vector<double> times;
-        for (int run = 0; run < 11; ++run) {
-            if (const TransformField* k = field_find(d.fields, "kernel")) {
-                k->set(params.get(), 2);  // Gaussian, or Unsharp Mask
-                field_find(d.fields, "radius")->set(params.get(), 5 + run);
-            } else if (const TransformField* mid = field_find(d.fields, "midtones")) {
-                mid->set(params.get(), run * 5);
-            } else if (const TransformField* f = field_find(d.fields, "curve")) {
-                Curve& curve = *f->curve(params.get());
-                curve_reset(curve);
-                (void)curve_add_point(curve, 100 + run, 140);
-            } else {
-                field_find(d.fields, "factor")->set(params.get(), 300 + run);
-            }
-            times.push_back(preview_time(d, params.get(), big));
-        }
-        std::printf("%-24s %8.1f ms\n", title, 1000 * bench::median(times));
-    }
+    if (picked("Preview")) preview_table(big);
     image_free(&big.image);
     if (!std::getenv("ORVANE_BENCH_KEEP")) std::filesystem::remove_all(dir);
     return status;
 }
+
