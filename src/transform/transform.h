@@ -147,6 +147,7 @@ enum class ControlKind : std::uint8_t {
     range,           // the range bar: input levels in_low, in_high, output out_low, out_high
     colour,          // a colour swatch that opens the colour dialog: red, green, blue
     caption,         // a line of text: `label` and the number `get` gives, by `format`
+    zone_strip,      // a histogram with a handle for each part: black point, thresholds, white point
 };
 
 // Image types as bits, for visibility and acceptance: bit n is type n.
