@@ -435,6 +435,11 @@ const TransformField* field_find(std::span<const TransformField> fields, std::st
 // ---------------------------------------------------------------------------
 // The descriptor
 
+struct PanelReset {
+    std::string_view label;
+    void (*reset)(void* params) = nullptr;
+};
+
 struct TransformDescriptor {
     std::string_view title;  // the panel's title, "Add Noise"
     int panel_number = 0;    // window kind of the panel: 51 for Add Noise
@@ -477,6 +482,13 @@ struct TransformDescriptor {
     // The panel module's static copy of the last block and its `fresh` flag.
     void* static_copy = nullptr;
     bool* fresh = nullptr;
+
+    // Entries of the panel's Options menu that put part of the block back
+    // to its built-in values ("Reset &Mask Settings"), in menu order.
+    std::span<const PanelReset> resets;
+    // The panel closed: a transformation that keeps images between previews
+    // frees them.
+    void (*panel_closed)() = nullptr;
 };
 
 // What a transformation file states; the descriptor's functions are made from
@@ -493,6 +505,8 @@ struct TransformDefinition {
     void (*input_opened)(void* params, const Image* input) = nullptr;
     P* static_copy = nullptr;
     bool* fresh = nullptr;
+    std::span<const PanelReset> resets = {};
+    void (*panel_closed)() = nullptr;
 };
 
 template <typename P, const auto& Fields, const auto& Lines,
@@ -541,6 +555,8 @@ constexpr TransformDescriptor transform_descriptor(const TransformDefinition<P>&
     d.input_opened = def.input_opened;
     d.static_copy = def.static_copy;
     d.fresh = def.fresh;
+    d.resets = def.resets;
+    d.panel_closed = def.panel_closed;
     return d;
 }
 

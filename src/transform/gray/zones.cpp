@@ -14,6 +14,7 @@
 #include <cstring>
 #include <functional>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "core/colour.h"
@@ -893,9 +894,9 @@ constexpr TransformField three_fields[] = {
     field_input("Input Image:"),
     field_amount<&P3::amount>("amount"),
     strip_field<&P3::black, &P3::low, &P3::high, &P3::white>(three_strip_words),
-    field_choice<&P3::expansion>("expansion", "", expansion_words, 1),
-    field_choice<&P3::panel>("panel", "", three_panel_words, 0),
-    field_choice<&P3::mode>("mode", "", mode_words, 0),
+    field_choice<&P3::expansion>("expansion", "Histogram:", expansion_words, 1),
+    field_choice<&P3::panel>("panel", "Page:", three_panel_words, 0),
+    field_choice<&P3::mode>("mode", "Display:", mode_words, 0),
     field_integer<&P3::blur_shadow>("blur_shadow", "Shadow-Midtone Blur Radius: ", 0, 200, "%d", 25),
     field_integer<&P3::blur_highlight>("blur_highlight", "Midtone-Highlight Blur Radius: ", 0, 200, "%d", 25),
     page_slider<&P3::highlight_brightness, 0>("highlight_brightness", "Brightness Change: ", -255, 0),
@@ -918,9 +919,9 @@ constexpr TransformField two_fields[] = {
     field_input("Input Image:"),
     field_amount<&P2::amount>("amount"),
     strip_field<&P2::black, &P2::threshold, &P2::white>(two_strip_words),
-    field_choice<&P2::expansion>("expansion", "", expansion_words, 1),
-    field_choice<&P2::panel>("panel", "", two_panel_words, 0),
-    field_choice<&P2::mode>("mode", "", mode_words, 0),
+    field_choice<&P2::expansion>("expansion", "Histogram:", expansion_words, 1),
+    field_choice<&P2::panel>("panel", "Page:", two_panel_words, 0),
+    field_choice<&P2::mode>("mode", "Display:", mode_words, 0),
     field_integer<&P2::blur>("blur", "Blur Radius: ", 0, 200, "%d", 25),
     page_slider<&P2::highlight_brightness, 0>("highlight_brightness", "Brightness Change: ", -255, 0),
     page_slider<&P2::highlight_contrast, 0>("highlight_contrast", "Contrast Change: ", -255, 0),
@@ -980,6 +981,54 @@ constexpr SettingsFormat<P2> two_settings{
      "2-Zone Adjustment Files", "2-zone adjustment files must have an extension of .zone2", 5},
     two_keywords};
 
+// The Options menu's resets, each to the built-in values of its part.
+template <typename P, const auto& Fields>
+void reset_all(void* p) {
+    *static_cast<P*>(p) = P{};
+    fields_set_defaults(Fields, p);
+}
+template <typename P>
+void reset_changes(P& p, int zone) {
+    if (zone == 0) p.highlight_brightness = p.highlight_contrast = p.highlight_saturation = 0;
+    if (zone == 1) p.shadow_brightness = p.shadow_contrast = p.shadow_saturation = 0;
+    if constexpr (std::is_same_v<P, P3>)
+        if (zone == 2) p.midtone_brightness = p.midtone_contrast = p.midtone_saturation = 0;
+}
+
+constexpr PanelReset three_resets[] = {
+    {"Reset &All", reset_all<P3, three_fields>},
+    {"Reset &Mask Settings",
+     [](void* v) {
+         P3& p = *static_cast<P3*>(v);
+         p.black = 0, p.white = 255, p.low = 51, p.high = 204, p.blur_shadow = p.blur_highlight = 25;
+     }},
+    {"Reset &Highlight Adjustment Settings", [](void* v) { reset_changes(*static_cast<P3*>(v), 0); }},
+    {"Reset &Shadow Adjustment Settings", [](void* v) { reset_changes(*static_cast<P3*>(v), 1); }},
+    {"Reset &Midtone Adjustment Settings", [](void* v) { reset_changes(*static_cast<P3*>(v), 2); }},
+    {"Reset &Blend Settings",
+     [](void* v) {
+         P3& p = *static_cast<P3*>(v);
+         p.amount_highlight = p.amount_shadow = p.amount_midtone = 255;
+         p.amount_shadow_midtone = p.amount_midtone_highlight = 0;
+     }},
+};
+constexpr PanelReset two_resets[] = {
+    {"Reset &All", reset_all<P2, two_fields>},
+    {"Reset &Mask Settings",
+     [](void* v) {
+         P2& p = *static_cast<P2*>(v);
+         p.black = 0, p.white = 255, p.threshold = 128, p.blur = 25;
+     }},
+    {"Reset &Highlight Adjustment Settings", [](void* v) { reset_changes(*static_cast<P2*>(v), 0); }},
+    {"Reset &Shadow Adjustment Settings", [](void* v) { reset_changes(*static_cast<P2*>(v), 1); }},
+    {"Reset &Blend Settings",
+     [](void* v) {
+         P2& p = *static_cast<P2*>(v);
+         p.amount_highlight = p.amount_shadow = 255;
+         p.amount_transition = 0;
+     }},
+};
+
 P3 three_static{};
 bool three_fresh = true;
 P2 two_static{};
@@ -997,6 +1046,8 @@ constinit const TransformDescriptor three_zone_transform =
         .settings_previous = true,
         .static_copy = &three_static,
         .fresh = &three_fresh,
+        .resets = three_resets,
+        .panel_closed = [] { zone_cache_release(3); },
     });
 
 extern const TransformDescriptor two_zone_transform;
@@ -1009,4 +1060,6 @@ constinit const TransformDescriptor two_zone_transform =
         .settings_previous = true,
         .static_copy = &two_static,
         .fresh = &two_fresh,
+        .resets = two_resets,
+        .panel_closed = [] { zone_cache_release(2); },
     });
