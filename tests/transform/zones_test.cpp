@@ -15,6 +15,7 @@
 
 #include "batch_runner.h"
 #include "core/parallel.h"
+#include "core/progress.h"
 #include "core/tables.h"
 #include "transform/curves.h"
 #include "transform/gray/zones.h"
@@ -472,6 +473,22 @@ TEST(ZoneCache, AChangeRebuildsOnlyTheStagesItTouches) {
                     << zones << " step " << k << " zone " << i;
             ++k;
         }
+        // A cancel while the masks are built keeps the expansion before it.
+        struct CancelMasks final : ProgressDisplay {
+            const char* title = "";
+            void begin(const char* t, std::int64_t, std::int64_t, bool) override { title = t; }
+            int step(std::int64_t) override { return std::string(title) == "Building Masks" ? 11 : 0; }
+            void end() override {}
+            void wait_cursor(bool) override {}
+        } cancel;
+        ProgressDisplay* old = progress_set_display(&cancel);
+        z.set(zones == 3 ? "blur_highlight" : "blur", 3);
+        ZoneCounters before_cancel = zone_counters(zones);
+        EXPECT_EQ(z.preview(lent.record, &view.image), 11);
+        progress_set_display(old);
+        ASSERT_EQ(z.preview(lent.record, &view.image), 0);
+        EXPECT_EQ(zone_counters(zones).expansions, before_cancel.expansions);
+        EXPECT_EQ(zone_counters(zones).mask_builds, before_cancel.mask_builds + 1);
         // A final run works apart from the panel's cache.
         const ZoneCounters before = zone_counters(zones);
         Pic out;
