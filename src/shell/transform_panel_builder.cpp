@@ -336,6 +336,7 @@ void PanelControls::caption(const Row& row, double value) {
                            static_cast<int>(std::lround(value)));
     else
         text = format_text(row.field->format.empty() ? "%1f" : row.field->format, value);
+    if (row.field->plus_sign && value > 0) text.insert(text.begin(), '+');
     row.label->setText(text_of(row.field->label) + QString::fromStdString(text));
 }
 
@@ -376,8 +377,13 @@ void PanelControls::refresh_histograms() {
         const int n = record ? tone_histogram(&record->image, reading, histograms) : 0;
         if (row.field->kind == ControlKind::range)
             static_cast<RangeControl*>(row.control)->set_histogram(n == 1 ? histograms : nullptr);
-        else if (row.field->kind == ControlKind::zone_strip)
-            static_cast<ZoneStripControl*>(row.control)->set_histogram(n == 1 ? histograms : nullptr);
+        else if (row.field->kind == ControlKind::zone_strip) {
+            auto* strip = static_cast<ZoneStripControl*>(row.control);
+            // The strip draws its bars by the block's histogram expansion.
+            if (const TransformField* e = field_find(descriptor_.fields, "expansion"))
+                strip->set_expansion(static_cast<int>(std::lround(e->get(params_))));
+            strip->set_histogram(n == 1 ? histograms : nullptr);
+        }
         else
             static_cast<CurveControl*>(row.control)->set_histograms(histograms, n);
     }

@@ -53,13 +53,19 @@ void ZoneStripControl::set_histogram(const CurveHistogram* histogram) {
     update();
 }
 
+void ZoneStripControl::set_expansion(int level) {
+    expansion_ = std::clamp(level, 0, 2);
+    update();
+}
+
 void ZoneStripControl::paintEvent(QPaintEvent*) {
     QPainter p(this);
     p.fillRect(QRect(side, 0, span() + 1, hist_height), palette().base());
     if (has_histogram_ && histogram_.largest > 0) {
-        const double largest = curve_bar_height(histogram_.largest, 1);
+        const double largest = curve_bar_height(histogram_.largest, expansion_);
         for (int level = 0; level < 256; ++level) {
-            const double count = curve_bar_height(histogram_.count[static_cast<std::size_t>(level)], 1);
+            const double count =
+                curve_bar_height(histogram_.count[static_cast<std::size_t>(level)], expansion_);
             const int bar = static_cast<int>(std::lround((hist_height - 2) * count / largest));
             p.fillRect(level_x(level), hist_height - bar,
                        std::max(1, level_x(level + 1) - level_x(level)), bar, QColor(150, 150, 150));

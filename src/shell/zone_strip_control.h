@@ -23,6 +23,8 @@ public:
     void set_values(const std::vector<int>& values);
     const std::vector<int>& values() const { return values_; }
     void set_histogram(const CurveHistogram* histogram);
+    // How bars are drawn: 0 as counted, 1 medium, 2 high expansion.
+    void set_expansion(int level);
 
     // Where a level lies across, and the line of the handles, in the
     // control's own pixels.
@@ -46,5 +48,6 @@ private:
     std::vector<int> values_;
     CurveHistogram histogram_{};
     bool has_histogram_ = false;
+    int expansion_ = 1;
     int dragged_ = -1;
 };

@@ -193,6 +193,8 @@ struct TransformField {
     // Sliders: the number the caption shows for a value, when it isn't the
     // value itself (formatted by `format` as a real).
     double (*shown)(double value) = nullptr;
+    // Sliders: a value above 0 is shown with a plus sign, "+12.5%".
+    bool plus_sign = false;
     // Whether the control shows for the block's other values (a radius only
     // for the methods that use one); null: always, as the input type allows.
     bool (*relevant)(const void* params) = nullptr;

@@ -10,6 +10,7 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QLabel>
 #include <QPushButton>
 #include <QSlider>
 
@@ -63,6 +64,8 @@ private slots:
         QTRY_COMPARE(computations, 1);
         const ZoneCounters after = zone_counters(3);
         QCOMPARE(value("shadow_brightness"), 120);
+        QCOMPARE(panel()->findChild<QLabel*>(QStringLiteral("shadow_brightness_label"))->text(),
+                 QStringLiteral("Brightness Change: +47.06%"));
         QCOMPARE(after.mask_builds, before.mask_builds);
         QCOMPARE(after.expansions, before.expansions);
         QCOMPARE(after.zone_builds[1], before.zone_builds[1] + 1);

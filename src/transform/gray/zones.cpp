@@ -881,6 +881,7 @@ constexpr TransformField page_slider(std::string_view keyword, std::string_view 
     TransformField f = field_integer<Member>(keyword, label, minimum, 255, "%2f\\%", default_value,
                                              shown_for);
     f.shown = percent_of_255;
+    f.plus_sign = minimum < 0;
     f.relevant = [](const void* p) {
         return static_cast<const transform_detail::BlockOf<Member>*>(p)->panel == Page;
     };
