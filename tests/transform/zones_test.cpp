@@ -526,6 +526,28 @@ TEST(ZoneCache, AChangeRebuildsOnlyTheStagesItTouches) {
     }
 }
 
+// The settings files keep every value of the block but the amount.
+TEST(ZonePipeline, SettingsFilesKeepTheBlock) {
+    const std::string path = std::filesystem::temp_directory_path() / ("zones_" + std::to_string(::getpid()));
+    for (int zones : {3, 2}) {
+        Zones z(zones), back(zones);
+        int k = 7;
+        for (const TransformField& f : z.d.fields) {
+            if (f.set) f.set(z.params.get(), f.kind == ControlKind::choice ? 1 : k++);
+            for (int part = 0; f.set_part && part < static_cast<int>(f.words.size()); ++part)
+                f.set_part(z.params.get(), part, 20 * part + 5);
+        }
+        ASSERT_EQ(z.d.settings_save(path + z.d.settings->extension.data(), z.params.get()), 0);
+        ASSERT_EQ(back.d.settings_load(path + z.d.settings->extension.data(), back.params.get()), 0);
+        const std::size_t skip = sizeof(AmountSettings);
+        EXPECT_EQ(std::memcmp(static_cast<char*>(z.params.get()) + skip,
+                              static_cast<char*>(back.params.get()) + skip, z.d.params_size - skip),
+                  0)
+            << zones;
+        std::filesystem::remove(path + z.d.settings->extension.data());
+    }
+}
+
 // From the command line, the same pixels as the compute routine gives.
 TEST(ZonePipeline, BatchApplyGivesTheComputedPixels) {
     const std::string dir = std::filesystem::temp_directory_path() / ("zones_" + std::to_string(::getpid()));
