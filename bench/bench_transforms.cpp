@@ -6,7 +6,7 @@
 // (it takes long at large radii). Then what a photographer feels in the
 // editor: a parameter change to a finished preview of the 16-bit picture
 // fitted to a screen, through the compute routine with no window, median of
-// eleven.
+// eleven. `bench_transforms zones` runs only the 3-Zone Adjustment rows.
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -93,10 +93,68 @@ void preview_table(WindowRecord& big) {
     }
 }
 
+// 3-Zone Adjustment on the 16-bit picture in memory: the apply, the first
+// preview of a 1600 x 1000 view at 1:1 (which builds the cached stages), and
+// the preview again after one shadow slider moves, on the Blend page (one zone
+// image rebuilt) and on the Shadow page (no full-size stage at all).
+void bench_zones(const WindowRecord& big) {
+    const TransformDescriptor& d = *transform_find_title("3-Zone Adjustment")->descriptor;
+    ParamBlock params;
+    if (params.allocate(d) != 0) return;
+    auto set = [&](const char* keyword, int v) { field_find(d.fields, keyword)->set(params.get(), v); };
+    set("highlight_brightness", -60);
+    set("midtone_contrast", 40);
+    set("amount_midtone_highlight", 80);
+    ImageHolder out;
+    auto start = bench::Clock::now();
+    if (transform_compute_image(d, params.get(), const_cast<Image*>(&big.image), out.get()) != 0) return;
+    const double apply = bench::seconds_since(start);
+    auto view = [&]() {
+        ImageHolder shown;
+        ComputeArgs args;
+        args.input = &big;
+        args.output = shown.get();
+        args.params = params.get();
+        args.zoom = 1;
+        args.width = 1600;
+        args.height = 1000;
+        args.source_x = 2000;
+        args.source_y = 1500;
+        args.region_x2 = 1599;
+        args.region_y2 = 999;
+        args.line_width = 1600;
+        args.line_count = 1000;
+        const auto t = bench::Clock::now();
+        if (d.compute(args) != 0) return -1.0;
+        return bench::seconds_since(t);
+    };
+    set("panel", 3);
+    set("mode", 3);
+    const double first = view();
+    std::vector<double> blend_page, zone_page;
+    for (int run = 0; run < 5; ++run) {
+        set("shadow_brightness", 20 + run);
+        blend_page.push_back(view());
+    }
+    set("panel", 1);
+    for (int run = 0; run < 5; ++run) {
+        set("shadow_brightness", 40 + run);
+        zone_page.push_back(view());
+    }
+    std::printf("\n3-Zone Adjustment, %d x %d 16-bit colour in memory\n", bench::width, bench::height);
+    std::printf("%-44s %8.2f s\n", "apply", apply);
+    std::printf("%-44s %8.2f s\n", "first preview, 1600 x 1000 at 1:1", first);
+    const double again = bench::median(blend_page);
+    std::printf("%-44s %8.1f ms (%.3f of the apply)\n", "shadow slider, Blend page, median of 5",
+                1000 * again, again / apply);
+    std::printf("%-44s %8.1f ms\n", "shadow slider, Shadow page, median of 5",
+                1000 * bench::median(zone_page));
+}
+
 }  // namespace
 
 // With words on the command line only the cases whose names hold one of them
-// run: `bench_transforms Levels Gamma`; "Preview" picks the preview timings.
+// run: `bench_transforms Levels Gamma`; "Preview" picks the preview timings, "Zones" the 3-Zone table.
 int main(int argc, char** argv) {
     const std::vector<std::string> wanted(argv + 1, argv + argc);
     auto picked = [&](const std::string& name) {
@@ -196,6 +254,7 @@ int main(int argc, char** argv) {
     }
 
     if (picked("Preview")) preview_table(big);
+    if (picked("Zones")) bench_zones(big);
     image_free(&big.image);
     if (!std::getenv("ORVANE_BENCH_KEEP")) std::filesystem::remove_all(dir);
     return status;

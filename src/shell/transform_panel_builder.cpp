@@ -12,6 +12,7 @@
 #include "shell/settings_file_commands.h"
 #include "shell/transform_panel.h"
 #include "shell/word_list.h"
+#include "shell/zone_strip_control.h"
 #include "transform/driver.h"
 #include "transform/tone.h"
 
@@ -128,6 +129,16 @@ void PanelControls::build(QMdiArea* area, int x, int y, int width) {
                 transform_parameter_changed();
             });
         commands->add_to_menu(menu);
+        if (!d->resets.empty()) menu->addSeparator();
+        for (const PanelReset& reset : d->resets) {
+            QAction* action = menu->addAction(text_of(reset.label));
+            action->setObjectName(text_of(reset.label).remove(u'&'));
+            connect(action, &QAction::triggered, this, [this, r = reset.reset] {
+                r(params_);
+                layout(image_type_, width_, height_);
+                transform_parameter_changed();
+            });
+        }
         grid->addWidget(options, grid->rowCount(), 0, 1, 1, Qt::AlignLeft);
     }
     rows_widget_->move(x, y);
@@ -232,6 +243,18 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             grid->addWidget(range, line, 0, 1, 2);
             break;
         }
+        case ControlKind::zone_strip: {
+            const int handles = static_cast<int>(field.words.size());
+            auto* strip = new ZoneStripControl(handles, rows_widget_);
+            connect(strip, &ZoneStripControl::changed, this, [this, f, strip, handles] {
+                for (int k = 0; k < handles; ++k)
+                    f->set_part(params_, k, strip->values()[static_cast<std::size_t>(k)]);
+                transform_parameter_changed();
+            });
+            row.control = strip;
+            grid->addWidget(strip, line, 0, 1, 2);
+            break;
+        }
         case ControlKind::colour: {
             // A swatch of the colour; a click opens the colour dialog.
             row.label = new QLabel(text_of(field.label), rows_widget_);
@@ -313,6 +336,7 @@ void PanelControls::caption(const Row& row, double value) {
                            static_cast<int>(std::lround(value)));
     else
         text = format_text(row.field->format.empty() ? "%1f" : row.field->format, value);
+    if (row.field->plus_sign && value > 0) text.insert(text.begin(), '+');
     row.label->setText(text_of(row.field->label) + QString::fromStdString(text));
 }
 
@@ -345,13 +369,21 @@ void PanelControls::changed(const TransformField& field, double value) {
 void PanelControls::refresh_histograms() {
     const WindowRecord* record = window_record_of(transform_state().input_window);
     for (const Row& row : rows_) {
-        if (row.field->kind != ControlKind::curve && row.field->kind != ControlKind::range)
+        if (row.field->kind != ControlKind::curve && row.field->kind != ControlKind::range &&
+            row.field->kind != ControlKind::zone_strip)
             continue;
         CurveHistogram histograms[3];
         const int reading = row.field->curve_reading ? row.field->curve_reading(params_) : reading_max;
         const int n = record ? tone_histogram(&record->image, reading, histograms) : 0;
         if (row.field->kind == ControlKind::range)
             static_cast<RangeControl*>(row.control)->set_histogram(n == 1 ? histograms : nullptr);
+        else if (row.field->kind == ControlKind::zone_strip) {
+            auto* strip = static_cast<ZoneStripControl*>(row.control);
+            // The strip draws its bars by the block's histogram expansion.
+            if (const TransformField* e = field_find(descriptor_.fields, "expansion"))
+                strip->set_expansion(static_cast<int>(std::lround(e->get(params_))));
+            strip->set_histogram(n == 1 ? histograms : nullptr);
+        }
         else
             static_cast<CurveControl*>(row.control)->set_histograms(histograms, n);
     }
@@ -423,6 +455,13 @@ void PanelControls::show_block() {
             case ControlKind::colour:
                 show_colour(row);
                 break;
+            case ControlKind::zone_strip: {
+                std::vector<int> values(field.words.size());
+                for (std::size_t k = 0; k < values.size(); ++k)
+                    values[k] = field.part(params_, static_cast<int>(k));
+                static_cast<ZoneStripControl*>(row.control)->set_values(values);
+                break;
+            }
         }
     }
 }

@@ -293,6 +293,7 @@ void close_panel() {
                 (void)d->settings_save(path, state.params.get());
         }
         host().panel_placement_save(state.panel_window, *d);
+        if (d->panel_closed) d->panel_closed();
     }
     WindowBase* input = state.input_window;
     WindowBase* panel = state.panel_window;

@@ -155,6 +155,7 @@ enum class ControlKind : std::uint8_t {
     range,           // the range bar: input levels in_low, in_high, output out_low, out_high
     colour,          // a colour swatch that opens the colour dialog: red, green, blue
     caption,         // a line of text: `label` and the number `get` gives, by `format`
+    zone_strip,      // a histogram with a handle for each part: black point, thresholds, white point
 };
 
 // Image types as bits, for visibility and acceptance: bit n is type n.
@@ -200,6 +201,8 @@ struct TransformField {
     // Sliders: the number the caption shows for a value, when it isn't the
     // value itself (formatted by `format` as a real).
     double (*shown)(double value) = nullptr;
+    // Sliders: a value above 0 is shown with a plus sign, "+12.5%".
+    bool plus_sign = false;
     // Whether the control shows for the block's other values (a radius only
     // for the methods that use one); null: always, as the input type allows.
     bool (*relevant)(const void* params) = nullptr;
@@ -442,6 +445,11 @@ const TransformField* field_find(std::span<const TransformField> fields, std::st
 // ---------------------------------------------------------------------------
 // The descriptor
 
+struct PanelReset {
+    std::string_view label;
+    void (*reset)(void* params) = nullptr;
+};
+
 struct TransformDescriptor {
     std::string_view title;  // the panel's title, "Add Noise"
     int panel_number = 0;    // window kind of the panel: 51 for Add Noise
@@ -488,6 +496,13 @@ struct TransformDescriptor {
     // The panel module's static copy of the last block and its `fresh` flag.
     void* static_copy = nullptr;
     bool* fresh = nullptr;
+
+    // Entries of the panel's Options menu that put part of the block back
+    // to its built-in values ("Reset &Mask Settings"), in menu order.
+    std::span<const PanelReset> resets;
+    // The panel closed: a transformation that keeps images between previews
+    // frees them.
+    void (*panel_closed)() = nullptr;
 };
 
 // The `line_local` of a pixel-by-pixel transformation whose block has an
@@ -512,6 +527,8 @@ struct TransformDefinition {
     bool (*line_local)(const void* params) = nullptr;
     P* static_copy = nullptr;
     bool* fresh = nullptr;
+    std::span<const PanelReset> resets = {};
+    void (*panel_closed)() = nullptr;
 };
 
 template <typename P, const auto& Fields, const auto& Lines,
@@ -561,6 +578,8 @@ constexpr TransformDescriptor transform_descriptor(const TransformDefinition<P>&
     d.line_local = def.line_local;
     d.static_copy = def.static_copy;
     d.fresh = def.fresh;
+    d.resets = def.resets;
+    d.panel_closed = def.panel_closed;
     return d;
 }
 
