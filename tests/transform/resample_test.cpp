@@ -265,7 +265,7 @@ TEST(Resample, OneThreadAndSeveralGiveTheSameBytes) {
     }
 }
 
-TEST(Resample, SizeOperationsRoundHalvesUpKeepAPixelAndBreakTiesToWidth) {
+TEST(Resample, SizeOperationsRoundHalvesUpAndKeepAPixel) {
     const struct {
         int operation, w, h, box_w, box_h;
         double value;
