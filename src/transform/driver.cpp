@@ -149,7 +149,7 @@ int run(bool apply, const TransformRegion* region, bool& stop) {
         // when a box holds a wrong one; an empty box just waits.
         if (apply || check == input_wrong)
             error_report_message(std::string(state.descriptor->input_error).c_str());
-        return 0;
+        return apply ? check : 0;  // no result: the panel stays as it was
     }
     int width = 0, height = 0;
     output_size(width, height);
