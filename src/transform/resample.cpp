@@ -110,6 +110,31 @@ void resample_taps(int n, int m, int i, int method, double a, ResampleTaps& taps
     if (taps.first < 0) taps.first = std::clamp(centre, 0, n - 1);
 }
 
+namespace {
+
+// Gives every output of the table the same tap count, the largest, with
+// zero weights added inside the line: a loop of fixed length is unrolled
+// and vectorised, and zero weights change no sum.
+void pad_table(int n, ResamplePlan& plan) {
+    const int outputs = static_cast<int>(plan.count.size());
+    const int taps = outputs ? *std::max_element(plan.count.begin(), plan.count.end()) : 0;
+    plan.fixed_taps = 0;
+    if (taps < 1 || taps > n) return;
+    std::vector<std::int32_t> weights(static_cast<std::size_t>(outputs) * taps, 0);
+    for (int k = 0; k < outputs; ++k) {
+        const int first = std::min(plan.first[k], n - taps);
+        std::copy_n(plan.weights.begin() + plan.offset[k], plan.count[k],
+                    weights.begin() + static_cast<std::ptrdiff_t>(k) * taps + (plan.first[k] - first));
+        plan.first[k] = first;
+        plan.count[k] = taps;
+        plan.offset[k] = k * taps;
+    }
+    plan.weights.swap(weights);
+    plan.fixed_taps = taps;
+}
+
+}  // namespace
+
 int resample_prepare(const Image* input, const ResampleAxis& x, const ResampleAxis& y, int method,
                      double a, bool eight_out, ResamplePlan& plan) {
     if (!input || !readable(input->type)) return err_illegal_type;
@@ -144,6 +169,7 @@ int resample_prepare(const Image* input, const ResampleAxis& x, const ResampleAx
                 plan.wide_sums || sums_wide(taps.weights.data(), taps.weights.size(), top);
             plan.weights.insert(plan.weights.end(), taps.weights.begin(), taps.weights.end());
         }
+        pad_table(input->width, plan);
     } catch (const std::bad_alloc&) {
         return err_memory;
     }
@@ -190,19 +216,24 @@ void combine_lines(const Image* in, const ResampleTaps& taps, int samples, int t
         for (int i = 0; i < count; ++i)
             a[i] += w * static_cast<Acc>(from[i]);
     }
+    // divide_clamp, in a form the compiler vectorises: clamped first, the
+    // truncation of a quotient in 0..top is the same.
     const double divisor = sum == 0 ? 1.0 : static_cast<double>(sum);
+    const double high = top;
     for (int i = 0; i < count; ++i)
-        line[i] = static_cast<T>(divide_clamp(acc[i], divisor, top));
+        line[i] = static_cast<T>(
+            static_cast<int>(std::min(std::max(static_cast<double>(acc[i]) / divisor, 0.0), high)));
 }
 
-// The horizontal table over one combined line into output samples.
-template <typename T, typename Acc, int Samples, typename Out>
+// The horizontal table over one combined line into output samples; Taps is
+// the table's fixed tap count, or 0 for counts that vary.
+template <typename T, typename Acc, int Samples, int Taps, typename Out>
 void apply_table(const ResamplePlan& plan, const T* line, Out* out, int top) {
     const std::int32_t* weights = plan.weights.data();
     for (int k = 0; k < plan.x.count; ++k) {
         const std::int32_t* w = weights + plan.offset[k];
         const T* from = line + static_cast<std::ptrdiff_t>(plan.first[k]) * Samples;
-        const int taps = plan.count[k];
+        const int taps = Taps ? Taps : plan.count[k];
         Acc acc[Samples] = {};
         for (int t = 0; t < taps; ++t)
             for (int c = 0; c < Samples; ++c)
@@ -218,12 +249,27 @@ void apply_table(const ResamplePlan& plan, const T* line, Out* out, int top) {
     }
 }
 
+template <typename T, typename Acc, int Samples, typename Out>
+void horizontal_taps(const ResamplePlan& plan, const T* line, Out* out, int top) {
+    switch (plan.fixed_taps) {
+        case 1: return apply_table<T, Acc, Samples, 1>(plan, line, out, top);
+        case 2: return apply_table<T, Acc, Samples, 2>(plan, line, out, top);
+        case 3: return apply_table<T, Acc, Samples, 3>(plan, line, out, top);
+        case 4: return apply_table<T, Acc, Samples, 4>(plan, line, out, top);
+        case 5: return apply_table<T, Acc, Samples, 5>(plan, line, out, top);
+        case 6: return apply_table<T, Acc, Samples, 6>(plan, line, out, top);
+        case 7: return apply_table<T, Acc, Samples, 7>(plan, line, out, top);
+        case 8: return apply_table<T, Acc, Samples, 8>(plan, line, out, top);
+        default: return apply_table<T, Acc, Samples, 0>(plan, line, out, top);
+    }
+}
+
 template <typename T, typename Acc, typename Out>
 void horizontal(const ResamplePlan& plan, const T* line, Out* out, int top) {
     if (plan.samples == 3)
-        apply_table<T, Acc, 3>(plan, line, out, top);
+        horizontal_taps<T, Acc, 3>(plan, line, out, top);
     else
-        apply_table<T, Acc, 1>(plan, line, out, top);
+        horizontal_taps<T, Acc, 1>(plan, line, out, top);
 }
 
 template <typename T>

@@ -71,6 +71,7 @@ struct ResamplePlan {
     std::vector<std::int32_t> first, count, offset, weights;
     std::vector<std::int32_t> weight_sum;
     bool wide_sums = false;  // some sum of weights times samples may pass 31 bits
+    int fixed_taps = 0;      // every output's tap count, when the table has one
 };
 
 // Prepares `plan` for `input` (binary, 8- or 16-bit gray or colour) to the
