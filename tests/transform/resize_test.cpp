@@ -47,6 +47,8 @@ TEST(Resize, BatchLinesGiveTheirSizesAndTheResamplersPixels) {
          254, 32, resample_bicubic, -2, 127 * 2.540005},
         {"size_mode 6 0 percent 0.0024", 60, 40, resample_bicubic, -0.5, 200},
         {"size_mode 7 0 sharpen_dpi -0.5 300", 120, 80, resample_bicubic, -0.5, 300},
+        {"size_mode 7 0 sharpen_dpi -0.5 300 resetresolution 0", 120, 80, resample_bicubic, -0.5, 300},
+        {"size_mode 0 0 percent 50 sharpen_dpi -0.5 300 resetresolution 0", 60, 40, resample_bicubic, -0.5, 200},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.lines);

@@ -27,12 +27,13 @@ struct ResizeParams {
     double sharpen;           // a of the bicubic kernel
     double dpi;               // target resolution, in `runits`
     std::int32_t runits;      // 0 pixels an inch, 1 pixels a centimetre
-    std::int32_t wunits;      // units of the read-outs of the output's size
-    std::int32_t reset_resolution;
+    std::int32_t wunits;      // units of the print size read-outs; 0: as the boxes
+    std::int32_t reset_resolution;  // the output takes `dpi`, not the input's resolution
     double fwidth;  // the boxes as typed, in edit_units
     double fheight;
     // The input the panel met last, for its read-outs only.
     std::int32_t in_width, in_height, in_type;
+    double in_resolution;
 };
 
 using P = ResizeParams;
@@ -44,12 +45,19 @@ constexpr std::string_view method_words[] = {"Nearest Neighbor", "Bilinear",    
                                              "Lanczos 4x4",      "Lanczos 6x6", "Lanczos 8x8"};
 constexpr std::string_view unit_words[] = {"pixels", "inches", "cm", "mm"};
 constexpr std::string_view runit_words[] = {"pixels/inch", "pixels/cm"};
+constexpr std::string_view print_unit_words[] = {"as the boxes", "inches", "cm", "mm"};
 
 constexpr const char* title = "Resize";
 
 // The resolution in pixels an inch; 0 when not set.
 double dpi_of(const P& p) {
     return p.runits == 1 ? p.dpi * 2.540005 : p.dpi;
+}
+
+// Whether the output takes the Resolution box: asked for, or the operation
+// is "Reset resolution only".
+bool sets_resolution(const P& p) {
+    return (p.reset_resolution != 0 || p.operation == resize_resolution) && dpi_of(p) > 0;
 }
 
 // A box in pixels: as typed, through the resolution when in physical units.
@@ -98,6 +106,7 @@ void input_opened(void* params, const Image* input) {
     p.in_width = input ? input->width : 0;
     p.in_height = input ? input->height : 0;
     p.in_type = input ? input->type : 0;
+    p.in_resolution = input ? input->resolution : 0;
     if (input && input->resolution > 0)
         p.dpi = p.runits == 1 ? input->resolution / 2.540005 : input->resolution;
 }
@@ -158,14 +167,16 @@ Shown shown_output(const void* params) {
     const P& p = *static_cast<const P*>(params);
     Shown s;
     if (!target(p, p.in_width, p.in_height, s.width, s.height)) s.width = s.height = 0;
-    s.dpi = dpi_of(p);
+    s.dpi = sets_resolution(p) ? dpi_of(p) : p.in_resolution;
     return s;
 }
 double shown_length(int pixels, const void* params) {
     const P& p = *static_cast<const P*>(params);
-    return resize_from_pixels(pixels, p.edit_units == unit_pixels ? unit_inch : p.edit_units,
-                              dpi_of(p));
+    const int unit = p.wunits != unit_pixels ? p.wunits : p.edit_units;
+    return resize_from_pixels(pixels, unit == unit_pixels ? unit_inch : unit, shown_output(params).dpi);
 }
+
+
 double megabytes(const void* params) {
     const Shown s = shown_output(params);
     const int type = static_cast<const P*>(params)->in_type;
@@ -181,6 +192,12 @@ double ratio(const void* params) {
     if (s.width < 1 || s.height < 1) return 0;
     return s.width > s.height ? static_cast<double>(s.width) / s.height
                               : static_cast<double>(s.height) / s.width;
+}
+
+constexpr TransformField set_resolution_field() {
+    TransformField f = field_check<&P::reset_resolution>("resetresolution", "Set the resolution", true);
+    f.relevant = [](const void* p) { return static_cast<const P*>(p)->operation != resize_resolution; };
+    return f;
 }
 
 constexpr TransformField percent_field() {
@@ -211,6 +228,7 @@ constexpr TransformField fields[] = {
     units_field(),
     field_number<&P::dpi>("dpi", "Resolution:", "%z2f", 0.0),
     field_choice<&P::runits>("runits", "Resolution units:", runit_words, 0),
+    set_resolution_field(),
     field_choice<&P::method>("method", "Method:", method_words, resample_bicubic),
     sharpening_field(),
     field_caption("pixel_width", "Width (pixels): ", "%d",
@@ -223,6 +241,7 @@ constexpr TransformField fields[] = {
                   [](const void* p) { return shown_length(shown_output(p).height, p); }),
     field_caption("resolution", "Resolution: ", "%1f",
                   [](const void* p) { return shown_output(p).dpi; }),
+    field_choice<&P::wunits>("wunits", "Print size in:", print_unit_words, 0),
     field_caption("file_size", "File Size: ", "%3fMB", megabytes),
     proportions_field(false),
     proportions_field(true),
@@ -249,7 +268,7 @@ int resize_compute(const ComputeArgs& args) {
     int width = 0, height = 0;
     // Without a resolution the input's stands.
     if (!target(p, input->width, input->height, width, height)) return 116;  // invalid target
-    const double resolution = dpi_of(p) > 0 ? dpi_of(p) : input->resolution;
+    const double resolution = sets_resolution(p) ? dpi_of(p) : input->resolution;
     if (args.apply)
         return resample_image(input, args.output, width, height, resolution, p.method, p.sharpen,
                               title);
