@@ -15,6 +15,8 @@
 #include "batch_runner.h"
 #include "core/image.h"
 #include "core/parallel.h"
+#include "core/tables.h"
+#include "transform/transform.h"
 #include "transform/resample.h"
 
 namespace {
@@ -252,7 +254,7 @@ TEST(Resample, ExactEndsSameSizeAndNearestIndices) {
     EXPECT_EQ(out->resolution, 300.0);
 }
 
-TEST(Resample, OneThreadAndSeveralGiveTheSameBytes) {
+TEST(Resample, OneThreadSeveralAndAReducedPreviewAgree) {
     const Case cases[] = {{image_type_colour16, 601, 407, 1117, 833, resample_lanczos6, 0},
                           {image_type_gray8, 640, 480, 211, 97, resample_bicubic, -0.5}};
     for (const Case& c : cases) {
@@ -264,6 +266,23 @@ TEST(Resample, OneThreadAndSeveralGiveTheSameBytes) {
         ASSERT_EQ(resample_image(in.get(), several.get(), c.out_width, c.out_height, 72, c.method, c.a), 0);
         parallel_set_threads(0);
         EXPECT_EQ(bytes_of(one.get()), bytes_of(several.get()));
+        // A reduced preview: every third sample from (1, 2) on, 16 bits seen through to8.
+        ResamplePlan plan;
+        const ResampleAxis x{c.out_width, 1, 3, c.out_width / 3}, y{c.out_height, 2, 3, c.out_height / 3};
+        ASSERT_EQ(resample_prepare(in.get(), x, y, c.method, c.a, true, plan), 0);
+        ASSERT_EQ(resample_output_type(plan), preview_type_of(c.type));
+        const int samples = image_is_colour(in.get()) ? 3 : 1;
+        std::vector<std::uint8_t> line(static_cast<std::size_t>(resample_line_bytes(plan)));
+        ResampleScratch scratch;
+        for (int k = 0; k < y.count; ++k) {
+            resample_line(plan, k, scratch, line.data());
+            const std::uint8_t* full = one->rows[y.first + k * y.step];
+            for (int i = 0; i < x.count * samples; ++i) {
+                const int at = (x.first + (i / samples) * x.step) * samples + i % samples;
+                const int v = image_is_16bit(in.get()) ? to8[reinterpret_cast<const std::uint16_t*>(full)[at]] : full[at];
+                ASSERT_EQ(line[static_cast<std::size_t>(i)], v) << "line " << k << " sample " << i;
+            }
+        }
     }
 }
 
