@@ -67,6 +67,8 @@ private slots:
         panel()->button_row()->auto_box()->click();
         QTRY_VERIFY(transform_state().preview_window != nullptr);
 
+        emit control<QComboBox>("operation")->activated(resize_megapixels);
+        QCOMPARE(control<QLineEdit>("megapixels")->text(), QStringLiteral("0.04"));  // 240 x 160
         emit control<QComboBox>("operation")->activated(resize_both);
         QVERIFY(control<QLineEdit>("width")->isVisible() && !control<QLineEdit>("percent")->isVisible());
         Said said;

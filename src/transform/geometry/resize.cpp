@@ -194,6 +194,23 @@ double ratio(const void* params) {
                               : static_cast<double>(s.height) / s.width;
 }
 
+// Changing the operation starts its value where the picture stands: 100 %,
+// or the input's megapixels.
+constexpr TransformField operation_field() {
+    TransformField f = field_choice<&P::operation>("operation", "Resize:", operation_words, resize_percent);
+    f.set = [](void* params, double v) {
+        P& p = *static_cast<P*>(params);
+        const int operation = static_cast<int>(v + 0.5);
+        if (operation != p.operation && p.in_width > 0) {
+            if (operation == resize_percent) p.percent = 100.0;
+            if (operation == resize_megapixels)
+                p.percent = static_cast<double>(p.in_width) * p.in_height / 1e6;
+        }
+        p.operation = operation;
+    };
+    return f;
+}
+
 constexpr TransformField set_resolution_field() {
     TransformField f = field_check<&P::reset_resolution>("resetresolution", "Set the resolution", true);
     f.relevant = [](const void* p) { return static_cast<const P*>(p)->operation != resize_resolution; };
@@ -220,7 +237,7 @@ constexpr TransformField proportions_field(bool wide) {
 
 constexpr TransformField fields[] = {
     field_input("Input Image:"),
-    field_choice<&P::operation>("operation", "Resize:", operation_words, resize_percent),
+    operation_field(),
     percent_field(),
     megapixels_field(),
     size_field<&P::fwidth, &P::width, true>("width", "Width:"),
