@@ -20,6 +20,7 @@
 #include <QComboBox>
 #include <QGridLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMdiArea>
 #include <QMenu>
 #include <QPainter>
@@ -78,6 +79,7 @@ private:
     void* params_;
     QWidget* rows_widget_ = nullptr;
     std::vector<Row> rows_;
+    const TransformField* editing_ = nullptr;  // the number box being typed in
     int image_type_ = 0;  // what the last layout was for
     int width_ = 0;
     int height_ = 0;
@@ -190,6 +192,23 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             row.control = combo;
             grid->addWidget(row.label, line, 0);
             grid->addWidget(combo, line, 1);
+            break;
+        }
+        case ControlKind::number: {
+            // An empty box, or one that holds no number, gives 0: not set.
+            row.label = new QLabel(text_of(field.label), rows_widget_);
+            auto* edit = new QLineEdit(rows_widget_);
+            row.label->setBuddy(edit);
+            connect(edit, &QLineEdit::textEdited, this, [this, f](const QString& text) {
+                bool ok = false;
+                const double value = text.trimmed().toDouble(&ok);
+                editing_ = f;
+                changed(*f, ok ? value : 0.0);
+                editing_ = nullptr;
+            });
+            row.control = edit;
+            grid->addWidget(row.label, line, 0);
+            grid->addWidget(edit, line, 1);
             break;
         }
         case ControlKind::integer_slider:
@@ -359,10 +378,14 @@ void PanelControls::changed(const TransformField& field, double value) {
             if (row.field->kind == ControlKind::curve)
                 static_cast<CurveControl*>(row.control)->set_curve(row.field->curve(params_));
         refresh_histograms();
-        // A method that uses other controls: the panel shows just those.
-        if (std::any_of(rows_.begin(), rows_.end(), [](const Row& r) { return r.field->relevant; }))
-            layout(image_type_, width_, height_);
     }
+    // A method that uses other controls, or a value a read-out depends on:
+    // the panel shows just the rows that serve.
+    if (std::any_of(rows_.begin(), rows_.end(), [this](const Row& r) {
+            return r.field->relevant && r.control->isHidden() == (field_shown(*r.field, image_type_) &&
+                                                                  r.field->relevant(params_));
+        }))
+        layout(image_type_, width_, height_);
     transform_parameter_changed();
 }
 
@@ -437,6 +460,15 @@ void PanelControls::show_block() {
             case ControlKind::check_box:
                 static_cast<QCheckBox*>(row.control)->setChecked(field.get(params_) != 0.0);
                 break;
+            case ControlKind::number: {
+                // The box being typed in keeps the user's text.
+                auto* edit = static_cast<QLineEdit*>(row.control);
+                if (row.field == editing_) break;
+                const double value = field.get(params_);
+                edit->setText(value == 0 ? QString()
+                                         : QString::fromStdString(format_text(field.format, value)));
+                break;
+            }
             case ControlKind::caption:
                 static_cast<QLabel*>(row.control)
                     ->setText(text_of(field.label) +
