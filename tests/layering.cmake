@@ -1,6 +1,7 @@
 # Layers point down only: the core includes nothing else of src/, the transformations and
-# the file layer only the core. Fails with the offending lines.
-file(GLOB_RECURSE sources ${SRC}/core/*.cpp ${SRC}/core/*.h ${SRC}/transform/*.cpp
+# the file layer only the core, the masks the core and the transformations' blur and curves.
+# Fails with the offending lines.
+file(GLOB_RECURSE sources ${SRC}/core/*.cpp ${SRC}/core/*.h ${SRC}/transform/*.cpp ${SRC}/mask/*.cpp ${SRC}/mask/*.h
     ${SRC}/transform/*.h ${SRC}/file/*.cpp ${SRC}/file/*.h)
 set(bad "")
 foreach(f IN LISTS sources)
@@ -8,6 +9,8 @@ foreach(f IN LISTS sources)
     string(REGEX MATCH "^[a-z]+" layer ${rel})
     if(layer STREQUAL "core")
         set(allowed "core")
+    elseif(layer STREQUAL "mask")
+        set(allowed "core|transform|mask")
     else()
         set(allowed "core|${layer}")
     endif()
