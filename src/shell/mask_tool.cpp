@@ -412,9 +412,15 @@ QWidget* MaskTool::build_sub_panel(MaskKind kind) {
             if (kind == MaskKind::texture) {
                 popup_row(page, layout, "Method:",
                           {"Max Difference", "Average Difference", "Difference from Average"},
-                          s.texture_method, [&s](int i) { s.texture_method = i; });
+                          s.texture_method, [this](int i) {
+                              settings_.texture_method = i;
+                              texture_histogram_update();
+                          });
                 popup_row(page, layout, "Neighborhood Size:", {"3x3", "5x5", "7x7"}, s.texture_size,
-                          [&s](int i) { s.texture_size = i; });
+                          [this](int i) {
+                              settings_.texture_size = i;
+                              texture_histogram_update();
+                          });
             }
             auto* curve = new CurveControl(page);
             curve->setObjectName(kind == MaskKind::texture ? QStringLiteral("texture_curve")
@@ -441,6 +447,7 @@ void MaskTool::select_kind(MaskKind kind) {
     dragging_ = false;
     if (auto* pages = panel_->findChild<QStackedWidget*>(QStringLiteral("sub_panels")))
         pages->setCurrentIndex(static_cast<int>(kind));
+    if (kind == MaskKind::texture) texture_histogram_update();
     if (auto* b = panel_->findChild<QToolButton*>(QString::fromLatin1(mask_kind_labels[static_cast<int>(kind)])))
         b->setChecked(true);
     if (picture_) picture_->viewport()->update();
@@ -698,6 +705,9 @@ bool MaskTool::pointer(ImageWindow* window, QPointF at, ProbePhase phase) {
                 changed(code, change);
             }
             return true;
+        case MaskKind::color_range:
+            probe_range(at);
+            return true;
         case MaskKind::paint: {
             MaskChange change;
             if (phase == ProbePhase::press) {
@@ -721,6 +731,35 @@ bool MaskTool::pointer(ImageWindow* window, QPointF at, ProbePhase phase) {
         default:
             return false;
     }
+}
+
+void MaskTool::probe_range(QPointF at) {
+    // The probe in RGB grows the range to take in what was clicked, never shrinks it.
+    if (settings_.range_space != 2) return;
+    const Image* picture = picture_image();
+    const int x = std::clamp(static_cast<int>(std::floor(at.x())), 0, picture->width - 1);
+    const int row = std::clamp(static_cast<int>(std::floor(at.y())), 0, picture->height - 1);
+    std::vector<std::uint8_t> rgb(3 * static_cast<std::size_t>(picture->width));
+    picture_line_rgb8(picture, picture->height - 1 - row, rgb.data());
+    for (int c = 0; c < 3; ++c) {
+        const int v = (rgb[3 * static_cast<std::size_t>(x) + c] << 10) / 255;
+        int* limits = settings_.range_limits.data() + 4 * c;
+        if (v < limits[0]) limits[0] = limits[2] = v;
+        if (v > limits[1]) limits[1] = limits[3] = v;
+    }
+    for (int i = 0; i < 12; ++i)
+        if (auto* spin = panel_->findChild<QSpinBox*>(QStringLiteral("limit_%1").arg(i)))
+            spin->setValue(settings_.range_limits[static_cast<std::size_t>(i)]);
+}
+
+void MaskTool::texture_histogram_update() {
+    std::uint32_t tallest = 0;
+    if (texture_histogram(picture_image(), settings_.texture_method, settings_.texture_size,
+                          texture_histogram_.count, &tallest) != 0)
+        return;
+    texture_histogram_.largest = tallest;
+    if (auto* curve = panel_->findChild<CurveControl*>(QStringLiteral("texture_curve")))
+        curve->set_histograms(&texture_histogram_, 1);
 }
 
 bool MaskTool::double_click(ImageWindow* window, QPointF at) {

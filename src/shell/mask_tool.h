@@ -117,6 +117,10 @@ private:
     Image* mask_image() const;
     const Image* picture_image() const;
     void update_overlay_view();
+    // Color Range's probe: a click on the picture widens the RGB limits to it.
+    void probe_range(QPointF at);
+    // The histogram of local contrast behind Texture's curve.
+    void texture_histogram_update();
 
     QPointer<TransformPanel> panel_;
     QPointer<ImageWindow> picture_;
@@ -128,6 +132,7 @@ private:
     Settings settings_;
     Curve brightness_curve_{};
     Curve texture_curve_{};
+    CurveHistogram texture_histogram_;
     QPointer<ImageWindow> combine_with_;
     LineClasses classes_;
     ImageHolder undo_image_;

@@ -63,6 +63,7 @@ private slots:
     void overlay_modes_colour_a_gray_picture();
     void polygon_clicks_flood_fill_and_paint_draw_by_mode();
     void invert_undo_area_and_cancel();
+    void color_range_probe_widens_the_range();
     void exponential_slider();
 
 private:
@@ -235,6 +236,25 @@ void TestMaskTool::invert_undo_area_and_cancel() {
     QVERIFY(sub.isNull());
     QVERIFY(picture_->record()->mask_window == nullptr);
     QCOMPARE(picture_->record()->view_copy.type, static_cast<int>(image_type_gray8));
+}
+
+void TestMaskTool::color_range_probe_widens_the_range() {
+    MaskTool* tool = open_tool();
+    tool->select_kind(MaskKind::color_range);
+    // A gray picture works in RGB whatever was chosen.
+    QVERIFY(!tool->panel()->findChild<QComboBox*>(QStringLiteral("Color Space"))->isEnabled());
+    tool->settings().range_limits = {600, 800, 700, 768, 0, 1024, 0, 1024, 0, 1024, 0, 1024};
+    // Gray 109 at (10, 10): 437 on the 1024 scale, below the low limits.
+    QTest::mouseClick(picture_->viewport(), Qt::LeftButton, {}, at(10.5, 10.5));
+    QCOMPARE(tool->settings().range_limits[0], 437);
+    QCOMPARE(tool->settings().range_limits[2], 437);
+    QCOMPARE(tool->settings().range_limits[1], 800);  // never shrinks
+    tool->apply();
+    // Gray is 60 + (x + 149 - row) % 100; the range now runs from 437 * 255 >> 10 = 108.
+    QCOMPARE(mask_at(tool, 10, 10), 255);   // 109
+    QCOMPARE(mask_at(tool, 48, 149), 255);  // 108
+    QCOMPARE(mask_at(tool, 47, 149), 0);    // 107
+    QCOMPARE(mask_at(tool, 40, 10), 255);   // 139
 }
 
 void TestMaskTool::exponential_slider() {
