@@ -152,6 +152,10 @@ void TestMaskTool::overlay_modes_colour_a_gray_picture() {
     drag({0, 0}, {100, 150});  // left half white
     WindowRecord* r = picture_->record();
     QCOMPARE(r->view_copy.type, static_cast<int>(image_type_colour8));
+    // Drawn at once in the default semitransparent red over the gray 109.
+    const std::uint8_t* drawn = r->view_copy.rows[r->view_copy.height - 1 - (10 - r->view_y1)] + 3 * (10 - r->view_x1);
+    QCOMPARE(int(drawn[2]), 109 + 73);
+    QCOMPARE(int(drawn[0]), 109 - 55);
     auto* overlay = tool->panel()->findChild<QComboBox*>(QStringLiteral("overlay"));
     struct Case {
         int index;
@@ -228,6 +232,9 @@ void TestMaskTool::invert_undo_area_and_cancel() {
     tool->panel()->findChild<QPushButton*>(QStringLiteral("undo"))->click();
     QCOMPARE(mask_at(tool, 10, 10), 255);
     QCOMPARE(mask_at(tool, 100, 100), 0);
+    // The lines' classes came back too: adding to the black lines works.
+    drag({90, 90}, {110, 110});
+    QCOMPARE(mask_at(tool, 100, 100), 255);
     // Cancel throws away the mask the tool made.
     QPointer<QMdiSubWindow> sub = mask->sub_window();
     tool->panel()->findChild<QPushButton*>(QStringLiteral("cancel"))->click();
