@@ -165,14 +165,19 @@ MaskTool::MaskTool(QMdiArea* area, ImageWindow* picture, ImageWindow* mask, bool
     WindowRecord* r = picture->record();
     r->mask_window = mask;
     if (r->overlay_strength == 0) r->overlay_strength = 128;
-    link_add(nullptr, mask, "Mask Tool", true);
     build_panel();
+    // Neither the mask nor the picture closes while the tool works on them.
+    link_add(panel_, mask, "Mask Tool", true);
+    link_add(panel_, picture, "Mask Tool", true);
     picture->viewport()->setMouseTracking(true);
     image_drawing_set(this);
     mask_tool_opened(panel_);
     update_overlay_view();
     // The picture going away ends the tool as a cancel would.
-    connect(picture, &QObject::destroyed, this, [this] { finish(false); });
+    connect(picture, &QObject::destroyed, this, [this] {
+        picture_ = nullptr;
+        finish(false);
+    });
 }
 
 MaskTool::~MaskTool() {
@@ -619,7 +624,7 @@ void MaskTool::finish(bool keep) {
     if (closing_) return;
     closing_ = true;
     image_drawing_set(nullptr);
-    if (mask_) link_remove(nullptr, mask_);
+    if (panel_) link_remove_all(panel_);
     if (picture_) {
         WindowRecord* r = picture_->record();
         if (keep && mask_) {

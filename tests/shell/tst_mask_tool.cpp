@@ -2,6 +2,10 @@
 // picture, drawing on the picture with the mouse, the overlay modes, the
 // buttons, and the mask it leaves standing, which Add Noise then takes.
 #include "core/format.h"
+#include "core/random.h"
+#include "file/file_types.h"
+#include "file/read_image.h"
+#include "file/write_image.h"
 #include "shell/amount_control.h"
 #include "shell/key_filter.h"
 #include "shell/link_notify.h"
@@ -14,6 +18,8 @@
 #include "transform/driver.h"
 
 #include <QComboBox>
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QPushButton>
 #include <QSlider>
 #include <QToolButton>
@@ -103,6 +109,7 @@ void TestMaskTool::opens_on_the_picture_with_a_hidden_cleared_mask() {
     QCOMPARE(open_tool(), tool);
     // The mask is in use: its window refuses to close.
     QCOMPARE(link_blocker(tool->mask_window()), std::string("Mask Tool"));
+    QCOMPARE(link_blocker(picture_), std::string("Mask Tool"));
 }
 
 void TestMaskTool::a_dragged_oval_feathered_masks_add_noise() {
@@ -130,7 +137,11 @@ void TestMaskTool::a_dragged_oval_feathered_masks_add_noise() {
     QVERIFY(panel != nullptr);
     auto* amount = panel->findChild<AmountControl*>(QStringLiteral("amount"));
     QCOMPARE(static_cast<WindowBase*>(amount->mask_window()), static_cast<WindowBase*>(mask));
+    // From the start of the random sequence, as orvane-batch starts.
+    const std::int32_t saved = random_state();
+    random_set_state(random_start);
     panel->button_row()->ok_button()->click();
+    random_set_state(saved);
     QTest::qWait(1);
     ImageWindow* result = image_window_active(frame_->area());
     QVERIFY(result != picture_ && result != mask);
@@ -144,6 +155,25 @@ void TestMaskTool::a_dragged_oval_feathered_masks_add_noise() {
             if (m.rows[y][x] == 255 && out.rows[y][x] != in.rows[y][x]) ++changed_inside;
         }
     QVERIFY(changed_inside > 1000);
+
+    // orvane-batch through the same mask saved as TIFF gives the same pixels.
+    QTemporaryDir dir;
+    const QString in_path = dir.filePath(QStringLiteral("in.tif")), mask_path = dir.filePath(QStringLiteral("m.tif"));
+    const QString out_path = dir.filePath(QStringLiteral("out.tif"));
+    SaveOptions options;
+    options.progress = false;
+    QCOMPARE(WriteImage(QFile::encodeName(in_path).constData(), save_filter_tiff, &picture_->record()->image, {}, options), 0);
+    QCOMPARE(WriteImage(QFile::encodeName(mask_path).constData(), save_filter_tiff, &mask->record()->image, {}, options), 0);
+    QProcess batch;
+    batch.start(QCoreApplication::applicationDirPath() + QStringLiteral("/../orvane-batch"),
+                {QStringLiteral("apply"), QStringLiteral("Add Noise"), QStringLiteral("--mask"), mask_path,
+                 in_path, out_path});
+    QVERIFY(batch.waitForFinished(60000));
+    QCOMPARE(batch.exitCode(), 0);
+    ImageHolder written;
+    int file_type = 0;
+    QCOMPARE(ReadImage(QFile::encodeName(out_path).constData(), written.get(), nullptr, &file_type, 1 << 16), 0);
+    QVERIFY(same_pixels(out, *written.get()));
 }
 
 void TestMaskTool::overlay_modes_colour_a_gray_picture() {
