@@ -55,7 +55,8 @@ int main() {
     outline.push_back({200, static_cast<double>(h - 200)});
 
     ImageHolder one, all, out_one, out_all, picture;
-    if (image_alloc(one.get(), image_type_gray8, w, h, 100.0) || image_alloc(all.get(), image_type_gray8, w, h, 100.0) ||
+    if (image_alloc(one.get(), image_type_gray8, w, h, 100.0) ||
+        image_alloc(all.get(), image_type_gray8, w, h, 100.0) ||
         image_alloc(picture.get(), image_type_colour8, w, h, 100.0))
         return 1;
     LineClasses classes;
@@ -72,8 +73,10 @@ int main() {
                 same(*one, *all) ? "yes" : "NO");
 
     line_classes_compute(*one, classes);
-    const double f1 = timed(1, [&] { (void)mask_feather(one.get(), out_one.get(), 64, 0, 0, classes, false); });
-    const double fn = timed(cores, [&] { (void)mask_feather(one.get(), out_all.get(), 64, 0, 0, classes, false); });
+    const double f1 =
+        timed(1, [&] { (void)mask_feather(one.get(), out_one.get(), 64, 0, 0, classes, false); });
+    const double fn = timed(
+        cores, [&] { (void)mask_feather(one.get(), out_all.get(), 64, 0, 0, classes, false); });
     std::printf("%-40s %9.3fs %9.3fs %s\n", "Feather 64 along the wavy edge", f1, fn,
                 same(*out_one, *out_all) ? "yes" : "NO");
 
@@ -88,12 +91,14 @@ int main() {
     const auto fill = [&](Image* mask) {
         clear(mask);
         line_classes_compute(*mask, classes);
-        (void)mask_flood_fill(w / 2, h / 2, picture.get(), mask, classes, mask_mode_add, 32.0, nullptr);
+        (void)mask_flood_fill(w / 2, h / 2, picture.get(), mask, classes, mask_mode_add, 32.0,
+                              nullptr);
     };
     const double g1 = timed(1, [&] { fill(one.get()); });
     const double gn = timed(cores, [&] { fill(all.get()); });
     std::printf("%-40s %9.3fs %9.3fs %s (%.0f%% filled)\n", "Flood Fill, threshold 32", g1, gn,
-                same(*one, *all) ? "yes" : "NO", image_mask_area(all.get()) * 100.0 / (double(w) * h));
+                same(*one, *all) ? "yes" : "NO",
+                image_mask_area(all.get()) * 100.0 / (double(w) * h));
     std::printf("(%d threads)\n", cores);
     return 0;
 }

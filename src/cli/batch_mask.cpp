@@ -48,7 +48,8 @@ int batch_mask(const std::vector<std::string>& args) {
             files.push_back(args[i]);
         }
     }
-    if (files.size() != 3) return refuse("mask needs an outline, a reference picture and an output");
+    if (files.size() != 3)
+        return refuse("mask needs an outline, a reference picture and an output");
     OutlineKind kind = OutlineKind::polygon;
     if (ends_with(files[0], outline_extension(OutlineKind::spline)))
         kind = OutlineKind::spline;
@@ -65,7 +66,8 @@ int batch_mask(const std::vector<std::string>& args) {
         return fail(err);
 
     ImageHolder mask;
-    if (int err = image_alloc(mask.get(), image_type_gray8, reference->width, reference->height, 100.0))
+    if (int err =
+            image_alloc(mask.get(), image_type_gray8, reference->width, reference->height, 100.0))
         return fail(err);
     for (int y = 0; y < mask->height; ++y)
         std::fill(mask->rows[y], mask->rows[y] + mask->width, std::uint8_t{0});

@@ -17,7 +17,8 @@ int brush_stamp_value(const BrushSettings& settings, double distance) {
 }
 
 int brush_step(const BrushSettings& settings) {
-    return std::max(1, static_cast<int>(std::floor(0.01 * settings.spacing * settings.radius + 0.5)));
+    return std::max(1,
+                    static_cast<int>(std::floor(0.01 * settings.spacing * settings.radius + 0.5)));
 }
 
 void BrushStroke::reference_colour(double x, double y) {
@@ -38,8 +39,8 @@ int BrushStroke::begin(Image* mask, LineClasses* classes, const Image* start, co
                           picture->height != mask->height || picture->type == image_type_binary))
         return 14;
     if (settings.apply_to == brush_color_range && tables == nullptr) return 14;
-    if (!settings.accumulate && (start == nullptr || start->width != mask->width ||
-                                 start->height != mask->height))
+    if (!settings.accumulate &&
+        (start == nullptr || start->width != mask->width || start->height != mask->height))
         return 14;
     mask_ = mask;
     classes_ = classes;
@@ -48,7 +49,8 @@ int BrushStroke::begin(Image* mask, LineClasses* classes, const Image* start, co
     tables_ = tables;
     settings_ = settings;
     try {
-        stroke_.assign(settings.accumulate ? 0 : static_cast<std::size_t>(mask->width) * mask->height, 0);
+        stroke_.assign(
+            settings.accumulate ? 0 : static_cast<std::size_t>(mask->width) * mask->height, 0);
         line_rgb_.resize(3 * static_cast<std::size_t>(mask->width));
     } catch (const std::bad_alloc&) {
         return 1;
@@ -93,14 +95,17 @@ void BrushStroke::move_to(double x, double y, MaskChange* change) {
 void BrushStroke::stamp(double cx, double cy, MaskChange* change) {
     const int w = mask_->width, h = mask_->height;
     const double r = settings_.radius;
-    const int x1 = std::max(0, static_cast<int>(std::floor(cx - r))), x2 = std::min(w - 1, static_cast<int>(std::ceil(cx + r)));
-    const int y1 = std::max(0, static_cast<int>(std::floor(cy - r))), y2 = std::min(h - 1, static_cast<int>(std::ceil(cy + r)));
+    const int x1 = std::max(0, static_cast<int>(std::floor(cx - r))),
+              x2 = std::min(w - 1, static_cast<int>(std::ceil(cx + r)));
+    const int y1 = std::max(0, static_cast<int>(std::floor(cy - r))),
+              y2 = std::min(h - 1, static_cast<int>(std::ceil(cy + r)));
     if (change != nullptr) *change = MaskChange{};
     if (x1 > x2 || y1 > y2) return;
     if (settings_.apply_to == brush_similar_track) reference_colour(cx, cy);
     for (int row = y1; row <= y2; ++row) {
         const int line = h - 1 - row;
-        if (settings_.apply_to != brush_all_pixels) picture_line_rgb8(picture_, line, line_rgb_.data());
+        if (settings_.apply_to != brush_all_pixels)
+            picture_line_rgb8(picture_, line, line_rgb_.data());
         std::uint8_t* m = mask_->rows[line];
         for (int x = x1; x <= x2; ++x) {
             // Pixel centres against the stamp's centre.
@@ -108,12 +113,13 @@ void BrushStroke::stamp(double cx, double cy, MaskChange* change) {
             if (value == 0) continue;
             const std::uint8_t* rgb = line_rgb_.data() + 3 * static_cast<std::size_t>(x);
             if (settings_.apply_to == brush_color_range) {
-                value = mul8[value][color_range_coverage(*tables_, !image_is_colour(picture_), rgb[0], rgb[1], rgb[2])];
+                value = mul8[value][color_range_coverage(*tables_, !image_is_colour(picture_),
+                                                         rgb[0], rgb[1], rgb[2])];
             } else if (settings_.apply_to != brush_all_pixels) {
-                const int d = image_is_colour(picture_)
-                                  ? std::abs(rgb[0] - reference_[0]) + std::abs(rgb[1] - reference_[1]) +
-                                        std::abs(rgb[2] - reference_[2])
-                                  : 3 * std::abs(rgb[0] - reference_[0]);
+                const int d = image_is_colour(picture_) ? std::abs(rgb[0] - reference_[0]) +
+                                                              std::abs(rgb[1] - reference_[1]) +
+                                                              std::abs(rgb[2] - reference_[2])
+                                                        : 3 * std::abs(rgb[0] - reference_[0]);
                 value = mul8[value][similarity_coverage(d, settings_.threshold)];
             }
             if (settings_.accumulate) {
@@ -121,7 +127,8 @@ void BrushStroke::stamp(double cx, double cy, MaskChange* change) {
             } else {
                 std::uint8_t& s = stroke_[static_cast<std::size_t>(row) * w + x];
                 s = std::max<std::uint8_t>(s, static_cast<std::uint8_t>(value));
-                m[x] = static_cast<std::uint8_t>(mask_merge(start_->rows[line][x], s, settings_.mode));
+                m[x] =
+                    static_cast<std::uint8_t>(mask_merge(start_->rows[line][x], s, settings_.mode));
             }
         }
         (*classes_)[static_cast<std::size_t>(line)] = static_cast<std::uint8_t>(line_class(m, w));

@@ -19,13 +19,13 @@ enum BrushApplyTo : int {
 };
 
 struct BrushSettings {
-    double radius = 10.0;        // 0..1000 pixels
-    double transparency = 0.0;   // 0..100
-    double softness = 100.0;     // 0..100: 100 a cone to the rim, 0 a flat disc
-    double spacing = 25.0;       // percent of the radius between stamps
-    double threshold = 30.0;     // 0..200, for similar pixels
+    double radius = 10.0;       // 0..1000 pixels
+    double transparency = 0.0;  // 0..100
+    double softness = 100.0;    // 0..100: 100 a cone to the rim, 0 a flat disc
+    double spacing = 25.0;      // percent of the radius between stamps
+    double threshold = 30.0;    // 0..200, for similar pixels
     int apply_to = brush_all_pixels;
-    bool accumulate = false;     // "Accumulate", else "Don't accumulate"
+    bool accumulate = false;  // "Accumulate", else "Don't accumulate"
     int mode = mask_mode_add;
 };
 

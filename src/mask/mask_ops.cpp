@@ -64,7 +64,8 @@ int merge_lines(Image* mask, LineClasses& classes, int mode, const char* title,
             coverage(y, c.data());
             std::uint8_t* m = mask->rows[y];
             for (int x = 0; x < width; ++x)
-                m[x] = static_cast<std::uint8_t>(mask_merge(m[x], c[static_cast<std::size_t>(x)], mode));
+                m[x] = static_cast<std::uint8_t>(
+                    mask_merge(m[x], c[static_cast<std::size_t>(x)], mode));
             classes[static_cast<std::size_t>(y)] = static_cast<std::uint8_t>(line_class(m, width));
         }
     });
@@ -117,10 +118,12 @@ std::vector<std::uint8_t> feather_stamp(int width, int falloff, int corners) {
         for (int i = 0; i < side; ++i) {
             const double x = static_cast<double>(i - w) / (w + 1);
             const double y = static_cast<double>(j - w) / (w + 1);
-            const double distance = corners == 0 ? std::hypot(x, y) : std::max(std::abs(x), std::abs(y));
+            const double distance =
+                corners == 0 ? std::hypot(x, y) : std::max(std::abs(x), std::abs(y));
             int value = 0;
             if (falloff == 0)
-                value = std::clamp(static_cast<int>(std::floor(255.0 * (1.0 - distance) + 0.5)), 0, 255);
+                value = std::clamp(static_cast<int>(std::floor(255.0 * (1.0 - distance) + 0.5)), 0,
+                                   255);
             else
                 value = distance < 1.0 ? 255 : 0;
             if (width < 0) value = 255 - value;
@@ -146,8 +149,8 @@ int mask_feather(const Image* input, Image* output, int width, int falloff, int 
     const int nothing = outward ? 0 : 255;
     const std::uint8_t skip_class = outward ? line_black : line_white;
 
-    const ProgressScope progress(show_progress ? "Feather" : "", static_cast<std::int64_t>(w) * h, 0,
-                                 h - 1, true);
+    const ProgressScope progress(show_progress ? "Feather" : "", static_cast<std::int64_t>(w) * h,
+                                 0, h - 1, true);
     // Each band writes only its own output lines and takes the stamps of every
     // input line within reach; max and min don't care about order, so the
     // bytes are the same for any number of bands.
@@ -170,7 +173,8 @@ int mask_feather(const Image* input, Image* output, int width, int falloff, int 
                 const int oy0 = std::max(sy - r, y0), oy1 = std::min(sy + r, y1 - 1);
                 const int ox0 = std::max(x - r, 0), ox1 = std::min(x + r, w - 1);
                 for (int oy = oy0; oy <= oy1; ++oy) {
-                    const std::uint8_t* s = stamp.data() + static_cast<std::size_t>(oy - sy + r) * side + (r - x);
+                    const std::uint8_t* s =
+                        stamp.data() + static_cast<std::size_t>(oy - sy + r) * side + (r - x);
                     std::uint8_t* out = output->rows[oy];
                     for (int ox = ox0; ox <= ox1; ++ox) {
                         if (outward) {
@@ -410,14 +414,15 @@ int texture_histogram(const Image* picture, int method, int size,
     if (!is_picture_type(picture->type)) return 14;
     int step_x = 1, step_y = 1;
     bool grow_y = true;
-    while (static_cast<std::int64_t>(picture->width) * picture->height / (step_x * step_y) > 1000000) {
+    while (static_cast<std::int64_t>(picture->width) * picture->height / (step_x * step_y) >
+           1000000) {
         (grow_y ? step_y : step_x) += 1;
         grow_y = !grow_y;
     }
-    const ProgressScope progress("Computing Histogram",
-                                 static_cast<std::int64_t>(picture->width) * picture->height /
-                                     (step_x * step_y),
-                                 0, picture->height - 1, false);
+    const ProgressScope progress(
+        "Computing Histogram",
+        static_cast<std::int64_t>(picture->width) * picture->height / (step_x * step_y), 0,
+        picture->height - 1, false);
     for (int row = 0; row < picture->height; row += step_y) {
         for (int x = 0; x < picture->width; x += step_x)
             ++histogram[static_cast<std::size_t>(texture_value(picture, x, row, method, size))];
@@ -471,7 +476,9 @@ int mask_flood_fill(int x, int row, const Image* picture, Image* mask, LineClass
         }
     });
     const auto at = [w](int px, int py) { return static_cast<std::size_t>(py) * w + px; };
-    const auto open = [&](int px, int py) { return fill[at(px, py)] == 0 && similar[at(px, py)] != 0; };
+    const auto open = [&](int px, int py) {
+        return fill[at(px, py)] == 0 && similar[at(px, py)] != 0;
+    };
     struct Seed {
         std::int32_t x, y;
     };

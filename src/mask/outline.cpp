@@ -41,8 +41,7 @@ int scan_box(const SubBox& box, const Crossings& crossings, CoveragePlane* plane
     const int height = box.y1 / sub - top + 1;
     const int sub_columns = box.x1 - box.x0 + 1;
     try {
-        plane->values.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height),
-                             0);
+        plane->values.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
         plane->first.assign(static_cast<std::size_t>(height), width);
         plane->last.assign(static_cast<std::size_t>(height), -1);
     } catch (const std::bad_alloc&) {
@@ -231,7 +230,8 @@ void coverage_merge(const CoveragePlane& plane, int mode, Image* mask, LineClass
                 std::fill(out + x_last + 1, out + width, std::uint8_t{0});
             }
             if (first <= last) {
-                const std::uint8_t* c = plane.values.data() + static_cast<std::size_t>(r) * plane.width;
+                const std::uint8_t* c =
+                    plane.values.data() + static_cast<std::size_t>(r) * plane.width;
                 for (int x = first; x <= last; ++x) {
                     std::uint8_t& m = out[plane.left + x];
                     m = static_cast<std::uint8_t>(mask_merge(m, c[x], mode));
@@ -268,7 +268,8 @@ int mask_region_rectangle(OutlinePoint corner1, OutlinePoint corner2, int mode, 
                           LineClasses& classes, MaskChange* change) {
     if (change != nullptr) *change = MaskChange{};
     if (corner1.x == corner2.x && corner1.y == corner2.y) return 0;
-    const OutlinePoint corners[] = {corner1, {corner2.x, corner1.y}, corner2, {corner1.x, corner2.y}};
+    const OutlinePoint corners[] = {
+        corner1, {corner2.x, corner1.y}, corner2, {corner1.x, corner2.y}};
     return merge_polygon(outline_subpoints(corners), mode, mask, classes, change);
 }
 

@@ -7,8 +7,8 @@
 
 #include "shell/image_probe.h"
 
-#include <Qt>
 #include <QPointF>
+#include <Qt>
 
 class ImageWindow;
 class QPainter;

@@ -132,7 +132,8 @@ int mask_tool_open(QMdiArea* area, ImageWindow* existing) {
             return 14;
     } else {
         ImageHolder cleared;
-        if (const int code = image_alloc(cleared.get(), image_type_gray8, image.width, image.height, 100.0))
+        if (const int code =
+                image_alloc(cleared.get(), image_type_gray8, image.width, image.height, 100.0))
             return code;
         for (int y = 0; y < image.height; ++y)
             std::fill(cleared->rows[y], cleared->rows[y] + image.width, std::uint8_t{0});
@@ -157,7 +158,10 @@ bool mask_tool_command(QMdiArea* area, int number) {
 // ---------------------------------------------------------------------------
 
 MaskTool::MaskTool(QMdiArea* area, ImageWindow* picture, ImageWindow* mask, bool created)
-    : QObject(area), picture_(picture), mask_(mask), created_(created),
+    : QObject(area),
+      picture_(picture),
+      mask_(mask),
+      created_(created),
       previous_mask_(picture->record()->mask_window) {
     curve_reset(brightness_curve_);
     curve_reset(texture_curve_);
@@ -197,11 +201,10 @@ void MaskTool::update_overlay_view() {
 }
 
 void MaskTool::build_panel() {
-    const QString name = QString::fromStdString(
-        window_title_base(*picture_->record(), false));
-    panel_ = new TransformPanel(qobject_cast<QMdiArea*>(parent()),
-                                QStringLiteral("Mask - %1").arg(name), 420, 300,
-                                window_kind_mask_tool, 0);
+    const QString name = QString::fromStdString(window_title_base(*picture_->record(), false));
+    panel_ =
+        new TransformPanel(qobject_cast<QMdiArea*>(parent()), QStringLiteral("Mask - %1").arg(name),
+                           420, 300, window_kind_mask_tool, 0);
     panel_->setObjectName(QStringLiteral("mask_tool"));
     connect(panel_, &TransformPanel::button_pressed, this, [this](PanelButton button) {
         if (button == PanelButton::ok) finish(true);
@@ -314,24 +317,31 @@ QWidget* MaskTool::build_sub_panel(MaskKind kind) {
             break;
         }
         case MaskKind::feather:
-            slider_row(page, layout, "feather_width", s.feather_width * 512 / 64 + 512,
-                       [](int p) { return fmt("Feather Width: %d", (p - 512) * 64 / 512); },
-                       [&s](int p) { s.feather_width = (p - 512) * 64 / 512; });
+            slider_row(
+                page, layout, "feather_width", s.feather_width * 512 / 64 + 512,
+                [](int p) { return fmt("Feather Width: %d", (p - 512) * 64 / 512); },
+                [&s](int p) { s.feather_width = (p - 512) * 64 / 512; });
             popup_row(page, layout, "Falloff:", {"Cone", "Flat"}, s.feather_falloff,
                       [&s](int i) { s.feather_falloff = i; });
             popup_row(page, layout, "Corners:", {"Round", "Square"}, s.feather_corners,
                       [&s](int i) { s.feather_corners = i; });
             break;
         case MaskKind::blur:
-            slider_row(page, layout, "blur_radius", exp_slider_position(s.blur_radius),
-                       [](int p) { return fmt("Radius: %d", static_cast<int>(std::floor(exp_slider_value(p) + 0.5))); },
-                       [&s](int p) { s.blur_radius = static_cast<int>(std::floor(exp_slider_value(p) + 0.5)); });
+            slider_row(
+                page, layout, "blur_radius", exp_slider_position(s.blur_radius),
+                [](int p) {
+                    return fmt("Radius: %d",
+                               static_cast<int>(std::floor(exp_slider_value(p) + 0.5)));
+                },
+                [&s](int p) {
+                    s.blur_radius = static_cast<int>(std::floor(exp_slider_value(p) + 0.5));
+                });
             break;
         case MaskKind::color_range: {
             const bool gray = !image_is_colour(picture_image());
             if (gray) s.range_space = 2;
-            auto* space = popup_row(page, layout, "Color Space:", {"HSV", "HSL", "RGB"}, s.range_space,
-                                    [&s](int i) { s.range_space = i; });
+            auto* space = popup_row(page, layout, "Color Space:", {"HSV", "HSL", "RGB"},
+                                    s.range_space, [&s](int i) { s.range_space = i; });
             space->setEnabled(!gray);
             auto* grid = new QGridLayout;
             const char* columns[] = {"Outer Low", "Outer High", "Inner Low", "Inner High"};
@@ -345,8 +355,9 @@ QWidget* MaskTool::build_sub_panel(MaskKind kind) {
                     spin->setRange(0, 1024);
                     spin->setValue(s.range_limits[static_cast<std::size_t>(4 * c + k)]);
                     const int index = 4 * c + k;
-                    connect(spin, &QSpinBox::valueChanged, this,
-                            [&s, index](int v) { s.range_limits[static_cast<std::size_t>(index)] = v; });
+                    connect(spin, &QSpinBox::valueChanged, this, [&s, index](int v) {
+                        s.range_limits[static_cast<std::size_t>(index)] = v;
+                    });
                     grid->addWidget(spin, c + 1, k + 1);
                 }
             }
@@ -355,21 +366,26 @@ QWidget* MaskTool::build_sub_panel(MaskKind kind) {
         }
         case MaskKind::paint: {
             BrushSettings& b = s.brush;
-            slider_row(page, layout, "brush_radius", exp_slider_position(b.radius),
-                       [](int p) { return fmt("Radius: %1f", exp_slider_value(p)); },
-                       [&b](int p) { b.radius = exp_slider_value(p); });
-            slider_row(page, layout, "brush_transparency", static_cast<int>(b.transparency * 1024 / 100),
-                       [](int p) { return fmt("Transparency: %1f", p * 100.0 / 1024); },
-                       [&b](int p) { b.transparency = p * 100.0 / 1024; });
-            slider_row(page, layout, "brush_softness", static_cast<int>(b.softness * 1024 / 100),
-                       [](int p) { return fmt("Softness: %1f", p * 100.0 / 1024); },
-                       [&b](int p) { b.softness = p * 100.0 / 1024; });
-            slider_row(page, layout, "brush_spacing", static_cast<int>(b.spacing * 1024 / 100),
-                       [](int p) { return fmt("Spacing: %1f", p * 100.0 / 1024); },
-                       [&b](int p) { b.spacing = p * 100.0 / 1024; });
-            slider_row(page, layout, "brush_threshold", static_cast<int>(b.threshold * 1024 / 200),
-                       [](int p) { return fmt("Threshold: %1f", p * 200.0 / 1024); },
-                       [&b](int p) { b.threshold = p * 200.0 / 1024; });
+            slider_row(
+                page, layout, "brush_radius", exp_slider_position(b.radius),
+                [](int p) { return fmt("Radius: %1f", exp_slider_value(p)); },
+                [&b](int p) { b.radius = exp_slider_value(p); });
+            slider_row(
+                page, layout, "brush_transparency", static_cast<int>(b.transparency * 1024 / 100),
+                [](int p) { return fmt("Transparency: %1f", p * 100.0 / 1024); },
+                [&b](int p) { b.transparency = p * 100.0 / 1024; });
+            slider_row(
+                page, layout, "brush_softness", static_cast<int>(b.softness * 1024 / 100),
+                [](int p) { return fmt("Softness: %1f", p * 100.0 / 1024); },
+                [&b](int p) { b.softness = p * 100.0 / 1024; });
+            slider_row(
+                page, layout, "brush_spacing", static_cast<int>(b.spacing * 1024 / 100),
+                [](int p) { return fmt("Spacing: %1f", p * 100.0 / 1024); },
+                [&b](int p) { b.spacing = p * 100.0 / 1024; });
+            slider_row(
+                page, layout, "brush_threshold", static_cast<int>(b.threshold * 1024 / 200),
+                [](int p) { return fmt("Threshold: %1f", p * 200.0 / 1024); },
+                [&b](int p) { b.threshold = p * 200.0 / 1024; });
             popup_row(page, layout, "Apply to:",
                       {"All Pixels", "Pixels in Color Range", "Similar Pixels (Fixed)",
                        "Similar Pixels (Track)"},
@@ -391,25 +407,30 @@ QWidget* MaskTool::build_sub_panel(MaskKind kind) {
                 const Image* picture = picture_image();
                 for (QMdiSubWindow* sub : qobject_cast<QMdiArea*>(parent())->subWindowList()) {
                     auto* w = qobject_cast<ImageWindow*>(sub->widget());
-                    if (w == nullptr || w == mask_ || w->window_kind() != window_kind_image) continue;
+                    if (w == nullptr || w == mask_ || w->window_kind() != window_kind_image)
+                        continue;
                     const Image& m = w->record()->image;
-                    if (m.type != image_type_gray8 || m.width != picture->width || m.height != picture->height)
+                    if (m.type != image_type_gray8 || m.width != picture->width ||
+                        m.height != picture->height)
                         continue;
                     windows->addItem(sub->windowTitle(), QVariant::fromValue<void*>(w));
                 }
             };
             fill();
             connect(windows, &QComboBox::currentIndexChanged, this, [this, windows](int i) {
-                combine_with_ = i <= 0 ? nullptr : static_cast<ImageWindow*>(windows->itemData(i).value<void*>());
+                combine_with_ =
+                    i <= 0 ? nullptr
+                           : static_cast<ImageWindow*>(windows->itemData(i).value<void*>());
             });
             row->addWidget(windows);
             auto* refresh = new QPushButton(QStringLiteral("Refresh"), page);
             connect(refresh, &QPushButton::clicked, this, fill);
             row->addWidget(refresh);
             layout->addLayout(row);
-            slider_row(page, layout, "combine_value", s.combine_value * 1024 / 255,
-                       [](int p) { return fmt("Mask Gray Level: %d", p * 255 / 1024); },
-                       [&s](int p) { s.combine_value = p * 255 / 1024; });
+            slider_row(
+                page, layout, "combine_value", s.combine_value * 1024 / 255,
+                [](int p) { return fmt("Mask Gray Level: %d", p * 255 / 1024); },
+                [&s](int p) { s.combine_value = p * 255 / 1024; });
             break;
         }
         case MaskKind::brightness_curve:
@@ -435,9 +456,10 @@ QWidget* MaskTool::build_sub_panel(MaskKind kind) {
             break;
         }
         case MaskKind::flood_fill:
-            slider_row(page, layout, "flood_threshold", static_cast<int>(s.flood_threshold * 1024 / 200),
-                       [](int p) { return fmt("Threshold: %1f", p * 200.0 / 1024); },
-                       [&s](int p) { s.flood_threshold = p * 200.0 / 1024; });
+            slider_row(
+                page, layout, "flood_threshold", static_cast<int>(s.flood_threshold * 1024 / 200),
+                [](int p) { return fmt("Threshold: %1f", p * 200.0 / 1024); },
+                [&s](int p) { s.flood_threshold = p * 200.0 / 1024; });
             hint("Click on the picture inside the region to fill.");
             break;
     }
@@ -453,14 +475,16 @@ void MaskTool::select_kind(MaskKind kind) {
     if (auto* pages = panel_->findChild<QStackedWidget*>(QStringLiteral("sub_panels")))
         pages->setCurrentIndex(static_cast<int>(kind));
     if (kind == MaskKind::texture) texture_histogram_update();
-    if (auto* b = panel_->findChild<QToolButton*>(QString::fromLatin1(mask_kind_labels[static_cast<int>(kind)])))
+    if (auto* b = panel_->findChild<QToolButton*>(
+            QString::fromLatin1(mask_kind_labels[static_cast<int>(kind)])))
         b->setChecked(true);
     if (picture_) picture_->viewport()->update();
 }
 
 void MaskTool::set_mode(int mode) {
     mode_ = std::clamp(mode, 0, 3);
-    if (auto* b = panel_->findChild<QToolButton*>(QStringLiteral("mode_%1").arg(mode_))) b->setChecked(true);
+    if (auto* b = panel_->findChild<QToolButton*>(QStringLiteral("mode_%1").arg(mode_)))
+        b->setChecked(true);
 }
 
 void MaskTool::set_overlay(int index) {
@@ -518,7 +542,8 @@ void MaskTool::run_outline(const std::vector<QPointF>& points) {
     int code = 0;
     switch (kind_) {
         case MaskKind::rectangle:
-            code = mask_region_rectangle(outline[0], outline[1], mode_, mask_image(), classes_, &change);
+            code = mask_region_rectangle(outline[0], outline[1], mode_, mask_image(), classes_,
+                                         &change);
             break;
         case MaskKind::oval:
             code = mask_region_oval(outline[0], outline[1], mode_, mask_image(), classes_, &change);
@@ -552,8 +577,8 @@ void MaskTool::apply() {
             LineClasses out_classes = classes_;
             const int code = kind_ == MaskKind::feather
                                  ? mask_feather(mask, out.get(), settings_.feather_width,
-                                                settings_.feather_falloff, settings_.feather_corners,
-                                                classes_, true)
+                                                settings_.feather_falloff,
+                                                settings_.feather_corners, classes_, true)
                                  : mask_blur(mask, out.get(), settings_.blur_radius, out_classes);
             if (code != 0) {
                 if (code != 11) error_report(code);
@@ -567,7 +592,9 @@ void MaskTool::apply() {
         }
         case MaskKind::color_range:
             save_undo();
-            changed(mask_color_range(picture, settings_.range_limits, settings_.range_space, mode_, mask, classes_), whole);
+            changed(mask_color_range(picture, settings_.range_limits, settings_.range_space, mode_,
+                                     mask, classes_),
+                    whole);
             return;
         case MaskKind::combine: {
             save_undo();
@@ -577,7 +604,8 @@ void MaskTool::apply() {
         }
         case MaskKind::brightness_curve:
             save_undo();
-            changed(mask_brightness_curve(picture, brightness_curve_.lut, mode_, mask, classes_), whole);
+            changed(mask_brightness_curve(picture, brightness_curve_.lut, mode_, mask, classes_),
+                    whole);
             return;
         case MaskKind::texture:
             save_undo();
@@ -606,8 +634,9 @@ void MaskTool::show_area() {
     const Image* mask = mask_image();
     const double area = image_mask_area(mask);
     const double percent = area * 100.0 / (static_cast<double>(mask->width) * mask->height);
-    message_box(panel_, QStringLiteral("Mask Area"), box_ok,
-                QString::fromStdString(format_text("%2f pixels\n%2f percent coverage", area, percent)));
+    message_box(
+        panel_, QStringLiteral("Mask Area"), box_ok,
+        QString::fromStdString(format_text("%2f pixels\n%2f percent coverage", area, percent)));
 }
 
 void MaskTool::undo() {
@@ -678,14 +707,16 @@ bool MaskTool::pointer(ImageWindow* window, QPointF at, ProbePhase phase) {
             const SubPoint p = outline_subpoint({at.x(), at.y()});
             if (phase == ProbePhase::press) {
                 freehand_.assign(1, p);
-            } else if (freehand_.empty() || freehand_.back().x != p.x || freehand_.back().y != p.y) {
+            } else if (freehand_.empty() || freehand_.back().x != p.x ||
+                       freehand_.back().y != p.y) {
                 freehand_.push_back(p);
             }
             if (phase == ProbePhase::release) {
                 // Closed from last to first on release.
                 save_undo();
                 MaskChange change;
-                const int code = mask_region_freehand(freehand_, mode_, mask_image(), classes_, &change);
+                const int code =
+                    mask_region_freehand(freehand_, mode_, mask_image(), classes_, &change);
                 freehand_.clear();
                 changed(code, change);
             }
@@ -704,9 +735,9 @@ bool MaskTool::pointer(ImageWindow* window, QPointF at, ProbePhase phase) {
                 save_undo();
                 MaskChange change;
                 const int code = mask_flood_fill(static_cast<int>(std::floor(at.x())),
-                                                 static_cast<int>(std::floor(at.y())), picture_image(),
-                                                 mask_image(), classes_, mode_, settings_.flood_threshold,
-                                                 &change);
+                                                 static_cast<int>(std::floor(at.y())),
+                                                 picture_image(), mask_image(), classes_, mode_,
+                                                 settings_.flood_threshold, &change);
                 changed(code, change);
             }
             return true;
@@ -723,8 +754,8 @@ bool MaskTool::pointer(ImageWindow* window, QPointF at, ProbePhase phase) {
                 if (start == nullptr) brush.accumulate = true;
                 color_range_tables(settings_.range_limits, settings_.range_space,
                                    !image_is_colour(picture_image()), brush_tables_);
-                changed(stroke_.begin(mask_image(), &classes_, start, picture_image(), &brush_tables_,
-                                      brush, at.x(), at.y(), &change),
+                changed(stroke_.begin(mask_image(), &classes_, start, picture_image(),
+                                      &brush_tables_, brush, at.x(), at.y(), &change),
                         change);
             } else {
                 stroke_.move_to(at.x(), at.y(), &change);
@@ -769,7 +800,8 @@ void MaskTool::texture_histogram_update() {
 
 bool MaskTool::double_click(ImageWindow* window, QPointF at) {
     (void)at;
-    if (window != picture_ || (kind_ != MaskKind::polygon && kind_ != MaskKind::spline)) return false;
+    if (window != picture_ || (kind_ != MaskKind::polygon && kind_ != MaskKind::spline))
+        return false;
     apply();
     return true;
 }
@@ -826,15 +858,21 @@ void MaskTool::paint(ImageWindow* window, QPainter& painter) {
 
 void MaskTool::load_outline() {
     const OutlineKind kind = kind_ == MaskKind::spline ? OutlineKind::spline : OutlineKind::polygon;
-    const QString word = QString::fromLatin1(outline_word(kind).data(), static_cast<int>(outline_word(kind).size()));
-    const QString filter = QStringLiteral("%1 (*%2)").arg(
-        QString::fromLatin1(outline_label(kind).data(), static_cast<int>(outline_label(kind).size())),
-        QString::fromLatin1(outline_extension(kind).data(), static_cast<int>(outline_extension(kind).size())));
-    const QString path = QFileDialog::getOpenFileName(panel_, QStringLiteral("Load %1").arg(word), {}, filter);
+    const QString word =
+        QString::fromLatin1(outline_word(kind).data(), static_cast<int>(outline_word(kind).size()));
+    const QString filter =
+        QStringLiteral("%1 (*%2)")
+            .arg(QString::fromLatin1(outline_label(kind).data(),
+                                     static_cast<int>(outline_label(kind).size())),
+                 QString::fromLatin1(outline_extension(kind).data(),
+                                     static_cast<int>(outline_extension(kind).size())));
+    const QString path =
+        QFileDialog::getOpenFileName(panel_, QStringLiteral("Load %1").arg(word), {}, filter);
     if (path.isEmpty()) return;
     std::vector<OutlinePoint> points;
     const Image* picture = picture_image();
-    if (const int code = outline_read(path.toStdString(), kind, picture->width, picture->height, points)) {
+    if (const int code =
+            outline_read(path.toStdString(), kind, picture->width, picture->height, points)) {
         error_report(code == 4 ? 114 : code);
         return;
     }
@@ -846,11 +884,16 @@ void MaskTool::load_outline() {
 
 void MaskTool::save_outline() {
     const OutlineKind kind = kind_ == MaskKind::spline ? OutlineKind::spline : OutlineKind::polygon;
-    const QString word = QString::fromLatin1(outline_word(kind).data(), static_cast<int>(outline_word(kind).size()));
-    const QString filter = QStringLiteral("%1 (*%2)").arg(
-        QString::fromLatin1(outline_label(kind).data(), static_cast<int>(outline_label(kind).size())),
-        QString::fromLatin1(outline_extension(kind).data(), static_cast<int>(outline_extension(kind).size())));
-    const QString path = QFileDialog::getSaveFileName(panel_, QStringLiteral("Save %1").arg(word), {}, filter);
+    const QString word =
+        QString::fromLatin1(outline_word(kind).data(), static_cast<int>(outline_word(kind).size()));
+    const QString filter =
+        QStringLiteral("%1 (*%2)")
+            .arg(QString::fromLatin1(outline_label(kind).data(),
+                                     static_cast<int>(outline_label(kind).size())),
+                 QString::fromLatin1(outline_extension(kind).data(),
+                                     static_cast<int>(outline_extension(kind).size())));
+    const QString path =
+        QFileDialog::getSaveFileName(panel_, QStringLiteral("Save %1").arg(word), {}, filter);
     if (path.isEmpty()) return;
     std::vector<OutlinePoint> points;
     for (const QPointF& p : points_)

@@ -13,8 +13,8 @@
 #include "transform/curves.h"
 
 #include <QObject>
-#include <QPointer>
 #include <QPointF>
+#include <QPointer>
 
 #include <array>
 #include <vector>
@@ -26,18 +26,28 @@ class WindowBase;
 
 // The region kinds, in the order of their buttons.
 enum class MaskKind {
-    freehand, rectangle, oval, polygon, spline, feather, blur, color_range, paint, combine,
-    brightness_curve, flood_fill, texture,
+    freehand,
+    rectangle,
+    oval,
+    polygon,
+    spline,
+    feather,
+    blur,
+    color_range,
+    paint,
+    combine,
+    brightness_curve,
+    flood_fill,
+    texture,
 };
 inline constexpr const char* mask_kind_labels[] = {
-    "Freehand Outline", "Rectangle",        "Oval",       "Polygon", "Spline",
-    "Feather",          "Blur",             "Color Range", "Paint",  "Combine Masks",
-    "Brightness Curve", "Flood Fill",       "Texture",
+    "Freehand Outline", "Rectangle",  "Oval",        "Polygon", "Spline",
+    "Feather",          "Blur",       "Color Range", "Paint",   "Combine Masks",
+    "Brightness Curve", "Flood Fill", "Texture",
 };
 inline constexpr const char* mask_overlay_labels[] = {
-    "Red Overlay",        "Green Overlay",
-    "Blue Overlay",       "White Overlay",
-    "Clear Mask Overlay", "Semitransparent Mask Overlay",
+    "Red Overlay",         "Green Overlay",      "Blue Overlay",
+    "White Overlay",       "Clear Mask Overlay", "Semitransparent Mask Overlay",
     "Opaque Mask Overlay", "Mask Only",
 };
 
@@ -89,8 +99,8 @@ public:
         BrushSettings brush;
         double flood_threshold = 32.0;
         int range_space = 0;
-        std::array<int, 12> range_limits = {0, 1024, 256, 768, 0, 1024, 256, 768,
-                                            0, 1024, 256, 768};
+        std::array<int, 12> range_limits = {0,   1024, 256, 768,  0,   1024,
+                                            256, 768,  0,   1024, 256, 768};
         int combine_value = 255;
         int texture_method = 0;
         int texture_size = 0;
@@ -142,7 +152,7 @@ private:
     // Drawing state.
     bool dragging_ = false;
     QPointF drag_start_, drag_now_, hover_;
-    std::vector<QPointF> points_;   // polygon or spline being drawn, or loaded
+    std::vector<QPointF> points_;  // polygon or spline being drawn, or loaded
     std::vector<SubPoint> freehand_;
     BrushStroke stroke_;
     ColorRangeTables brush_tables_;

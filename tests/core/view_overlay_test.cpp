@@ -56,8 +56,8 @@ TEST_F(ViewOverlayTest, EachModeBlendsTowardsItsColour) {
     struct Case {
         int strength, red, green, blue, zoom;
     } const cases[] = {
-        {255, 255, 0, 0, 1}, {128, 0, 255, 0, 1}, {128, 0, 0, 255, -2},
-        {255, 255, 255, 255, 1}, {-1, 255, 0, 0, 1}, {-1, 255, 0, 0, -2},
+        {255, 255, 0, 0, 1},     {128, 0, 255, 0, 1}, {128, 0, 0, 255, -2},
+        {255, 255, 255, 255, 1}, {-1, 255, 0, 0, 1},  {-1, 255, 0, 0, -2},
     };
     for (const Case& k : cases) {
         picture_->overlay_strength = k.strength;
@@ -76,8 +76,10 @@ TEST_F(ViewOverlayTest, EachModeBlendsTowardsItsColour) {
                 const int colour[3] = {k.blue, k.green, k.red};
                 const std::array<int, 3> got = view_at(x, row);
                 for (int c = 0; c < 3; ++c) {
-                    const int expected = k.strength < 0 ? m : lerp8(sample, colour[c], mul8[m][k.strength]);
-                    ASSERT_EQ(got[static_cast<std::size_t>(c)], expected) << k.strength << " " << x << "," << row;
+                    const int expected =
+                        k.strength < 0 ? m : lerp8(sample, colour[c], mul8[m][k.strength]);
+                    ASSERT_EQ(got[static_cast<std::size_t>(c)], expected)
+                        << k.strength << " " << x << "," << row;
                 }
             }
         // The screen copy shows the same, red last.

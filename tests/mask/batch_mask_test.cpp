@@ -7,13 +7,13 @@
 #include <cstring>
 #include <string>
 
+#include "../transform/batch_runner.h"
 #include "core/image.h"
 #include "file/file_types.h"
 #include "file/read_image.h"
 #include "file/write_image.h"
 #include "mask/mask_ops.h"
 #include "mask/outline_file.h"
-#include "../transform/batch_runner.h"
 
 namespace {
 
@@ -46,8 +46,8 @@ protected:
 TEST_F(BatchMask, AnOutlineBecomesTheMaskTheToolDraws) {
     for (const int feather : {0, 8}) {
         const std::string feathering = feather ? "--feather 8 " : "";
-        ASSERT_EQ(run_batch("mask " + quoted(path("r.poly")) + " " + feathering + quoted(path("in.tif")) +
-                            " " + quoted(path("m.tif"))),
+        ASSERT_EQ(run_batch("mask " + quoted(path("r.poly")) + " " + feathering +
+                            quoted(path("in.tif")) + " " + quoted(path("m.tif"))),
                   0);
         ImageHolder got, expected, soft;
         read(path("m.tif"), got.get());
@@ -64,12 +64,15 @@ TEST_F(BatchMask, AnOutlineBecomesTheMaskTheToolDraws) {
         }
         ASSERT_EQ(got->type, image_type_gray8);
         for (int y = 0; y < 300; ++y)
-            ASSERT_EQ(std::memcmp(got->rows[y], expected->rows[y], 300), 0) << feather << " line " << y;
-        EXPECT_DOUBLE_EQ(image_mask_area(got.get()) , feather ? image_mask_area(expected.get()) : 150.0 * 180);
+            ASSERT_EQ(std::memcmp(got->rows[y], expected->rows[y], 300), 0)
+                << feather << " line " << y;
+        EXPECT_DOUBLE_EQ(image_mask_area(got.get()),
+                         feather ? image_mask_area(expected.get()) : 150.0 * 180);
     }
     std::string errors;
     EXPECT_EQ(run_batch("mask " + quoted(path("in.tif")) + " " + quoted(path("in.tif")) + " " +
-                        quoted(path("m.tif")), nullptr, &errors),
+                            quoted(path("m.tif")),
+                        nullptr, &errors),
               255);
 }
 

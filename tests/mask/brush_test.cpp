@@ -11,9 +11,9 @@ TEST(MaskBrush, StampShapeAndSpacing) {
         double radius, softness, transparency, distance;
         int value;
     } const cases[] = {
-        {10, 100, 0, 0, 255},  {10, 100, 0, 5, 128},  {10, 100, 0, 9.9, 3},  {10, 100, 0, 10, 0},
-        {10, 0, 0, 9.9, 255},  {10, 50, 0, 5, 255},   {10, 50, 0, 7.5, 128}, {10, 100, 50, 0, 128},
-        {10, 0, 100, 1, 0},
+        {10, 100, 0, 0, 255},  {10, 100, 0, 5, 128},  {10, 100, 0, 9.9, 3},
+        {10, 100, 0, 10, 0},   {10, 0, 0, 9.9, 255},  {10, 50, 0, 5, 255},
+        {10, 50, 0, 7.5, 128}, {10, 100, 50, 0, 128}, {10, 0, 100, 1, 0},
     };
     for (const Case& k : cases) {
         BrushSettings s;
@@ -48,7 +48,9 @@ TEST(MaskBrush, PassingTwiceAccumulatesOnlyWhenAsked) {
         s.accumulate = accumulate;
         BrushStroke stroke;
         MaskChange change;
-        ASSERT_EQ(stroke.begin(mask.get(), &classes, start.get(), nullptr, nullptr, s, 10, 10, &change), 0);
+        ASSERT_EQ(
+            stroke.begin(mask.get(), &classes, start.get(), nullptr, nullptr, s, 10, 10, &change),
+            0);
         EXPECT_EQ(change.x1, 6);
         stroke.move_to(40, 10, &change);
         EXPECT_EQ(change.x2, 44);

@@ -54,7 +54,8 @@ TEST(MaskFeather, ZeroCopiesAndAStraightEdgeFadesWithDistance) {
             const int d = k.width > 0 ? x - 19 : 20 - x;
             int cone = d <= 0 ? 255 : 0;
             if (d > 0 && d <= width)
-                cone = k.falloff == 0 ? static_cast<int>(std::floor(255.0 * (1 - d / 6.0) + 0.5)) : 255;
+                cone = k.falloff == 0 ? static_cast<int>(std::floor(255.0 * (1 - d / 6.0) + 0.5))
+                                      : 255;
             const int expected = k.width > 0 ? cone : (x >= 20 ? 0 : 255 - cone);
             for (int r = 0; r < h; ++r)
                 ASSERT_EQ(out.row(r)[x], expected) << k.width << " " << k.falloff << " x " << x;
@@ -121,10 +122,12 @@ TEST(MaskBlur, TwoBoxPassesEachWayAndThreadsAgree) {
     for (int x = 0; x < w; ++x) {
         std::vector<int> column(h);
         for (int r = 0; r < h; ++r)
-            column[static_cast<std::size_t>(r)] = expected[static_cast<std::size_t>(r)][static_cast<std::size_t>(x)];
+            column[static_cast<std::size_t>(r)] =
+                expected[static_cast<std::size_t>(r)][static_cast<std::size_t>(x)];
         column = box(box(column, radius), radius);
         for (int r = 0; r < h; ++r)
-            expected[static_cast<std::size_t>(r)][static_cast<std::size_t>(x)] = column[static_cast<std::size_t>(r)];
+            expected[static_cast<std::size_t>(r)][static_cast<std::size_t>(x)] =
+                column[static_cast<std::size_t>(r)];
     }
     LineClasses classes;
     Picture copy(image_type_gray8, w, h);
@@ -138,7 +141,9 @@ TEST(MaskBlur, TwoBoxPassesEachWayAndThreadsAgree) {
         results.push_back(out.bytes());
         for (int r = 0; r < h; ++r)
             for (int x = 0; x < w; ++x)
-                ASSERT_EQ(out.row(r)[x], expected[static_cast<std::size_t>(r)][static_cast<std::size_t>(x)]) << x << "," << r;
+                ASSERT_EQ(out.row(r)[x],
+                          expected[static_cast<std::size_t>(r)][static_cast<std::size_t>(x)])
+                    << x << "," << r;
         LineClasses fresh;
         line_classes_compute(out.image, fresh);
         EXPECT_EQ(classes, fresh);
@@ -154,9 +159,8 @@ TEST(MaskColorRange, ARedBandThroughHueZeroIsSelectedWhole) {
         int r, g, b;
         int coverage;
     } const cases[] = {
-        {255, 0, 0, 255},   {255, 0, 20, 255}, {255, 20, 0, 255}, {128, 0, 0, 255},
-        {0, 255, 255, 0},   {0, 255, 0, 0},    {0, 0, 255, 0},    {255, 255, 0, 0},
-        {255, 0, 120, 0},   {255, 120, 0, 0},
+        {255, 0, 0, 255}, {255, 0, 20, 255}, {255, 20, 0, 255}, {128, 0, 0, 255}, {0, 255, 255, 0},
+        {0, 255, 0, 0},   {0, 0, 255, 0},    {255, 255, 0, 0},  {255, 0, 120, 0}, {255, 120, 0, 0},
     };
     ColorRangeTables tables;
     color_range_tables(limits, 0, false, tables);
@@ -183,7 +187,9 @@ TEST(MaskTexture, TheCornerHasItsFullNeighbourhood) {
     struct Case {
         int method, size, t;
     } const cases[] = {
-        {0, 0, 255}, {1, 0, (5 * 255 + 4) / 8}, {2, 0, (5 * 255 + 4) / 8},
+        {0, 0, 255},
+        {1, 0, (5 * 255 + 4) / 8},
+        {2, 0, (5 * 255 + 4) / 8},
         {1, 1, (16 * 255 + 12) / 24},  // 5x5: 8 of the 24 repeat the corner
     };
     for (const Case& k : cases)
@@ -197,22 +203,28 @@ TEST(MaskFloodFill, ARampStopsAtTwiceTheThreshold) {
     Picture picture(image_type_gray8, w, h);
     for (int r = 0; r < h; ++r)
         for (int x = 0; x < w; ++x)
-            picture.row(r)[x] = static_cast<std::uint8_t>(x < 40 ? x : 80 - x);  // back down after 40
+            picture.row(r)[x] =
+                static_cast<std::uint8_t>(x < 40 ? x : 80 - x);  // back down after 40
     Picture mask(image_type_gray8, w, h);
     LineClasses classes;
     line_classes_compute(mask.image, classes);
     MaskChange change;
-    ASSERT_EQ(mask_flood_fill(0, 2, &picture.image, &mask.image, classes, mask_mode_add, 32.0, &change),
-              0);
+    ASSERT_EQ(
+        mask_flood_fill(0, 2, &picture.image, &mask.image, classes, mask_mode_add, 32.0, &change),
+        0);
     for (int x = 0; x < w; ++x) {
         const int d = 3 * x;
-        const int expected = x >= 40 ? 0 : d < 32 ? 255 : d >= 64 ? 0 : static_cast<int>(255 - (d - 32) * 255 / 32.0);
+        const int expected = x >= 40   ? 0
+                             : d < 32  ? 255
+                             : d >= 64 ? 0
+                                       : static_cast<int>(255 - (d - 32) * 255 / 32.0);
         for (int r = 0; r < h; ++r)
             ASSERT_EQ(mask.row(r)[x], expected) << x;
     }
     EXPECT_EQ(change.x2, 21);
-    EXPECT_EQ(mask_flood_fill(-1, 0, &picture.image, &mask.image, classes, mask_mode_add, 32.0, &change),
-              0);
+    EXPECT_EQ(
+        mask_flood_fill(-1, 0, &picture.image, &mask.image, classes, mask_mode_add, 32.0, &change),
+        0);
     EXPECT_TRUE(change.none());
 }
 
@@ -228,7 +240,8 @@ TEST(MaskFloodFill, AStackThatOutgrowsItsBytesIsAnErrorAndThreadsAgree) {
         Picture mask(image_type_gray8, 3, h);
         LineClasses classes;
         line_classes_compute(mask.image, classes);
-        const int code = mask_flood_fill(0, 0, &picture.image, &mask.image, classes, mask_mode_add, 10, nullptr);
+        const int code =
+            mask_flood_fill(0, 0, &picture.image, &mask.image, classes, mask_mode_add, 10, nullptr);
         EXPECT_EQ(code, h > 100000 ? 1 : 0) << h;
         EXPECT_EQ(image_mask_area(&mask.image), h > 100000 ? 0.0 : h + h / 2 * 2);
     }
@@ -240,13 +253,14 @@ namespace {
 
 TEST(MaskCombine, EveryLineMergesTheOtherMaskTheGrayLevelOrTheLuminance) {
     constexpr int w = 5, h = 4;
-    Picture mask(image_type_gray8, w, h), other(image_type_gray8, w, h), colour(image_type_colour8, w, h);
+    Picture mask(image_type_gray8, w, h), other(image_type_gray8, w, h),
+        colour(image_type_colour8, w, h);
     const auto reset = [&] {
         for (int r = 0; r < h; ++r)
             for (int x = 0; x < w; ++x) {
                 mask.row(r)[x] = static_cast<std::uint8_t>(60 * r);
                 other.row(r)[x] = static_cast<std::uint8_t>(50 * x);
-                colour.row(r)[3 * x] = static_cast<std::uint8_t>(200);     // blue
+                colour.row(r)[3 * x] = static_cast<std::uint8_t>(200);  // blue
                 colour.row(r)[3 * x + 1] = static_cast<std::uint8_t>(20 * r);
                 colour.row(r)[3 * x + 2] = static_cast<std::uint8_t>(40 * x);  // red
             }
@@ -259,13 +273,15 @@ TEST(MaskCombine, EveryLineMergesTheOtherMaskTheGrayLevelOrTheLuminance) {
             reset();
             LineClasses classes;
             line_classes_compute(mask.image, classes);
-            if (source == 0) ASSERT_EQ(mask_combine(&other.image, 0, mode, &mask.image, classes), 0);
+            if (source == 0)
+                ASSERT_EQ(mask_combine(&other.image, 0, mode, &mask.image, classes), 0);
             if (source == 1) ASSERT_EQ(mask_combine(nullptr, 90, mode, &mask.image, classes), 0);
             if (source == 2)
-                ASSERT_EQ(mask_brightness_curve(&colour.image, identity, mode, &mask.image, classes), 0);
+                ASSERT_EQ(
+                    mask_brightness_curve(&colour.image, identity, mode, &mask.image, classes), 0);
             for (int r = 0; r < h; ++r)
                 for (int x = 0; x < w; ++x) {
-                    const int c = source == 0 ? 50 * x
+                    const int c = source == 0   ? 50 * x
                                   : source == 1 ? 90
                                                 : (40 * x * 306 + 20 * r * 601 + 200 * 117) >> 10;
                     const int m = 60 * r;
@@ -273,7 +289,8 @@ TEST(MaskCombine, EveryLineMergesTheOtherMaskTheGrayLevelOrTheLuminance) {
                                          : mode == mask_mode_subtract ? std::max(m - c, 0)
                                          : mode == mask_mode_overlap  ? std::min(m, c)
                                                                       : m ^ c;
-                    ASSERT_EQ(mask.row(r)[x], expected) << mode << " " << source << " " << x << "," << r;
+                    ASSERT_EQ(mask.row(r)[x], expected)
+                        << mode << " " << source << " " << x << "," << r;
                 }
         }
     }

@@ -85,7 +85,8 @@ TEST_F(OutlineFileTest, RefusesMalformedFiles) {
     }
     std::vector<OutlinePoint> points;
     EXPECT_EQ(outline_read(path("none.poly"), OutlineKind::polygon, 10, 10, points), 4);
-    EXPECT_EQ(outline_write(path("no/such/folder.poly"), OutlineKind::polygon, 10, 10, points), 115);
+    EXPECT_EQ(outline_write(path("no/such/folder.poly"), OutlineKind::polygon, 10, 10, points),
+              115);
 }
 
 }  // namespace

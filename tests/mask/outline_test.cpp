@@ -49,8 +49,8 @@ TEST(MaskLines, ClassOfALine) {
         std::vector<std::uint8_t> line;
         int cls;
     } const cases[] = {
-        {{0, 0, 0, 0}, line_black},   {{255, 255, 255}, line_white}, {{0, 0, 0, 1}, line_mixed},
-        {{255, 255, 0}, line_mixed},  {{7, 7, 7}, line_mixed},       {{0}, line_black},
+        {{0, 0, 0, 0}, line_black},  {{255, 255, 255}, line_white}, {{0, 0, 0, 1}, line_mixed},
+        {{255, 255, 0}, line_mixed}, {{7, 7, 7}, line_mixed},       {{0}, line_black},
     };
     for (const Case& k : cases)
         EXPECT_EQ(line_class(k.line.data(), static_cast<int>(k.line.size())), k.cls);
@@ -89,21 +89,21 @@ TEST(MaskRegion, PixelAlignedRectanglesAreExact) {
         int x1, y1, x2, y2;  // covered pixels, inclusive, y from the top
     } const cases[] = {
         {{2, 3}, {7, 5}, 2, 3, 6, 4},
-        {{7, 5}, {2, 3}, 2, 3, 6, 4},      // corners in either order
-        {{-4, -2}, {3, 1}, 0, 0, 2, 0},    // clipped at the top left
+        {{7, 5}, {2, 3}, 2, 3, 6, 4},        // corners in either order
+        {{-4, -2}, {3, 1}, 0, 0, 2, 0},      // clipped at the top left
         {{15, 8}, {25, 20}, 15, 8, 19, 11},  // clipped at the right and bottom
         {{0, 0}, {20, 12}, 0, 0, 19, 11},
     };
     for (const Case& k : cases) {
         Mask mask(20, 12);
-        ASSERT_EQ(mask_region_rectangle(k.a, k.b, mask_mode_add, &mask.image, mask.classes, nullptr),
-                  0);
+        ASSERT_EQ(
+            mask_region_rectangle(k.a, k.b, mask_mode_add, &mask.image, mask.classes, nullptr), 0);
         double area = 0;
         for (int y = 0; y < 12; ++y)
             for (int x = 0; x < 20; ++x) {
                 const bool inside = x >= k.x1 && x <= k.x2 && y >= k.y1 && y <= k.y2;
-                ASSERT_EQ(mask.at(x, y), inside ? 255 : 0) << k.a.x << "," << k.a.y << " " << x
-                                                           << "," << y;
+                ASSERT_EQ(mask.at(x, y), inside ? 255 : 0)
+                    << k.a.x << "," << k.a.y << " " << x << "," << y;
                 area += inside;
             }
         EXPECT_DOUBLE_EQ(image_mask_area(&mask.image), area);
@@ -117,7 +117,7 @@ TEST(MaskRegion, FractionalEdgesTakeFifths) {
         double x1, x2;
         int left, right;  // coverage of pixels 2 and 10
     } const cases[] = {
-        {2.0, 10.2, 255, 51}, {2.0, 10.4, 255, 102}, {2.0, 10.6, 255, 153},
+        {2.0, 10.2, 255, 51},  {2.0, 10.4, 255, 102}, {2.0, 10.6, 255, 153},
         {2.0, 10.8, 255, 204}, {2.4, 11.0, 153, 255}, {2.2, 10.0, 204, 0},
     };
     for (const Case& k : cases) {
@@ -185,7 +185,8 @@ TEST(MaskRegion, RandomPolygonsMatchTheirExactArea) {
         for (const SubPoint& s : outline_subpoints(points))
             exact.push_back({s.x / 5.0, s.y / 5.0});
         Mask mask(32, 32);
-        ASSERT_EQ(mask_region_polygon(points, mask_mode_add, &mask.image, mask.classes, nullptr), 0);
+        ASSERT_EQ(mask_region_polygon(points, mask_mode_add, &mask.image, mask.classes, nullptr),
+                  0);
         double edge_sum = 0, edge_exact = 0;
         int edge_pixels = 0;
         for (int y = 0; y < 32; ++y)
@@ -232,9 +233,9 @@ TEST(MaskRegion, OvalFollowsTheEllipse) {
 TEST(MaskRegion, OutsideAndEmptyOutlines) {
     Mask mask(12, 8, 200);
     // Wholly outside: nothing changes; the same under overlap clears all.
-    ASSERT_EQ(mask_region_rectangle({20, 1}, {30, 5}, mask_mode_add, &mask.image, mask.classes,
-                                    nullptr),
-              0);
+    ASSERT_EQ(
+        mask_region_rectangle({20, 1}, {30, 5}, mask_mode_add, &mask.image, mask.classes, nullptr),
+        0);
     EXPECT_DOUBLE_EQ(image_mask_area(&mask.image), 96 * 200 / 255.0);
     ASSERT_EQ(mask_region_rectangle({3, 3}, {3, 3}, mask_mode_overlap, &mask.image, mask.classes,
                                     nullptr),
@@ -270,13 +271,15 @@ TEST(MaskRegion, ThreadsGiveTheSameBytes) {
     for (int threads : {1, 5}) {
         parallel_set_threads(threads);
         Mask mask(1000, 900, 0);
-        ASSERT_EQ(mask_region_polygon(points, mask_mode_add, &mask.image, mask.classes, nullptr), 0);
+        ASSERT_EQ(mask_region_polygon(points, mask_mode_add, &mask.image, mask.classes, nullptr),
+                  0);
         ASSERT_EQ(mask_region_oval({100, 80}, {700, 600}, mask_mode_invert, &mask.image,
                                    mask.classes, nullptr),
                   0);
         results.emplace_back();
         for (int y = 0; y < 900; ++y)
-            results.back().insert(results.back().end(), mask.image.rows[y], mask.image.rows[y] + 1000);
+            results.back().insert(results.back().end(), mask.image.rows[y],
+                                  mask.image.rows[y] + 1000);
     }
     parallel_set_threads(0);
     EXPECT_TRUE(results[0] == results[1]);

@@ -6,10 +6,10 @@
 #include "file/file_types.h"
 #include "file/read_image.h"
 #include "file/write_image.h"
+#include "shell/active_window.h"
 #include "shell/amount_control.h"
 #include "shell/key_filter.h"
 #include "shell/link_notify.h"
-#include "shell/active_window.h"
 #include "shell/mask_tool.h"
 #include "shell/progress_panel.h"
 #include "shell/transform_host.h"
@@ -19,9 +19,9 @@
 
 #include <QComboBox>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QPushButton>
 #include <QSlider>
+#include <QTemporaryDir>
 #include <QToolButton>
 
 namespace {
@@ -158,21 +158,28 @@ void TestMaskTool::a_dragged_oval_feathered_masks_add_noise() {
 
     // orvane-batch through the same mask saved as TIFF gives the same pixels.
     QTemporaryDir dir;
-    const QString in_path = dir.filePath(QStringLiteral("in.tif")), mask_path = dir.filePath(QStringLiteral("m.tif"));
+    const QString in_path = dir.filePath(QStringLiteral("in.tif")),
+                  mask_path = dir.filePath(QStringLiteral("m.tif"));
     const QString out_path = dir.filePath(QStringLiteral("out.tif"));
     SaveOptions options;
     options.progress = false;
-    QCOMPARE(WriteImage(QFile::encodeName(in_path).constData(), save_filter_tiff, &picture_->record()->image, {}, options), 0);
-    QCOMPARE(WriteImage(QFile::encodeName(mask_path).constData(), save_filter_tiff, &mask->record()->image, {}, options), 0);
+    QCOMPARE(WriteImage(QFile::encodeName(in_path).constData(), save_filter_tiff,
+                        &picture_->record()->image, {}, options),
+             0);
+    QCOMPARE(WriteImage(QFile::encodeName(mask_path).constData(), save_filter_tiff,
+                        &mask->record()->image, {}, options),
+             0);
     QProcess batch;
     batch.start(QCoreApplication::applicationDirPath() + QStringLiteral("/../orvane-batch"),
-                {QStringLiteral("apply"), QStringLiteral("Add Noise"), QStringLiteral("--mask"), mask_path,
-                 in_path, out_path});
+                {QStringLiteral("apply"), QStringLiteral("Add Noise"), QStringLiteral("--mask"),
+                 mask_path, in_path, out_path});
     QVERIFY(batch.waitForFinished(60000));
     QCOMPARE(batch.exitCode(), 0);
     ImageHolder written;
     int file_type = 0;
-    QCOMPARE(ReadImage(QFile::encodeName(out_path).constData(), written.get(), nullptr, &file_type, 1 << 16), 0);
+    QCOMPARE(ReadImage(QFile::encodeName(out_path).constData(), written.get(), nullptr, &file_type,
+                       1 << 16),
+             0);
     QVERIFY(same_pixels(out, *written.get()));
 }
 
@@ -183,7 +190,8 @@ void TestMaskTool::overlay_modes_colour_a_gray_picture() {
     WindowRecord* r = picture_->record();
     QCOMPARE(r->view_copy.type, static_cast<int>(image_type_colour8));
     // Drawn at once in the default semitransparent red over the gray 109.
-    const std::uint8_t* drawn = r->view_copy.rows[r->view_copy.height - 1 - (10 - r->view_y1)] + 3 * (10 - r->view_x1);
+    const std::uint8_t* drawn =
+        r->view_copy.rows[r->view_copy.height - 1 - (10 - r->view_y1)] + 3 * (10 - r->view_x1);
     QCOMPARE(int(drawn[2]), 109 + 73);
     QCOMPARE(int(drawn[0]), 109 - 55);
     auto* overlay = tool->panel()->findChild<QComboBox*>(QStringLiteral("overlay"));
@@ -200,8 +208,10 @@ void TestMaskTool::overlay_modes_colour_a_gray_picture() {
         overlay->setCurrentIndex(k.index);
         const Image& v = r->view_copy;
         const std::uint8_t* left = v.rows[v.height - 1 - (10 - r->view_y1)] + 3 * (10 - r->view_x1);
-        const std::uint8_t* right = v.rows[v.height - 1 - (10 - r->view_y1)] + 3 * (150 - r->view_x1);
-        for (int c = 0; c < 3; ++c) QCOMPARE(int(left[c]), k.left[c]);
+        const std::uint8_t* right =
+            v.rows[v.height - 1 - (10 - r->view_y1)] + 3 * (150 - r->view_x1);
+        for (int c = 0; c < 3; ++c)
+            QCOMPARE(int(left[c]), k.left[c]);
         QCOMPARE(int(right[0]), k.index == 7 ? 0 : 60 + (150 + 139) % 100);
     }
     overlay->setCurrentIndex(4);  // clear: the gray picture as it is
