@@ -146,7 +146,7 @@ int batch_apply(const std::vector<std::string>& args) {
     if (!mask_path.empty()) {
         std::vector<std::uint8_t> mask_profile;
         if (int err = batch_read(mask_path, mask.get(), &mask_profile)) return fail(err);
-        const int err = mask->type != image_type_gray8 ? 14
+        const int err = mask->type != image_type_gray8                                 ? 14
                         : mask->width != input->width || mask->height != input->height ? 124
                                                                                        : 0;
         if (err != 0) {

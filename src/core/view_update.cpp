@@ -217,8 +217,8 @@ int fill_overlay(WindowRecord* record, const Image& mask, const Region& region,
     for (int t = 0; t < region.height; ++t) {
         const std::uint8_t* in = picture_part->rows[region.height - 1 - t];
         const std::uint8_t* m = mask_part->rows[region.height - 1 - t];
-        std::uint8_t* out =
-            view->rows[view->height - 1 - (region.top + t)] + static_cast<std::size_t>(region.left) * 3;
+        std::uint8_t* out = view->rows[view->height - 1 - (region.top + t)] +
+                            static_cast<std::size_t>(region.left) * 3;
         for (int i = 0; i < region.width; ++i) {
             if (strength < 0) {
                 out[3 * i] = out[3 * i + 1] = out[3 * i + 2] = m[i];
@@ -249,11 +249,13 @@ void fill_region(WindowRecord* record, const Region& region, bool smooth) {
         map_axis(record->view_y1 + region.top, region.height, record->zoom, picture.height);
     const bool average = smooth && record->zoom < 0;
     Image* view = &record->view_copy;
-    if (const Image* mask = overlay_mask(*record); mask != nullptr && view->type == image_type_colour8) {
+    if (const Image* mask = overlay_mask(*record);
+        mask != nullptr && view->type == image_type_colour8) {
         // Short of memory for the two parts, the region stays black.
         if (fill_overlay(record, *mask, region, columns, rows, average) != 0) {
             for (int t = 0; t < region.height; ++t) {
-                std::uint8_t* out = view->rows[view->height - 1 - (region.top + t)] + region.left * 3;
+                std::uint8_t* out =
+                    view->rows[view->height - 1 - (region.top + t)] + region.left * 3;
                 std::fill(out, out + region.width * 3, std::uint8_t{0});
             }
         }

@@ -4,10 +4,10 @@
 #include "core/preferences.h"
 #include "core/undo.h"
 
-#include "shell/message_box.h"
-#include "shell/save_image.h"
 #include "core/view_update.h"
 #include "shell/image_drawing.h"
+#include "shell/message_box.h"
+#include "shell/save_image.h"
 
 #include <QApplication>
 #include <QCloseEvent>

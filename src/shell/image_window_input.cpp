@@ -1,8 +1,8 @@
 // How an image window is moved about: scrolling by the bars, the keys and the
 // dragging hand, and the zoom menu of the right mouse button.
-#include "shell/image_window.h"
 #include "shell/image_drawing.h"
 #include "shell/image_probe.h"
+#include "shell/image_window.h"
 
 #include "core/errors.h"
 #include "core/preferences.h"
