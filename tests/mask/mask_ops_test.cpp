@@ -195,6 +195,29 @@ TEST(MaskTexture, TheCornerHasItsFullNeighbourhood) {
     for (const Case& k : cases)
         EXPECT_EQ(texture_value(&in.image, 0, 0, k.method, k.size), k.t) << k.method << k.size;
     EXPECT_EQ(texture_value(&in.image, 5, 4, 1, 0), 0);
+
+    // The whole mask, on one thread and on several.
+    Picture colour(image_type_colour8, 90, 70);
+    std::mt19937 random(9);
+    for (int r = 0; r < 70; ++r)
+        for (int b = 0; b < 270; ++b)
+            colour.row(r)[b] = static_cast<std::uint8_t>(random());
+    std::uint8_t identity[256];
+    for (int i = 0; i < 256; ++i)
+        identity[i] = static_cast<std::uint8_t>(i);
+    std::vector<std::vector<std::uint8_t>> results;
+    for (int threads : {1, 5}) {
+        parallel_set_threads(threads);
+        Picture mask(image_type_gray8, 90, 70);
+        LineClasses classes;
+        line_classes_compute(mask.image, classes);
+        ASSERT_EQ(mask_texture(&colour.image, 2, 2, identity, mask_mode_add, &mask.image, classes),
+                  0);
+        results.push_back(mask.bytes());
+        EXPECT_EQ(mask.row(33)[44], texture_value(&colour.image, 44, 33, 2, 2));
+    }
+    parallel_set_threads(0);
+    EXPECT_TRUE(results[0] == results[1]);
 }
 
 TEST(MaskFloodFill, ARampStopsAtTwiceTheThreshold) {
@@ -237,13 +260,20 @@ TEST(MaskFloodFill, AStackThatOutgrowsItsBytesIsAnErrorAndThreadsAgree) {
             std::fill(picture.row(r), picture.row(r) + 3, std::uint8_t{200});
         for (int r = 0; r < h; ++r)
             picture.row(r)[0] = 200;
-        Picture mask(image_type_gray8, 3, h);
-        LineClasses classes;
-        line_classes_compute(mask.image, classes);
-        const int code =
-            mask_flood_fill(0, 0, &picture.image, &mask.image, classes, mask_mode_add, 10, nullptr);
-        EXPECT_EQ(code, h > 100000 ? 1 : 0) << h;
-        EXPECT_EQ(image_mask_area(&mask.image), h > 100000 ? 0.0 : h + h / 2 * 2);
+        std::vector<std::vector<std::uint8_t>> results;
+        for (int threads : {1, 5}) {
+            parallel_set_threads(threads);
+            Picture mask(image_type_gray8, 3, h);
+            LineClasses classes;
+            line_classes_compute(mask.image, classes);
+            const int code = mask_flood_fill(0, 0, &picture.image, &mask.image, classes,
+                                             mask_mode_add, 10, nullptr);
+            EXPECT_EQ(code, h > 100000 ? 1 : 0) << h;
+            EXPECT_EQ(image_mask_area(&mask.image), h > 100000 ? 0.0 : h + h / 2 * 2);
+            results.push_back(mask.bytes());
+        }
+        parallel_set_threads(0);
+        EXPECT_TRUE(results[0] == results[1]);
     }
 }
 
