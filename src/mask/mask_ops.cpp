@@ -149,8 +149,9 @@ int mask_feather(const Image* input, Image* output, int width, int falloff, int 
     const int nothing = outward ? 0 : 255;
     const std::uint8_t skip_class = outward ? line_black : line_white;
 
-    const ProgressScope progress(show_progress ? "Feather" : "", static_cast<std::int64_t>(w) * h,
-                                 0, h - 1, true);
+    // Without progress asked for, only the wait cursor.
+    const ProgressScope progress("Feather", show_progress ? static_cast<std::int64_t>(w) * h : 0, 0,
+                                 h - 1, true);
     // Each band writes only its own output lines and takes the stamps of every
     // input line within reach; max and min don't care about order, so the
     // bytes are the same for any number of bands.
