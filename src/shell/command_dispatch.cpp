@@ -49,6 +49,9 @@ bool command_available(int number) {
     // A recent file entry works while the list has a file at its place.
     if (number >= recent_file_first && number <= recent_file_last)
         return number - recent_file_first < recent_files_shown();
+    // So does a recent mask of the Mask menu.
+    if (number > mask_new_command && number <= mask_recent_last)
+        return number - mask_new_command <= mask_recent_count();
     return true;
 }
 

@@ -149,9 +149,46 @@ int mask_tool_open(QMdiArea* area, ImageWindow* existing) {
     return 0;
 }
 
+namespace {
+
+// Newest first; windows that have closed drop out when the list is read.
+std::vector<QPointer<ImageWindow>>& recent_masks() {
+    static std::vector<QPointer<ImageWindow>> masks;
+    std::erase_if(masks, [](const QPointer<ImageWindow>& w) { return w.isNull(); });
+    return masks;
+}
+
+void remember_mask(ImageWindow* mask) {
+    auto& masks = recent_masks();
+    std::erase_if(masks, [mask](const QPointer<ImageWindow>& w) { return w.data() == mask; });
+    masks.insert(masks.begin(), mask);
+    if (masks.size() > static_cast<std::size_t>(mask_recent_last - mask_new_command))
+        masks.pop_back();
+}
+
+}  // namespace
+
+int mask_recent_count() {
+    return static_cast<int>(recent_masks().size());
+}
+
+QString mask_recent_label(int index) {
+    const auto& masks = recent_masks();
+    if (index < 0 || index >= static_cast<int>(masks.size())) return {};
+    QMdiSubWindow* sub = masks[static_cast<std::size_t>(index)]->sub_window();
+    return sub != nullptr ? sub->windowTitle() : QString();
+}
+
 bool mask_tool_command(QMdiArea* area, int number) {
-    if (number != 4500) return false;
-    error_report(mask_tool_open(area, nullptr));
+    if (number < mask_new_command || number > mask_recent_last) return false;
+    ImageWindow* existing = nullptr;
+    if (number > mask_new_command) {
+        const auto& masks = recent_masks();
+        const std::size_t index = static_cast<std::size_t>(number - mask_new_command - 1);
+        if (index >= masks.size()) return true;
+        existing = masks[index].data();
+    }
+    error_report(mask_tool_open(area, existing));
     return true;
 }
 
@@ -658,6 +695,7 @@ void MaskTool::finish(bool keep) {
         WindowRecord* r = picture_->record();
         if (keep && mask_) {
             r->mask_window = mask_;
+            remember_mask(mask_);
             // A standing mask whose window goes leaves the picture without one.
             QPointer<ImageWindow> picture = picture_;
             WindowBase* kept = mask_;

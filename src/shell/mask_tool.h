@@ -10,11 +10,13 @@
 #include "mask/mask_lines.h"
 #include "mask/outline.h"
 #include "shell/image_drawing.h"
+#include "shell/transform_panel.h"
 #include "transform/curves.h"
 
 #include <QObject>
 #include <QPointF>
 #include <QPointer>
+#include <QString>
 
 #include <array>
 #include <vector>
@@ -63,8 +65,14 @@ int exp_slider_position(double value, double max = 1000.0);
 [[nodiscard]] int mask_tool_open(QMdiArea* area, ImageWindow* existing);
 bool mask_tool_is_open();
 bool mask_tool_owns(const WindowBase* window);
-// Tools > Mask > New (4500): true when the number is the tool's.
+// Tools > Mask > New (4500), and 4501 to 4550 for the masks kept by "OK",
+// newest first, which the tool then edits: true when the number is the tool's.
+inline constexpr int mask_new_command = 4500;
+inline constexpr int mask_recent_last = 4550;
 bool mask_tool_command(QMdiArea* area, int number);
+// The masks that "OK" kept and whose windows are still open, and their titles.
+int mask_recent_count();
+QString mask_recent_label(int index);
 
 class MaskTool : public QObject, public ImageDrawing {
     Q_OBJECT

@@ -18,6 +18,7 @@
 #include "transform/driver.h"
 
 #include <QComboBox>
+#include <QMenu>
 #include <QProcess>
 #include <QPushButton>
 #include <QSlider>
@@ -70,6 +71,7 @@ private slots:
     void polygon_clicks_flood_fill_and_paint_draw_by_mode();
     void invert_undo_area_and_cancel();
     void color_range_probe_widens_the_range();
+    void a_kept_mask_is_offered_again_in_the_mask_menu();
     void exponential_slider();
 
 private:
@@ -302,6 +304,32 @@ void TestMaskTool::color_range_probe_widens_the_range() {
     QCOMPARE(mask_at(tool, 48, 149), 255);  // 108
     QCOMPARE(mask_at(tool, 47, 149), 0);    // 107
     QCOMPARE(mask_at(tool, 40, 10), 255);   // 139
+}
+
+void TestMaskTool::a_kept_mask_is_offered_again_in_the_mask_menu() {
+    MaskTool* tool = open_tool();
+    tool->select_kind(MaskKind::rectangle);
+    drag({10, 10}, {40, 40});
+    ImageWindow* mask = tool->mask_window();
+    tool->finish(true);
+    QTest::qWait(1);
+    auto* menu = frame_->findChild<QMenu*>(QStringLiteral("Mask"));
+    emit menu->aboutToShow();
+    QAction* entry = nullptr;
+    for (QAction* action : menu->actions())
+        if (action->data().toInt() == 4501) entry = action;
+    QVERIFY(entry != nullptr);
+    QCOMPARE(entry->text(), mask->sub_window()->windowTitle());
+    entry->trigger();
+    tool = mask_tool_instance();
+    QVERIFY(tool != nullptr);
+    QCOMPARE(tool->mask_window(), mask);  // the same mask, edited
+    QCOMPARE(mask_at(tool, 20, 20), 255);
+    // Cancel leaves a mask that the tool didn't make.
+    tool->finish(false);
+    QTest::qWait(1);
+    QVERIFY(mask->sub_window() != nullptr);
+    QCOMPARE(picture_->record()->mask_window, static_cast<WindowBase*>(mask));
 }
 
 void TestMaskTool::exponential_slider() {
