@@ -312,7 +312,7 @@ void MaskTool::build_panel() {
     add_button("Apply", "apply", &MaskTool::apply);
     layout->addLayout(buttons);
 
-    panel_->set_client_size(layout->sizeHint().width(), layout->sizeHint().height());
+    fit_panel();
     const QRect room = qobject_cast<QMdiArea*>(parent())->viewport()->geometry();
     panel_->move(room.left() + (room.width() - panel_->width()) / 2,
                  room.top() + room.height() - panel_->height());
@@ -504,6 +504,21 @@ QWidget* MaskTool::build_sub_panel(MaskKind kind) {
     return page;
 }
 
+void MaskTool::fit_panel() {
+    // The panel takes the height of the shown sub-panel, not of the tallest.
+    auto* pages = panel_->findChild<QStackedWidget*>(QStringLiteral("sub_panels"));
+    if (pages == nullptr) return;
+    for (int i = 0; i < pages->count(); ++i)
+        pages->widget(i)->setSizePolicy(
+            i == pages->currentIndex() ? QSizePolicy::Preferred : QSizePolicy::Ignored,
+            i == pages->currentIndex() ? QSizePolicy::Preferred : QSizePolicy::Ignored);
+    pages->setFixedHeight(pages->currentWidget()->sizeHint().height());
+    QLayout* layout = panel_->client()->layout();
+    layout->activate();
+    panel_->set_client_size(layout->sizeHint().width(), layout->sizeHint().height());
+    panel_keep_visible(panel_);
+}
+
 void MaskTool::select_kind(MaskKind kind) {
     kind_ = kind;
     points_.clear();
@@ -511,6 +526,7 @@ void MaskTool::select_kind(MaskKind kind) {
     dragging_ = false;
     if (auto* pages = panel_->findChild<QStackedWidget*>(QStringLiteral("sub_panels")))
         pages->setCurrentIndex(static_cast<int>(kind));
+    fit_panel();
     if (kind == MaskKind::texture) texture_histogram_update();
     if (auto* b = panel_->findChild<QToolButton*>(
             QString::fromLatin1(mask_kind_labels[static_cast<int>(kind)])))
@@ -604,6 +620,7 @@ void MaskTool::apply() {
         case MaskKind::polygon:
         case MaskKind::spline:
             if (points_.size() >= 2) run_outline(points_);
+            last_outline_ = points_;
             points_.clear();
             picture_->viewport()->update();
             return;
@@ -933,8 +950,9 @@ void MaskTool::save_outline() {
     const QString path =
         QFileDialog::getSaveFileName(panel_, QStringLiteral("Save %1").arg(word), {}, filter);
     if (path.isEmpty()) return;
+    // The outline being drawn, or else the last one applied.
     std::vector<OutlinePoint> points;
-    for (const QPointF& p : points_)
+    for (const QPointF& p : points_.empty() ? last_outline_ : points_)
         points.push_back({p.x(), p.y()});
     const Image* picture = picture_image();
     error_report(outline_write(path.toStdString(), kind, picture->width, picture->height, points));

@@ -124,6 +124,7 @@ public:
 
 private:
     void build_panel();
+    void fit_panel();
     QWidget* build_sub_panel(MaskKind kind);
     // Copies the mask and its classes for "Undo" before an operation.
     void save_undo();
@@ -160,7 +161,8 @@ private:
     // Drawing state.
     bool dragging_ = false;
     QPointF drag_start_, drag_now_, hover_;
-    std::vector<QPointF> points_;  // polygon or spline being drawn, or loaded
+    std::vector<QPointF> points_;        // polygon or spline being drawn, or loaded
+    std::vector<QPointF> last_outline_;  // the last polygon or spline applied
     std::vector<SubPoint> freehand_;
     BrushStroke stroke_;
     ColorRangeTables brush_tables_;
