@@ -173,18 +173,30 @@ int mask_feather(const Image* input, Image* output, int width, int falloff, int 
                 }
                 const int oy0 = std::max(sy - r, y0), oy1 = std::min(sy + r, y1 - 1);
                 const int ox0 = std::max(x - r, 0), ox1 = std::min(x + r, w - 1);
+                // A full pixel stamps the stamp itself, in a loop the compiler
+                // can vectorise; a partial one goes through its product table:
+                // mul8(stamp, v) outward, 255 - mul8(255 - stamp, 255 - v) inward.
+                std::uint8_t scaled[256];
+                if (v != plain)
+                    for (int k = 0; k < 256; ++k)
+                        scaled[k] = static_cast<std::uint8_t>(
+                            outward ? mul8[k][v] : 255 - mul8[255 - k][255 - v]);
                 for (int oy = oy0; oy <= oy1; ++oy) {
                     const std::uint8_t* s =
                         stamp.data() + static_cast<std::size_t>(oy - sy + r) * side + (r - x);
                     std::uint8_t* out = output->rows[oy];
-                    for (int ox = ox0; ox <= ox1; ++ox) {
-                        if (outward) {
-                            const int value = v == 255 ? s[ox] : mul8[s[ox]][v];
-                            if (value > out[ox]) out[ox] = static_cast<std::uint8_t>(value);
-                        } else {
-                            const int value = 255 - mul8[255 - s[ox]][255 - v];
-                            if (value < out[ox]) out[ox] = static_cast<std::uint8_t>(value);
-                        }
+                    if (v == plain && outward) {
+                        for (int ox = ox0; ox <= ox1; ++ox)
+                            out[ox] = std::max(out[ox], s[ox]);
+                    } else if (v == plain) {
+                        for (int ox = ox0; ox <= ox1; ++ox)
+                            out[ox] = std::min(out[ox], s[ox]);
+                    } else if (outward) {
+                        for (int ox = ox0; ox <= ox1; ++ox)
+                            out[ox] = std::max(out[ox], scaled[s[ox]]);
+                    } else {
+                        for (int ox = ox0; ox <= ox1; ++ox)
+                            out[ox] = std::min(out[ox], scaled[s[ox]]);
                     }
                 }
             }
