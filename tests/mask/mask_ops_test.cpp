@@ -92,6 +92,18 @@ TEST(MaskFeather, PartialValuesScaleTheStampAndThreadsAgree) {
     parallel_set_threads(0);
     EXPECT_TRUE(results[0] == results[2]);
     EXPECT_TRUE(results[1] == results[3]);
+
+    // Inward, a pixel of 128 in white lowers its footprint by 255 - mul8(cone, 127).
+    Picture white(image_type_gray8, 100, 100), out(image_type_gray8, 100, 100);
+    for (int r = 0; r < 100; ++r)
+        std::fill(white.row(r), white.row(r) + 100, std::uint8_t{255});
+    white.row(60)[60] = 128;
+    line_classes_compute(white.image, classes);
+    ASSERT_EQ(mask_feather(&white.image, &out.image, -17, 0, 1, classes, false), 0);
+    for (int d = 0; d <= 18; ++d) {
+        const int cone = static_cast<int>(std::floor(255 * (1 - d / 18.0) + 0.5));
+        EXPECT_EQ(out.row(60 + d)[60 - d / 2], 255 - mul8[cone][127]) << d;
+    }
 }
 
 // The box filter by its definition: the first and last r samples copied,
