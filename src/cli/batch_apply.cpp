@@ -1,11 +1,14 @@
 #include "cli/batch_apply.h"
 
+#include "core/comments.h"
+
 #include <cstdio>
 #include <string_view>
 
 #include "cli/batch_help.h"
 #include "cli/batch_io.h"
 #include "cli/batch_progress.h"
+#include "core/comments.h"
 #include "core/errors.h"
 #include "core/image.h"
 #include "file/file_types.h"
@@ -131,7 +134,8 @@ int batch_apply(const std::vector<std::string>& args) {
 
     ImageHolder input;
     std::vector<std::uint8_t> profile;
-    if (int err = batch_read(files[0], input.get(), &profile)) return fail(err);
+    CommentList comments;
+    if (int err = batch_read(files[0], input.get(), &profile, &comments)) return fail(err);
     ImageHolder output;
     if (int err = transform_compute_image(d, params.get(), input.get(), output.get()))
         return fail(err);
@@ -140,6 +144,7 @@ int batch_apply(const std::vector<std::string>& args) {
     if (image_is_colour(output.get()) != image_is_colour(input.get())) profile.clear();
     SaveOptions options;
     options.progress = batch_progress_on();
+    options.comments = &comments;
     if (int err = WriteImage(files[1].c_str(), filter, output.get(), profile, options))
         return fail(err);
     return 0;

@@ -25,6 +25,7 @@
 #include "core/image.h"
 #include "file/file_types.h"
 #include "file/jpeg_io.h"
+#include "file/metadata.h"
 #include "file/tiff_reader.h"
 #include "file/write_image.h"
 
@@ -111,7 +112,8 @@ std::string compression_name(int code) {
 int info(const std::string& path) {
     ImageHolder image;
     std::vector<std::uint8_t> profile;
-    if (int err = batch_read(path, image.get(), &profile)) return fail(err);
+    CommentList comments;
+    if (int err = batch_read(path, image.get(), &profile, &comments)) return fail(err);
     const std::string format = batch_format_name(path);
     std::printf("Format: %s\n", format.c_str());
     std::printf("Width: %d\n", image->width);
@@ -129,6 +131,10 @@ int info(const std::string& path) {
     } else {
         std::printf("Profile: %s\n", profile.empty() ? "no" : "yes");
     }
+    // The comments as the File Comments window lists them.
+    for (const Comment& c : comments.items)
+        for (const std::string& line : comment_lines(c))
+            std::printf("%s\n", line.c_str());
     return 0;
 }
 
@@ -188,7 +194,9 @@ int convert(const std::vector<std::string>& args) {
 
     ImageHolder image;
     std::vector<std::uint8_t> profile;
-    if (int err = batch_read(in, image.get(), &profile)) return fail(err);
+    CommentList comments;
+    if (int err = batch_read(in, image.get(), &profile, &comments)) return fail(err);
+    options.comments = &comments;
     if (int err = WriteImage(out.c_str(), filter, image.get(), profile, options)) return fail(err);
     return 0;
 }

@@ -50,6 +50,7 @@ void clear_record(WindowRecord* r, int slot) {
     r->overlay_blue = 0;
     r->profile.clear();
     r->profile.shrink_to_fit();
+    CommentFreeAll(&r->comments);
 }
 
 void ensure_table() {
@@ -91,6 +92,7 @@ int copy_window_picture(const WindowRecord* source, WindowRecord* dest, const ch
         }
     }
     dest->profile = source->profile;
+    dest->comments = source->comments;
     dest->zoom = source->zoom;
     window_copy_annotations(source, dest);
     return 0;

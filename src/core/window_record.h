@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "core/comments.h"
 #include "core/image.h"
 
 inline constexpr int window_record_count = 256;
@@ -71,6 +72,7 @@ struct WindowRecord {
     WindowBase* mask_window;
     std::int32_t overlay_strength, overlay_red, overlay_green, overlay_blue;
     std::vector<std::uint8_t> profile;  // embedded ICC profile
+    CommentList comments;               // what the file said about itself
 };
 
 // Allocates the table with every record free and numbered. Safe to repeat:

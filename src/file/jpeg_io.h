@@ -54,6 +54,9 @@ struct JpegWriteOptions {
     // stream), written after the JFIF marker and before the profile; empty
     // for none.
     std::span<const std::uint8_t> exif;
+    // Body of an APP13 marker holding IPTC datasets, after the profile; empty
+    // for none.
+    std::span<const std::uint8_t> iptc;
     bool progress = true;
 };
 
