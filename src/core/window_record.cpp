@@ -92,7 +92,6 @@ int copy_window_picture(const WindowRecord* source, WindowRecord* dest, const ch
         }
     }
     dest->profile = source->profile;
-    dest->comments = source->comments;
     dest->zoom = source->zoom;
     window_copy_annotations(source, dest);
     return 0;
@@ -269,6 +268,7 @@ std::string window_title_base(const WindowRecord& record, bool full_path) {
 void window_copy_annotations(const WindowRecord* source, WindowRecord* dest) {
     dest->derived_from = source->file_name.empty() ? source->derived_from : source->file_name;
     dest->file_type = source->file_type;
+    dest->comments = source->comments;
 }
 
 int window_duplicate(const WindowRecord* source, WindowRecord* dest) {

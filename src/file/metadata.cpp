@@ -565,6 +565,98 @@ std::uint32_t read_le32(const std::uint8_t* p) {
     return p[0] | (p[1] << 8) | (p[2] << 16) | (std::uint32_t{p[3]} << 24);
 }
 
+// The entries of an IFD inside a maker note. Value offsets count from the
+// start of the stream that held the note, which began `shift` bytes before
+// the note; a shift of 0 means they count from the note itself.
+class NoteIfd {
+public:
+    NoteIfd(std::span<const std::uint8_t> note, std::uint32_t at, bool big, std::uint32_t shift)
+        : note_(note), at_(at), big_(big), shift_(shift) {}
+
+    // Value `index` of a SHORT or LONG entry.
+    bool value(int tag, std::uint32_t index, std::uint32_t* out) const {
+        const std::uint8_t* v = nullptr;
+        int type = 0;
+        std::uint32_t count = 0;
+        if (!find(tag, &type, &count, &v) || index >= count) return false;
+        if (type == tiff_short || type == 8) *out = get16(v + 2 * index);
+        else if (type == tiff_long || type == 9) *out = get32(v + 4 * index);
+        else if (tiff_type_size(type) == 1) *out = v[index];
+        else return false;
+        return true;
+    }
+    std::string text(int tag) const {
+        const std::uint8_t* v = nullptr;
+        int type = 0;
+        std::uint32_t count = 0;
+        if (!find(tag, &type, &count, &v) || type != tiff_ascii) return {};
+        std::string s(reinterpret_cast<const char*>(v), count);
+        s.resize(std::strlen(s.c_str()));
+        while (!s.empty() && s.back() == ' ')
+            s.pop_back();
+        return s;
+    }
+    bool rationals(int tag, double* out, std::uint32_t n) const {
+        const std::uint8_t* v = nullptr;
+        int type = 0;
+        std::uint32_t count = 0;
+        if (!find(tag, &type, &count, &v) || type != tiff_rational || count < n) return false;
+        for (std::uint32_t i = 0; i < n; ++i) {
+            const std::uint32_t d = get32(v + 8 * i + 4);
+            out[i] = d ? static_cast<double>(get32(v + 8 * i)) / d : 0.0;
+        }
+        return true;
+    }
+
+private:
+    unsigned get16(const std::uint8_t* p) const {
+        return big_ ? (p[0] << 8) | p[1] : p[0] | (p[1] << 8);
+    }
+    std::uint32_t get32(const std::uint8_t* p) const {
+        return big_ ? (std::uint32_t{p[0]} << 24) | (p[1] << 16) | (p[2] << 8) | p[3]
+                    : p[0] | (p[1] << 8) | (p[2] << 16) | (std::uint32_t{p[3]} << 24);
+    }
+    bool find(int tag, int* type, std::uint32_t* count, const std::uint8_t** value) const {
+        if (at_ > note_.size() || note_.size() - at_ < 2) return false;
+        const unsigned n = get16(note_.data() + at_);
+        for (unsigned i = 0; i < n; ++i) {
+            const std::uint64_t e = std::uint64_t{at_} + 2 + 12 * std::uint64_t{i};
+            if (e + 12 > note_.size()) return false;
+            const std::uint8_t* p = note_.data() + e;
+            if (static_cast<int>(get16(p)) != tag) continue;
+            *type = static_cast<int>(get16(p + 2));
+            *count = get32(p + 4);
+            const std::uint64_t bytes = std::uint64_t{*count} * tiff_type_size(*type);
+            if (bytes == 0) return false;
+            if (bytes <= 4) {
+                *value = p + 8;
+                return true;
+            }
+            const std::uint32_t off = get32(p + 8);
+            if (off < shift_) return false;
+            const std::uint64_t from = off - shift_;
+            if (from > note_.size() || bytes > note_.size() - from) return false;
+            *value = note_.data() + from;
+            return true;
+        }
+        return false;
+    }
+
+    std::span<const std::uint8_t> note_;
+    std::uint32_t at_;
+    bool big_;
+    std::uint32_t shift_;
+};
+
+// "%d mm" or "%d - %d mm", then the apertures when known.
+std::string lens_text(int shortest, int longest, double wide_f, double long_f) {
+    std::string s = shortest == longest || longest == 0 ? format("%d mm", shortest)
+                                                        : format("%d - %d mm", shortest, longest);
+    if (wide_f > 0 && (long_f == wide_f || long_f <= 0)) s += format("; f/%.1f", wide_f);
+    else if (wide_f > 0) s += format("; f/%.1f - f/%.1f", wide_f, long_f);
+    return s;
+}
+
 }  // namespace
 
 std::string CommentText(const Comment& c) {
@@ -879,7 +971,92 @@ void MakerNoteInfo(std::span<const std::uint8_t> note, const std::string& make,
     if (note.size() < maker_note_trailer_size ||
         std::memcmp(note.data() + note.size() - 8, maker_note_magic, 8) != 0)
         return;
-    (void)make;
-    (void)model;
-    (void)read_le32;
+    const std::uint8_t* trailer = note.data() + note.size() - maker_note_trailer_size;
+    const bool file_big = trailer[4] != 1;
+    const std::uint32_t note_at = read_le32(trailer + 8);
+    char ext_bytes[8] = {};
+    std::memcpy(ext_bytes, trailer + 12, 7);
+    const std::string ext = lower(ext_bytes);
+    const std::span<const std::uint8_t> body = note.first(note.size() - maker_note_trailer_size);
+    const std::string low_make = lower(make);
+    const std::string low_model = lower(model);
+    const bool jpeg_or_tiff = ext == "jpg" || ext == "jpeg" || ext == "jpe" || ext == "tif" ||
+                              ext == "tiff";
+    const auto begins = [](const std::string& s, const char* with) { return s.rfind(with, 0) == 0; };
+    const auto starts = [&](const char* with) {
+        const std::size_t n = std::strlen(with);
+        return body.size() >= n && std::memcmp(body.data(), with, n) == 0;
+    };
+
+    if (ext == "cr2" || ext == "thm" || (jpeg_or_tiff && begins(low_make, "canon"))) {
+        const NoteIfd ifd(body, 0, file_big, note_at);
+        static constexpr const char* balances[] = {
+            "Auto",  "Sunny",  "Cloudy",        "Tungsten", "Flourescent",
+            "Flash", "Custom", "Black & White", "Shade",    "Manual Temperature"};
+        std::uint32_t wb = 0;
+        if (ifd.value(4, 7, &wb) && wb < std::size(balances)) facts->white_balance = balances[wb];
+        std::uint32_t longest = 0, shortest = 0, units = 0;
+        if (ifd.value(1, 23, &longest) && ifd.value(1, 24, &shortest) && ifd.value(1, 25, &units)) {
+            if (units == 0) units = 1;
+            facts->lens = lens_text(shortest / units, longest / units, 0, 0);
+        }
+        return;
+    }
+    if (starts("FUJIFILM")) {
+        if (body.size() < 12) return;
+        const NoteIfd ifd(body, read_le32(body.data() + 8), false, 0);
+        static constexpr struct {
+            unsigned value;
+            const char* text;
+        } balances[] = {{0, "Auto"},
+                        {256, "Daylight"},
+                        {512, "Cloudy"},
+                        {768, "Daylight-color Fluorescent"},
+                        {769, "DayWhite-color Fluorescent"},
+                        {770, "White Fluorescent"},
+                        {1024, "Incandescent"},
+                        {3840, "Custom"}};
+        std::uint32_t wb = 0;
+        if (ifd.value(4098, 0, &wb))
+            for (const auto& b : balances)
+                if (b.value == wb) facts->white_balance = b.text;
+        return;
+    }
+    if (ext == "pef" || (jpeg_or_tiff && (begins(low_make, "pentax") || begins(low_model, "pentax")))) {
+        static constexpr const char* balances[] = {"Auto",     "Daylight",    "Shade",
+                                                   "Tungsten", "Fluorescent", "Manual"};
+        const bool aoc = starts("AOC");
+        const bool big = aoc && body.size() > 5 ? body[4] == 'M' : file_big;
+        const NoteIfd ifd(body, aoc ? 6 : 0, big, note_at);
+        std::uint32_t wb = 0;
+        if (ifd.value(aoc ? 25 : 7, 0, &wb) && wb < std::size(balances))
+            facts->white_balance = balances[wb];
+        return;
+    }
+    if (ext == "nef" || (jpeg_or_tiff && (begins(low_make, "nikon") || begins(low_model, "nikon")))) {
+        if (lower(std::string(reinterpret_cast<const char*>(body.data()),
+                              std::min<std::size_t>(body.size(), 5))) == "nikon") {
+            // The second form: a TIFF header of its own at offset 10.
+            if (body.size() < 18) return;
+            const std::span<const std::uint8_t> inner = body.subspan(10);
+            const bool big = inner[0] == 'M';
+            const std::uint32_t first = big ? (std::uint32_t{inner[4]} << 24) | (inner[5] << 16) |
+                                                  (inner[6] << 8) | inner[7]
+                                            : read_le32(inner.data() + 4);
+            const NoteIfd ifd(inner, first, big, 0);
+            std::uint32_t iso = 0;
+            if (ifd.value(2, 1, &iso)) facts->iso = format("%u", iso);
+            facts->white_balance = ifd.text(5);
+            double r[4];
+            if (ifd.rationals(132, r, 4))
+                facts->lens = lens_text(static_cast<int>(r[0]), static_cast<int>(r[1]), r[2], r[3]);
+            return;
+        }
+        static constexpr const char* balances[] = {"Auto",         "Preset", "Daylight",
+                                                   "Incandescent", "Florescent", "Cloudy",
+                                                   "Speedlight"};
+        const NoteIfd ifd(body, 8, file_big, note_at);
+        std::uint32_t wb = 0;
+        if (ifd.value(7, 0, &wb) && wb < std::size(balances)) facts->white_balance = balances[wb];
+    }
 }
