@@ -4,12 +4,15 @@
 // TIFF, JPEG and PNG in, and out in the format of OUT's extension. --quality
 // is for JPEG output, --compression and --thumbnail for TIFF output.
 //   orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT
+//   orvane-batch comments FILE [--artist T] [--copyright T] [--description T]
+//   orvane-batch rotate FILE 90|180|270
 //   orvane-batch list
 //   orvane-batch help NAME
 //   orvane-batch --help | -h | --version
 // Exit status 0 on success, otherwise the error code, with its text on
 // standard error; 255 for a command line that cannot be understood or that
 // gives an option the output format has no use for.
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
@@ -26,6 +29,8 @@
 #include "file/file_types.h"
 #include "file/jpeg_io.h"
 #include "file/metadata.h"
+#include "file/metadata_edit.h"
+#include "file/read_image.h"
 #include "file/tiff_reader.h"
 #include "file/write_image.h"
 
@@ -40,6 +45,9 @@ int usage(std::FILE* to = stderr) {
                  "usage: orvane-batch info FILE\n"
                  "       orvane-batch convert IN OUT [options]\n"
                  "       orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT\n"
+                 "       orvane-batch comments FILE [--artist T] [--copyright T] "
+                 "[--description T]\n"
+                 "       orvane-batch rotate FILE 90|180|270\n"
                  "       orvane-batch list\n"
                  "       orvane-batch help NAME\n"
                  "       orvane-batch --help | --version\n"
@@ -48,6 +56,9 @@ int usage(std::FILE* to = stderr) {
                  "  --quality N                  JPEG quality, 0 to 100 (default %d)\n"
                  "  --compression none|zip|lzw   TIFF compression (default none)\n"
                  "  --thumbnail                  TIFF: add a reduced image\n"
+                 "comments rewrites those fields of a TIFF, JPEG or PNG file in place, and\n"
+                 "rotate turns one clockwise without recompressing; on any failure the\n"
+                 "file stays as it was.\n"
                  "list shows the transformations; help NAME the values and lines of one.\n"
                  "On a terminal, work that takes over a second (ORVANE_PROGRESS_DELAY)\n"
                  "or an image over 50 megapixels shows its progress.\n"
@@ -201,6 +212,55 @@ int convert(const std::vector<std::string>& args) {
     return 0;
 }
 
+// The file type code of an existing file: its name's, or for a name that
+// says nothing, its first bytes'.
+int file_type_of(const std::string& path) {
+    const int type = FileTypeOfName(path);
+    if (type != file_type_unknown) return type;
+    FileSignature signature = FileSignature::other;
+    if (file_signature(path.c_str(), &signature) != 0) return type;
+    switch (signature) {
+        case FileSignature::tiff:
+            return file_type_tiff;
+        case FileSignature::jpeg:
+            return file_type_jpeg;
+        case FileSignature::png:
+            return file_type_png;
+        case FileSignature::gif:
+            return file_type_gif;
+        default:
+            return type;
+    }
+}
+
+int comments(const std::vector<std::string>& args) {
+    if (args.empty() || args.size() % 2 == 0) return usage();
+    const char* fields[3] = {nullptr, nullptr, nullptr};
+    static constexpr const char* names[3] = {"--artist", "--copyright", "--description"};
+    for (std::size_t i = 1; i < args.size(); i += 2) {
+        const auto* name = std::find(std::begin(names), std::end(names), args[i]);
+        if (name == std::end(names)) return usage();
+        fields[name - std::begin(names)] = args[i + 1].c_str();
+    }
+    const int type = file_type_of(args[0]);
+    if (!comment_editing_supported(type)) {
+        std::fprintf(stderr, "orvane-batch: %s\n", comment_editing_refusal);
+        return 136;
+    }
+    if (int err = RewriteFileComments(args[0].c_str(), type, fields[0], fields[1], fields[2]))
+        return fail(err);
+    return 0;
+}
+
+int rotate(const std::vector<std::string>& args) {
+    int degrees = 0;
+    if (args.size() != 2 || !parse_number(args[1], 90, 270, &degrees) || degrees % 90 != 0)
+        return usage();
+    if (int err = RotateFileLossless(args[0].c_str(), file_type_of(args[0]), degrees / 90))
+        return fail(err);
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -217,6 +277,8 @@ int main(int argc, char** argv) {
     if (command == "info" && args.size() == 1) return info(args[0]);
     if (command == "convert") return convert(args);
     if (command == "apply") return batch_apply(args);
+    if (command == "comments") return comments(args);
+    if (command == "rotate") return rotate(args);
     if (command == "list" && args.empty()) return batch_list();
     return usage();
 }

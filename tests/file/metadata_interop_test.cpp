@@ -20,6 +20,7 @@
 #include "file/file_types.h"
 #include "file/load_image.h"
 #include "file/metadata.h"
+#include "file/metadata_edit.h"
 #include "file/read_image.h"
 #include "file/write_image.h"
 
@@ -330,6 +331,130 @@ TEST(MetadataFiles, FuzzedSegmentsNeverCrash) {
         }
     }
     EXPECT_GT(read, 100);  // the damage was not all fatal: the readers did run
+}
+
+std::string batch_command(const std::string& arguments) {
+    return quoted(batch_program()) + " " + arguments + " > /dev/null 2>&1";
+}
+
+// The orientation table, row by row, as exiftool reads what rotate wrote.
+TEST(MetadataEdit, JpegRotationTable) {
+    if (!have_exiftool()) GTEST_SKIP() << "exiftool is missing";
+    const ScratchFolder dir;
+    const std::string plain = dir.file("plain.jpg");
+    ASSERT_TRUE(file_test::made_by("cjpeg", file_test::make_picture(16, 8, 3, 255, 3), plain));
+    const std::vector<std::uint8_t> bytes = file_test::read_bytes(plain);
+    const struct {
+        int old;  // -1: no tag
+        int after[3];
+    } rows[] = {{-1, {6, 3, 8}}, {0, {6, 3, 8}}, {1, {6, 3, 8}},
+                {3, {8, 0, 6}},  {6, {3, 8, 0}}, {8, {0, 8, 3}}};
+    for (const auto& row : rows) {
+        for (int op = 1; op <= 3; ++op) {
+            const std::string f = dir.file("r" + std::to_string(row.old + 1) + std::to_string(op) + ".jpg");
+            file_test::write_bytes(f, bytes);
+            if (row.old >= 0) {
+                ASSERT_TRUE(run("exiftool -q -n -overwrite_original -Orientation=" +
+                                std::to_string(row.old) + " " + quoted(f)));
+            }
+            ASSERT_EQ(std::system(batch_command("rotate " + quoted(f) + " " +
+                                                std::to_string(90 * op)).c_str()), 0);
+        }
+    }
+    int status = 0;
+    std::istringstream lines(file_test::output_of(
+        "exiftool -q -n -T -FileName -Orientation " + quoted(dir.path()) + "/r*.jpg", &status));
+    std::map<std::string, std::string> got;
+    for (std::string name, value; lines >> name >> value;)
+        got[name] = value;
+    for (const auto& row : rows)
+        for (int op = 1; op <= 3; ++op)
+            EXPECT_EQ(got["r" + std::to_string(row.old + 1) + std::to_string(op) + ".jpg"],
+                      std::to_string(row.after[op - 1]))
+                << "old " << row.old << " operation " << op;
+    EXPECT_EQ(jpeg_orientation_after(8, 2), 8);
+}
+
+// One field rewritten in each format; every other value stays.
+TEST(MetadataEdit, CommentsRewriteOneFieldKeepingTheRest) {
+    if (!have_exiftool()) GTEST_SKIP() << "exiftool is missing";
+    const ScratchFolder dir;
+    const std::string in = dir.file("in.jpg");
+    ASSERT_TRUE(make_tagged_jpeg(in, false));
+    const std::string tif = dir.file("in.tif");
+    ASSERT_EQ(batch_convert(in, tif), 0);
+    const std::string png = dir.file("in.png");
+    ASSERT_EQ(batch_convert(in, png), 0);
+    for (const std::string& path : {in, tif}) {
+        std::map<std::string, std::string> expected = exif_values(path, written_tags);
+        ASSERT_EQ(std::system(batch_command("comments " + quoted(path) +
+                                            " --artist 'Bo Smith' --description 'New one'").c_str()),
+                  0);
+        expected["IFD0:Artist"] = "Bo Smith";
+        expected["IFD0:ImageDescription"] = "New one";
+        EXPECT_EQ(exif_values(path, written_tags), expected) << path;
+        // The same values again leave the file as it is.
+        const std::vector<std::uint8_t> before = file_test::read_bytes(path);
+        ASSERT_EQ(RewriteFileComments(path.c_str(), FileTypeOfName(path), "Bo Smith", nullptr,
+                                      "New one"),
+                  0);
+        EXPECT_EQ(file_test::read_bytes(path), before) << path;
+    }
+    ASSERT_EQ(RewriteFileComments(png.c_str(), file_type_png, nullptr, "(c) Bo", nullptr), 0);
+    EXPECT_EQ(exif_values(png, {"Copyright"})["IFD0:Copyright"], "(c) Bo");
+}
+
+// A full disk, a write-protected file, a damaged file and a GIF: an error,
+// and the file byte for byte as it was.
+TEST(MetadataEdit, FailuresLeaveTheFileWhole) {
+    if (!have_exiftool()) GTEST_SKIP() << "exiftool is missing";
+    const ScratchFolder dir;
+    const ScratchFolder scripts;
+    const std::string big = dir.file("big.jpg");
+    ASSERT_TRUE(file_test::made_by("cjpeg -quality 100", file_test::make_picture(300, 200, 3, 255, 9),
+                                   big));
+    ASSERT_TRUE(run("exiftool -q -overwrite_original -Artist=Old " + quoted(big)));
+    ASSERT_GT(file_test::read_bytes(big).size(), 41000u);  // above the limit of 40 blocks
+    const std::string damaged = dir.file("damaged.jpg");
+    std::vector<std::uint8_t> cut = file_test::read_bytes(big);
+    cut.resize(30);
+    file_test::write_bytes(damaged, cut);
+    const std::string gif = dir.file("x.gif");
+    file_test::write_bytes(gif, {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0, 0, 0, ';'});
+    const std::string locked = dir.file("locked.jpg");
+    std::filesystem::copy_file(big, locked);
+    std::filesystem::permissions(locked, std::filesystem::perms::owner_read |
+                                             std::filesystem::perms::group_read);
+
+    const struct {
+        const char* what;
+        std::string file;
+        std::string prefix;  // run before the program, in the same shell
+        std::string arguments;
+        std::string message;
+    } cases[] = {
+        {"full disk", big, "trap '' XFSZ; ulimit -f 40; ", "comments F --artist New",
+         "disk full"},
+        {"full disk, rotate", big, "trap '' XFSZ; ulimit -f 40; ", "rotate F 90", "disk full"},
+        {"write-protected", locked, "", "comments F --artist New", "read-only"},
+        {"damaged", damaged, "", "comments F --artist New", "comments"},
+        {"GIF", gif, "", "comments F --artist New", "only supported for Tiff, Jpeg, Gif and Png"},
+    };
+    const std::vector<std::string> files = file_test::listing(dir.path());
+    for (const auto& c : cases) {
+        const std::vector<std::uint8_t> before = file_test::read_bytes(c.file);
+        std::string arguments = c.arguments;
+        arguments.replace(arguments.find('F'), 1, quoted(c.file));
+        const std::string script = scripts.file("run.sh");
+        const std::string line = c.prefix + quoted(batch_program()) + " " + arguments + "\n";
+        file_test::write_bytes(script, {line.begin(), line.end()});
+        int status = 0;
+        const std::string out = file_test::output_of("bash " + quoted(script), &status);
+        EXPECT_GT(status, 0) << c.what;
+        EXPECT_NE(out.find(c.message), std::string::npos) << c.what << ": " << out;
+        EXPECT_EQ(file_test::read_bytes(c.file), before) << c.what;
+        EXPECT_EQ(file_test::listing(dir.path()), files) << c.what << ": a sibling was left";
+    }
 }
 
 }  // namespace
