@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <new>
 
@@ -372,6 +373,13 @@ int raw_read_comments(const char* name, CommentList* list, const int* filter) {
     if (std::find_if(std::begin(tiff_like), std::end(tiff_like),
                      [&](const char* e) { return ext == e; }) != std::end(tiff_like))
         return TiffReadComments(name, list, filter, 0);
+    if (ext == "crw") {
+        // The camera's thumbnail beside the raw holds its EXIF.
+        std::string thm = name;
+        thm.replace(thm.size() - 3, 3, "thm");
+        if (!std::filesystem::exists(thm)) thm.replace(thm.size() - 3, 3, "THM");
+        return std::filesystem::exists(thm) ? JpegReadComments(thm.c_str(), list, filter) : 0;
+    }
     FilePtr f(std::fopen(name, "rb"));
     if (!f) return err_read;
     const auto at = [&](long first, long second) -> long {

@@ -136,6 +136,11 @@ TEST(MetadataFiles, ExiftoolSeesTheSameValuesAfterEverySave) {
     for (const auto& [tag, value] : expected)
         ASSERT_NE(value, "-") << "exiftool did not tag " << tag;
     ASSERT_EQ(expected.at("IPTC:Keywords"), "alpha|beta");
+    int status = 0;
+    const std::string info = file_test::output_of(quoted(batch_program()) + " info " + quoted(in), &status);
+    EXPECT_NE(info.find("Artist: \"Ann Example\"\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("Keywords: \"alpha\"\n    \"beta\"\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("Film Speed (ISO): 640\n"), std::string::npos) << info;
 
     const struct {
         const char* name;
@@ -267,6 +272,101 @@ TEST(MetadataFiles, DamagedStreamsGiveAShorterList) {
         for (const Comment& comment : list.items)
             codes.push_back(comment.code);
         EXPECT_EQ(codes, c.codes) << c.what;
+    }
+}
+
+// Big- or little-endian pieces of hand-made maker notes and raw files.
+struct Writer {
+    bool big;
+    std::vector<std::uint8_t> b;
+    Writer& text(const char* t, std::size_t n) {
+        b.insert(b.end(), t, t + n);
+        return *this;
+    }
+    Writer& u16(unsigned v) {
+        const std::uint8_t hi = static_cast<std::uint8_t>(v >> 8), lo = static_cast<std::uint8_t>(v);
+        b.insert(b.end(), big ? std::initializer_list<std::uint8_t>{hi, lo}
+                              : std::initializer_list<std::uint8_t>{lo, hi});
+        return *this;
+    }
+    Writer& u32(std::uint32_t v) { return big ? u16(v >> 16).u16(v & 0xFFFF) : u16(v & 0xFFFF).u16(v >> 16); }
+    Writer& entry(unsigned tag, unsigned type, std::uint32_t count, std::uint32_t value) {
+        return u16(tag).u16(type).u32(count).u32(value);
+    }
+    // The trailer a stored note carries: the note stood at `at` of a stream.
+    std::vector<std::uint8_t> with_trailer(std::uint32_t at, const char* ext) const {
+        std::vector<std::uint8_t> note = b;
+        Writer t{false, {}};
+        t.u32(1).u32(big ? 0 : 1).u32(at).text(ext, std::strlen(ext));
+        t.b.resize(20, 0);
+        t.u32(32).text("OrvnNote", 8);
+        note.insert(note.end(), t.b.begin(), t.b.end());
+        return note;
+    }
+};
+
+TEST(MetadataFiles, MakerNotesOfTheFourMakers) {
+    // Canon: tag 4 index 7 white balance, tag 1 indices 23 to 25 the lens;
+    // values at stream offsets, the note at 100.
+    Writer canon{false, {}};
+    canon.u16(2).entry(1, 3, 26, 130).entry(4, 3, 8, 182).u32(0);
+    canon.b.resize(30, 0);
+    for (int i = 0; i < 26; ++i) canon.u16(i == 23 ? 2000 : i == 24 ? 700 : i == 25 ? 10 : 0);
+    for (int i = 0; i < 8; ++i) canon.u16(i == 7 ? 8 : 1);
+    Writer fuji{false, {}};
+    fuji.text("FUJIFILM", 8).u32(12).u16(1).entry(0x1002, 3, 1, 768).u32(0);
+    Writer pentax{true, {}};
+    pentax.text("AOC\0MM", 6).u16(1).entry(25, 3, 1, 2u << 16).u32(0);
+    Writer nikon{true, {}};
+    nikon.text("Nikon\0\x02\x10\0\0", 10).text("MM\0\x2A\0\0\0\x08", 8);
+    nikon.u16(3).entry(2, 3, 2, 400).entry(5, 2, 8, 50).entry(132, 5, 4, 58).u32(0);
+    nikon.text("CLOUDY  ", 8).u32(18).u32(1).u32(55).u32(1).u32(35).u32(10).u32(56).u32(10);
+    Writer old_nikon{false, {}};
+    old_nikon.text("\0\0\0\0\0\0\0\0", 8).u16(1).entry(7, 3, 1, 6).u32(0);
+    const struct {
+        const char* what;
+        std::vector<std::uint8_t> note;
+        const char* make;
+        MakerNoteFacts facts;
+    } cases[] = {
+        {"Canon", canon.with_trailer(100, "cr2"), "", {"70 - 200 mm", "Shade", ""}},
+        {"Canon by make", canon.with_trailer(100, "jpg"), "CANON", {"70 - 200 mm", "Shade", ""}},
+        {"not Canon", canon.with_trailer(100, "jpg"), "Other", {"", "", ""}},
+        {"Fujifilm", fuji.with_trailer(0, "raf"), "", {"", "Daylight-color Fluorescent", ""}},
+        {"Pentax", pentax.with_trailer(0, "pef"), "", {"", "Shade", ""}},
+        {"Nikon", nikon.with_trailer(0, "nef"), "", {"18 - 55 mm; f/3.5 - f/5.6", "CLOUDY", "400"}},
+        {"older Nikon", old_nikon.with_trailer(0, "jpg"), "Nikon", {"", "Speedlight", ""}},
+        {"no trailer", canon.b, "Canon", {"", "", ""}},
+    };
+    for (const auto& c : cases) {
+        MakerNoteFacts facts;
+        MakerNoteInfo(c.note, c.make, "", &facts);
+        EXPECT_EQ(facts.lens, c.facts.lens) << c.what;
+        EXPECT_EQ(facts.white_balance, c.facts.white_balance) << c.what;
+        EXPECT_EQ(facts.iso, c.facts.iso) << c.what;
+    }
+}
+
+// The raw scan finds the TIFF stream of a raw file where its kind keeps it.
+TEST(MetadataFiles, RawScanFindsTheStream) {
+    Writer tiff{false, {}};
+    tiff.text("II\x2A\0", 4).u32(8).u16(1).entry(271, 2, 4, 0x00414141).u32(0);
+    const struct {
+        const char* name;
+        std::size_t base;
+        bool found;
+    } cases[] = {{"a.cr2", 0, true},   {"a.raf", 120, true}, {"b.raf", 160, true},
+                 {"c.raf", 140, false}, {"a.mrw", 48, true},  {"b.mrw", 140, true},
+                 {"a.arw", 0, true},   {"b.arw", 2, false},  {"a.bay", 0, false}};
+    const ScratchFolder dir;
+    for (const auto& c : cases) {
+        std::vector<std::uint8_t> bytes(c.base, 0);
+        bytes.insert(bytes.end(), tiff.b.begin(), tiff.b.end());
+        file_test::write_bytes(dir.file(c.name), bytes);
+        CommentList list;
+        (void)ReadComments(dir.file(c.name).c_str(), FileTypeOfName(c.name), &list, nullptr);
+        const Comment* make = CommentFind(list, 5);
+        EXPECT_EQ(make ? std::string(make->text()) : "", c.found ? "AAA" : "") << c.name;
     }
 }
 
