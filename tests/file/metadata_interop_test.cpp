@@ -112,9 +112,10 @@ int editor_save(const std::string& in, const std::string& out, int filter) {
     return err;
 }
 
-int batch_convert(const std::string& in, const std::string& out) {
-    return std::system((quoted(batch_program()) + " convert " + quoted(in) + " " + quoted(out) +
-                        " > /dev/null 2>&1")
+int batch_convert(const std::string& in, const std::string& out,
+                  const std::string& command = "convert") {
+    return std::system((quoted(batch_program()) + " " + command + " " + quoted(in) + " " +
+                        quoted(out) + " > /dev/null 2>&1")
                            .c_str());
 }
 
@@ -145,12 +146,17 @@ TEST(MetadataFiles, ExiftoolSeesTheSameValuesAfterEverySave) {
     const struct {
         const char* name;
         bool editor;
-    } routes[] = {{"editor.tif", true}, {"editor.jpg", true}, {"batch.tif", false},
-                  {"batch.jpg", false}};
+        const char* command;
+    } routes[] = {{"editor.tif", true, ""},
+                  {"editor.jpg", true, ""},
+                  {"batch.tif", false, "convert"},
+                  {"batch.jpg", false, "convert"},
+                  {"apply.jpg", false, "apply 'Gamma Adjust'"}};
     for (const auto& r : routes) {
         const std::string out = dir.file(r.name);
         const int filter = FileTypeOfName(out) == file_type_jpeg ? save_filter_jpeg : save_filter_tiff;
-        ASSERT_EQ(r.editor ? editor_save(in, out, filter) : batch_convert(in, out), 0) << r.name;
+        ASSERT_EQ(r.editor ? editor_save(in, out, filter) : batch_convert(in, out, r.command), 0)
+            << r.name;
         const std::map<std::string, std::string> got = exif_values(out, written_tags);
         for (const std::string& tag : written_tags)
             EXPECT_EQ(got.count(tag) ? got.at(tag) : "(missing)", expected.at(tag))
@@ -437,8 +443,9 @@ std::string batch_command(const std::string& arguments) {
     return quoted(batch_program()) + " " + arguments + " > /dev/null 2>&1";
 }
 
-// The orientation table, row by row, as exiftool reads what rotate wrote.
-TEST(MetadataEdit, JpegRotationTable) {
+// The JPEG orientation table, row by row, as exiftool reads what rotate wrote;
+// then a TIFF's turns.
+TEST(MetadataEdit, RotationTable) {
     if (!have_exiftool()) GTEST_SKIP() << "exiftool is missing";
     const ScratchFolder dir;
     const std::string plain = dir.file("plain.jpg");
@@ -449,30 +456,48 @@ TEST(MetadataEdit, JpegRotationTable) {
         int after[3];
     } rows[] = {{-1, {6, 3, 8}}, {0, {6, 3, 8}}, {1, {6, 3, 8}},
                 {3, {8, 0, 6}},  {6, {3, 8, 0}}, {8, {0, 8, 3}}};
+    const auto name = [&](int old, int op) {
+        return dir.file("r" + std::to_string(old + 1) + std::to_string(op) + ".jpg");
+    };
     for (const auto& row : rows) {
+        std::string files;
         for (int op = 1; op <= 3; ++op) {
-            const std::string f = dir.file("r" + std::to_string(row.old + 1) + std::to_string(op) + ".jpg");
-            file_test::write_bytes(f, bytes);
-            if (row.old >= 0) {
-                ASSERT_TRUE(run("exiftool -q -n -overwrite_original -Orientation=" +
-                                std::to_string(row.old) + " " + quoted(f)));
-            }
-            ASSERT_EQ(std::system(batch_command("rotate " + quoted(f) + " " +
-                                                std::to_string(90 * op)).c_str()), 0);
+            file_test::write_bytes(name(row.old, op), bytes);
+            files += " " + quoted(name(row.old, op));
         }
+        if (row.old >= 0) {
+            ASSERT_TRUE(run("exiftool -q -n -overwrite_original -Orientation=" +
+                            std::to_string(row.old) + files));
+        }
+        for (int op = 1; op <= 3; ++op)
+            ASSERT_EQ(std::system(batch_command("rotate " + quoted(name(row.old, op)) + " " +
+                                                std::to_string(90 * op))
+                                      .c_str()),
+                      0);
     }
     int status = 0;
     std::istringstream lines(file_test::output_of(
         "exiftool -q -n -T -FileName -Orientation " + quoted(dir.path()) + "/r*.jpg", &status));
     std::map<std::string, std::string> got;
-    for (std::string name, value; lines >> name >> value;)
-        got[name] = value;
+    for (std::string file, value; lines >> file >> value;)
+        got[file] = value;
     for (const auto& row : rows)
         for (int op = 1; op <= 3; ++op)
-            EXPECT_EQ(got["r" + std::to_string(row.old + 1) + std::to_string(op) + ".jpg"],
+            EXPECT_EQ(got[std::filesystem::path(name(row.old, op)).filename().string()],
                       std::to_string(row.after[op - 1]))
                 << "old " << row.old << " operation " << op;
     EXPECT_EQ(jpeg_orientation_after(8, 2), 8);
+
+    // A TIFF turns by composing rotation codes in its orientation tag.
+    const std::string tif = dir.file("t.tif");
+    ASSERT_EQ(batch_convert(plain, tif), 0);
+    const std::pair<int, const char*> turns[] = {{90, "6"}, {180, "8"}, {90, "1"}};
+    for (const auto& [degrees, expected] : turns) {
+        ASSERT_EQ(std::system(batch_command("rotate " + quoted(tif) + " " + std::to_string(degrees))
+                                  .c_str()),
+                  0);
+        EXPECT_EQ(exif_values(tif, {"IFD0:Orientation"})["IFD0:Orientation"], expected) << degrees;
+    }
 }
 
 // One field rewritten in each format; every other value stays.
