@@ -165,7 +165,9 @@ bool is_text(const CommentInfo* info) {
 
 }  // namespace
 
-std::span<const CommentInfo> comment_table() { return table; }
+std::span<const CommentInfo> comment_table() {
+    return table;
+}
 
 const CommentInfo* comment_info(std::uint32_t code) {
     for (const CommentInfo& row : table)

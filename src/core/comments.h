@@ -50,11 +50,11 @@ inline constexpr char comment_iptc_separator = '\x01';
 struct CommentInfo {
     std::uint32_t code;
     const char* name;
-    int kind;             // CommentKind
-    int count;            // fixed count of values or characters; 0 when free
+    int kind;   // CommentKind
+    int count;  // fixed count of values or characters; 0 when free
     std::uint32_t classes;
-    int tag;              // TIFF/EXIF/GPS tag, IPTC dataset of record 2, -1 none
-    bool repeatable;      // an IPTC dataset that may stand several times
+    int tag;          // TIFF/EXIF/GPS tag, IPTC dataset of record 2, -1 none
+    bool repeatable;  // an IPTC dataset that may stand several times
 };
 
 // The table in display order.

@@ -20,11 +20,11 @@ std::string short_number(const CommentList& list, std::uint32_t code, std::size_
     std::memcpy(v, c->bytes.data() + 8 * index, 8);
     if (v[1] == 0) return {};
     char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%.6g",
-                  comment_info(code)->kind == comment_srational
-                      ? static_cast<double>(static_cast<std::int32_t>(v[0])) /
-                            static_cast<std::int32_t>(v[1])
-                      : static_cast<double>(v[0]) / v[1]);
+    std::snprintf(
+        buffer, sizeof buffer, "%.6g",
+        comment_info(code)->kind == comment_srational
+            ? static_cast<double>(static_cast<std::int32_t>(v[0])) / static_cast<std::int32_t>(v[1])
+            : static_cast<double>(v[0]) / v[1]);
     return buffer;
 }
 
@@ -51,12 +51,17 @@ PropertyRows exposure_rows(const CommentList& list) {
     std::string wb = text_of(list, 230);
     if (wb.empty()) wb = facts.white_balance;
     return {
-        {"Created:", created},          {"Shutter: ", shutter},
+        {"Created:", created},
+        {"Shutter: ", shutter},
         {"F stop: ", f.empty() ? f : "f/" + f},
-        {"ISO: ", iso},                 {"FL: ", fl},
-        {"Lens: ", facts.lens},         {"WB: ", wb},
-        {"Meter: ", text_of(list, 30)}, {"Exp prog: ", text_of(list, 160)},
-        {"Flash: ", text_of(list, 32)}, {"Mfg: ", text_of(list, 5)},
+        {"ISO: ", iso},
+        {"FL: ", fl},
+        {"Lens: ", facts.lens},
+        {"WB: ", wb},
+        {"Meter: ", text_of(list, 30)},
+        {"Exp prog: ", text_of(list, 160)},
+        {"Flash: ", text_of(list, 32)},
+        {"Mfg: ", text_of(list, 5)},
         {"Model: ", text_of(list, 6)},
     };
 }

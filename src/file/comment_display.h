@@ -37,12 +37,8 @@ struct UserCommentField {
     const char* label;
 };
 inline constexpr UserCommentField user_comment_fields[] = {
-    {3, "Description"},
-    {0, "Artist"},
-    {1, "Copyright"},
-    {192, "Keywords"},
-    {213, "City"},
-    {214, "Sub-location"},
-    {215, "Province/State"},
-    {217, "Country/Primary Location Name"},
+    {3, "Description"},      {0, "Artist"},
+    {1, "Copyright"},        {192, "Keywords"},
+    {213, "City"},           {214, "Sub-location"},
+    {215, "Province/State"}, {217, "Country/Primary Location Name"},
 };

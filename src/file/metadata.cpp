@@ -116,7 +116,7 @@ std::string flash_text(int v) {
 }
 
 std::string metering_text(int v) {
-    static constexpr const char* modes[] = {"",        "Average", "Center Weighted", "Spot",
+    static constexpr const char* modes[] = {"",          "Average", "Center Weighted", "Spot",
                                             "MultiSpot", "Pattern", "Partial"};
     if (v >= 1 && v <= 6) return modes[v];
     if (v == 255) return "Umdefined";
@@ -124,10 +124,15 @@ std::string metering_text(int v) {
 }
 
 std::string program_text(int v) {
-    static constexpr const char* programs[] = {
-        "",         "Manual",         "Program", "Aperture priority", "Shutter priority",
-        "Creative (High DOF)", "Action (Fast Shutter)", "Portrait (Soft Bkgrd)",
-        "Landscape (Sharp Bkgrd)"};
+    static constexpr const char* programs[] = {"",
+                                               "Manual",
+                                               "Program",
+                                               "Aperture priority",
+                                               "Shutter priority",
+                                               "Creative (High DOF)",
+                                               "Action (Fast Shutter)",
+                                               "Portrait (Soft Bkgrd)",
+                                               "Landscape (Sharp Bkgrd)"};
     if (v >= 1 && v <= 8) return programs[v];
     return format("Program %d", v);
 }
@@ -157,8 +162,8 @@ public:
             if (n > 0) std::memcpy(out, memory_.data() + at, n);
             return true;
         }
-        return fseeko(file_, static_cast<off_t>(base_ + static_cast<std::int64_t>(at)),
-                      SEEK_SET) == 0 &&
+        return fseeko(file_, static_cast<off_t>(base_ + static_cast<std::int64_t>(at)), SEEK_SET) ==
+                   0 &&
                std::fread(out, 1, n, file_) == n;
     }
 
@@ -257,7 +262,8 @@ private:
                 continue;
             }
             const bool inline_value = bytes <= 4;
-            const std::uint64_t from = inline_value ? std::uint64_t{at} + 2 + 12 * i + 8 : get32(b + 8);
+            const std::uint64_t from =
+                inline_value ? std::uint64_t{at} + 2 + 12 * i + 8 : get32(b + 8);
             if (inline_value)
                 std::memcpy(e.value.data(), b + 8, bytes);
             else if (!s_.read(from, bytes, e.value.data()))
@@ -512,12 +518,12 @@ private:
 };
 
 // The EXIF IFD's tags in the order they are written.
-constexpr int exif_order[] = {
-    33434, 33437, 34850, 34852, 34855, 34856, 36864, 36867, 36868, 37121, 37122, 37377,
-    37378, 37379, 37380, 37381, 37382, 37383, 37384, 37385, 37396, 37386, 37500, 37510,
-    37520, 37521, 37522, 40960, 40961, 40962, 40963, 40964, 41483, 41484, 41486, 41487,
-    41488, 41492, 41493, 41495, 41728, 41729, 41730, 41985, 41986, 41987, 41988, 41989,
-    41990, 41991, 41992, 41993, 41994, 41995, 41996, 42016};
+constexpr int exif_order[] = {33434, 33437, 34850, 34852, 34855, 34856, 36864, 36867, 36868, 37121,
+                              37122, 37377, 37378, 37379, 37380, 37381, 37382, 37383, 37384, 37385,
+                              37396, 37386, 37500, 37510, 37520, 37521, 37522, 40960, 40961, 40962,
+                              40963, 40964, 41483, 41484, 41486, 41487, 41488, 41492, 41493, 41495,
+                              41728, 41729, 41730, 41985, 41986, 41987, 41988, 41989, 41990, 41991,
+                              41992, 41993, 41994, 41995, 41996, 42016};
 // IFD0's text tags of the EXIF block, in order.
 constexpr int ifd0_text_order[] = {269, 270, 271, 272, 285, 305, 306, 315, 316, 33432};
 
@@ -587,10 +593,14 @@ public:
         int type = 0;
         std::uint32_t count = 0;
         if (!find(tag, &type, &count, &v) || index >= count) return false;
-        if (type == tiff_short || type == 8) *out = get16(v + 2 * index);
-        else if (type == tiff_long || type == 9) *out = get32(v + 4 * index);
-        else if (tiff_type_size(type) == 1) *out = v[index];
-        else return false;
+        if (type == tiff_short || type == 8)
+            *out = get16(v + 2 * index);
+        else if (type == tiff_long || type == 9)
+            *out = get32(v + 4 * index);
+        else if (tiff_type_size(type) == 1)
+            *out = v[index];
+        else
+            return false;
         return true;
     }
     std::string text(int tag) const {
@@ -660,8 +670,10 @@ private:
 std::string lens_text(int shortest, int longest, double wide_f, double long_f) {
     std::string s = shortest == longest || longest == 0 ? format("%d mm", shortest)
                                                         : format("%d - %d mm", shortest, longest);
-    if (wide_f > 0 && (long_f == wide_f || long_f <= 0)) s += format("; f/%.1f", wide_f);
-    else if (wide_f > 0) s += format("; f/%.1f - f/%.1f", wide_f, long_f);
+    if (wide_f > 0 && (long_f == wide_f || long_f <= 0))
+        s += format("; f/%.1f", wide_f);
+    else if (wide_f > 0)
+        s += format("; f/%.1f - f/%.1f", wide_f, long_f);
     return s;
 }
 
@@ -749,7 +761,8 @@ std::vector<std::string> comment_lines(const Comment& c) {
             const std::size_t n = std::min<std::size_t>(c.bytes.size() / 8, 3);
             std::string s = name + ":";
             for (std::size_t i = 0; i < n; ++i)
-                s += (i ? ", " : " ") + format("%f", quotient(c, i, row->kind == comment_srational));
+                s +=
+                    (i ? ", " : " ") + format("%f", quotient(c, i, row->kind == comment_srational));
             return {s};
         }
         default:
@@ -988,9 +1001,11 @@ void MakerNoteInfo(std::span<const std::uint8_t> note, const std::string& make,
     const std::span<const std::uint8_t> body = note.first(note.size() - maker_note_trailer_size);
     const std::string low_make = lower(make);
     const std::string low_model = lower(model);
-    const bool jpeg_or_tiff = ext == "jpg" || ext == "jpeg" || ext == "jpe" || ext == "tif" ||
-                              ext == "tiff";
-    const auto begins = [](const std::string& s, const char* with) { return s.rfind(with, 0) == 0; };
+    const bool jpeg_or_tiff =
+        ext == "jpg" || ext == "jpeg" || ext == "jpe" || ext == "tif" || ext == "tiff";
+    const auto begins = [](const std::string& s, const char* with) {
+        return s.rfind(with, 0) == 0;
+    };
     const auto starts = [&](const char* with) {
         const std::size_t n = std::strlen(with);
         return body.size() >= n && std::memcmp(body.data(), with, n) == 0;
@@ -1030,7 +1045,8 @@ void MakerNoteInfo(std::span<const std::uint8_t> note, const std::string& make,
                 if (b.value == wb) facts->white_balance = b.text;
         return;
     }
-    if (ext == "pef" || (jpeg_or_tiff && (begins(low_make, "pentax") || begins(low_model, "pentax")))) {
+    if (ext == "pef" ||
+        (jpeg_or_tiff && (begins(low_make, "pentax") || begins(low_model, "pentax")))) {
         static constexpr const char* balances[] = {"Auto",     "Daylight",    "Shade",
                                                    "Tungsten", "Fluorescent", "Manual"};
         const bool aoc = starts("AOC");
@@ -1041,7 +1057,8 @@ void MakerNoteInfo(std::span<const std::uint8_t> note, const std::string& make,
             facts->white_balance = balances[wb];
         return;
     }
-    if (ext == "nef" || (jpeg_or_tiff && (begins(low_make, "nikon") || begins(low_model, "nikon")))) {
+    if (ext == "nef" ||
+        (jpeg_or_tiff && (begins(low_make, "nikon") || begins(low_model, "nikon")))) {
         if (lower(std::string(reinterpret_cast<const char*>(body.data()),
                               std::min<std::size_t>(body.size(), 5))) == "nikon") {
             // The second form: a TIFF header of its own at offset 10.
@@ -1060,9 +1077,8 @@ void MakerNoteInfo(std::span<const std::uint8_t> note, const std::string& make,
                 facts->lens = lens_text(static_cast<int>(r[0]), static_cast<int>(r[1]), r[2], r[3]);
             return;
         }
-        static constexpr const char* balances[] = {"Auto",         "Preset", "Daylight",
-                                                   "Incandescent", "Florescent", "Cloudy",
-                                                   "Speedlight"};
+        static constexpr const char* balances[] = {
+            "Auto", "Preset", "Daylight", "Incandescent", "Florescent", "Cloudy", "Speedlight"};
         const NoteIfd ifd(body, 8, file_big, note_at);
         std::uint32_t wb = 0;
         if (ifd.value(7, 0, &wb) && wb < std::size(balances)) facts->white_balance = balances[wb];

@@ -37,9 +37,8 @@ std::vector<std::string> comment_lines(const Comment& comment);
                                    std::int64_t base);
 // The same on a TIFF stream in memory; `base` is where the stream stood in its
 // file, `extension` the file's.
-[[nodiscard]] int tiff_read_comments_memory(std::span<const std::uint8_t> stream,
-                                            CommentList* list, const int* filter,
-                                            const std::string& extension);
+[[nodiscard]] int tiff_read_comments_memory(std::span<const std::uint8_t> stream, CommentList* list,
+                                            const int* filter, const std::string& extension);
 // IPTC datasets of record 2; repeatable datasets join into one text.
 void iptc_read(std::span<const std::uint8_t> block, CommentList* list, const int* filter);
 // A JPEG file's APP1 EXIF and APP13 IPTC markers.

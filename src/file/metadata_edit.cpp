@@ -1,13 +1,13 @@
 #include "file/metadata_edit.h"
 
-#include <exiv2/exiv2.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <exiv2/exiv2.hpp>
 
 #include <cstdio>
 #include <filesystem>
-#include <vector>
 #include <memory>
+#include <vector>
 
 #include "core/comments.h"
 #include "core/image.h"
@@ -72,7 +72,9 @@ int edit_copy(const char* file_name, Edit edit) {
 }
 
 // The library's own warnings would only repeat the error code.
-void quiet() { Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute); }
+void quiet() {
+    Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
+}
 
 // One field through the library; its exceptions stop here. True when it was
 // changed.
@@ -95,7 +97,7 @@ int turned_by_pixels(const char* file_name, int file_type, int rotation) {
     SaveOptions options;
     options.progress = false;
     options.comments = &comments;
-    const int filter = file_type == file_type_tiff ? save_filter_tiff
+    const int filter = file_type == file_type_tiff   ? save_filter_tiff
                        : file_type == file_type_jpeg ? save_filter_jpeg
                                                      : save_filter_png;
     return WriteImage(file_name, filter, image.get(), profile, options);
@@ -104,8 +106,7 @@ int turned_by_pixels(const char* file_name, int file_type, int rotation) {
 }  // namespace
 
 bool comment_editing_supported(int file_type) {
-    return file_type == file_type_tiff || file_type == file_type_jpeg ||
-           file_type == file_type_png;
+    return file_type == file_type_tiff || file_type == file_type_jpeg || file_type == file_type_png;
 }
 
 int RewriteFileComments(const char* file_name, int file_type, const char* artist,

@@ -21,9 +21,9 @@ int write_tiff(const std::string& path, const Image* image, std::span<const std:
                const SaveOptions& options, const CommentList* comments) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (!file) return err_cannot_create;
-    int err = TiffWrite(file, image, options.tiff_fields, profile.size(), profile.data(), 0,
-                        options.tiff_compression, options.tiff_thumbnail, options.progress,
-                        comments);
+    int err =
+        TiffWrite(file, image, options.tiff_fields, profile.size(), profile.data(), 0,
+                  options.tiff_compression, options.tiff_thumbnail, options.progress, comments);
     if (std::fclose(file) != 0 && err == 0) err = err_tiff_write;
     return err;
 }

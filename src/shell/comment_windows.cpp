@@ -72,8 +72,8 @@ void UserCommentsPanel::accept() {
     WindowRecord* record = window_->record();
     bool changed = false;
     for (const auto& [code, edit] : fields_) {
-        const std::string text = code == keywords_code ? keywords_for_keeping(edit->text())
-                                                       : edit->text().toStdString();
+        const std::string text =
+            code == keywords_code ? keywords_for_keeping(edit->text()) : edit->text().toStdString();
         const Comment* old = CommentFind(record->comments, code);
         if ((old ? std::string(old->text()) : std::string()) == text) continue;
         if (CommentSetText(&record->comments, code, text) == 0) changed = true;

@@ -11,12 +11,12 @@
 #include <QClipboard>
 #include <QDateTime>
 #include <QDesktopServices>
-#include <QGuiApplication>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QMainWindow>
 #include <QMenu>
@@ -124,9 +124,8 @@ InfoPanel::InfoPanel(ImageWindow* window, QWidget* parent) : QDialog(parent), wi
     map_button_->setPopupMode(QToolButton::InstantPopup);
     map_button_->setEnabled(!position_.isEmpty());
     auto* menu = new QMenu(map_button_);
-    menu->addAction(QStringLiteral("Go to map web site"), this, [this] {
-        QDesktopServices::openUrl(QUrl(map_link()));
-    });
+    menu->addAction(QStringLiteral("Go to map web site"), this,
+                    [this] { QDesktopServices::openUrl(QUrl(map_link())); });
     menu->addAction(QStringLiteral("Copy to clipboard"), this,
                     [this] { QGuiApplication::clipboard()->setText(map_link()); });
     menu->addAction(QStringLiteral("Edit map site URL"), this, [this] {

@@ -39,7 +39,9 @@ std::string batch_program() {
     return (self.parent_path().parent_path() / "orvane-batch").string();
 }
 
-bool have_exiftool() { return run("exiftool -ver > /dev/null 2>&1"); }
+bool have_exiftool() {
+    return run("exiftool -ver > /dev/null 2>&1");
+}
 
 // exiftool's reading of `tags` as "Group:Tag" -> value, numbers as numbers
 // and repeated values joined by '|'.
@@ -65,15 +67,38 @@ std::map<std::string, std::string> exif_values(const std::string& path,
 }
 
 // Written by the table's writers, and given by exiftool to the test picture.
-const std::vector<std::string> written_tags = {
-    "IFD0:Artist", "IFD0:Copyright", "IFD0:ImageDescription", "IFD0:Make", "IFD0:Model",
-    "ExifIFD:ExposureTime", "ExifIFD:FNumber", "ExifIFD:ISO", "ExifIFD:Flash",
-    "ExifIFD:MeteringMode", "ExifIFD:ExposureProgram", "ExifIFD:FocalLength",
-    "ExifIFD:ExposureCompensation", "ExifIFD:DateTimeOriginal", "ExifIFD:WhiteBalance",
-    "ExifIFD:SubjectDistance", "ExifIFD:SubjectArea", "ExifIFD:UserComment",
-    "GPS:GPSVersionID", "GPS:GPSLatitude", "GPS:GPSLatitudeRef", "GPS:GPSLongitude", "GPS:GPSLongitudeRef",
-    "GPS:GPSAltitude", "GPS:GPSAltitudeRef", "GPS:GPSTimeStamp", "GPS:GPSDateStamp",
-    "IPTC:Keywords", "IPTC:City", "IPTC:Province-State", "IPTC:ObjectName", "IPTC:By-line"};
+const std::vector<std::string> written_tags = {"IFD0:Artist",
+                                               "IFD0:Copyright",
+                                               "IFD0:ImageDescription",
+                                               "IFD0:Make",
+                                               "IFD0:Model",
+                                               "ExifIFD:ExposureTime",
+                                               "ExifIFD:FNumber",
+                                               "ExifIFD:ISO",
+                                               "ExifIFD:Flash",
+                                               "ExifIFD:MeteringMode",
+                                               "ExifIFD:ExposureProgram",
+                                               "ExifIFD:FocalLength",
+                                               "ExifIFD:ExposureCompensation",
+                                               "ExifIFD:DateTimeOriginal",
+                                               "ExifIFD:WhiteBalance",
+                                               "ExifIFD:SubjectDistance",
+                                               "ExifIFD:SubjectArea",
+                                               "ExifIFD:UserComment",
+                                               "GPS:GPSVersionID",
+                                               "GPS:GPSLatitude",
+                                               "GPS:GPSLatitudeRef",
+                                               "GPS:GPSLongitude",
+                                               "GPS:GPSLongitudeRef",
+                                               "GPS:GPSAltitude",
+                                               "GPS:GPSAltitudeRef",
+                                               "GPS:GPSTimeStamp",
+                                               "GPS:GPSDateStamp",
+                                               "IPTC:Keywords",
+                                               "IPTC:City",
+                                               "IPTC:Province-State",
+                                               "IPTC:ObjectName",
+                                               "IPTC:By-line"};
 
 // A 64 x 48 cjpeg picture with EXIF, GPS and IPTC from exiftool, and, when
 // the Canon raw is there, its maker note.
@@ -138,7 +163,8 @@ TEST(MetadataFiles, ExiftoolSeesTheSameValuesAfterEverySave) {
         ASSERT_NE(value, "-") << "exiftool did not tag " << tag;
     ASSERT_EQ(expected.at("IPTC:Keywords"), "alpha|beta");
     int status = 0;
-    const std::string info = file_test::output_of(quoted(batch_program()) + " info " + quoted(in), &status);
+    const std::string info =
+        file_test::output_of(quoted(batch_program()) + " info " + quoted(in), &status);
     EXPECT_NE(info.find("Artist: \"Ann Example\"\n"), std::string::npos) << info;
     EXPECT_NE(info.find("Keywords: \"alpha\"\n    \"beta\"\n"), std::string::npos) << info;
     EXPECT_NE(info.find("Film Speed (ISO): 640\n"), std::string::npos) << info;
@@ -154,7 +180,8 @@ TEST(MetadataFiles, ExiftoolSeesTheSameValuesAfterEverySave) {
                   {"apply.jpg", false, "apply 'Gamma Adjust'"}};
     for (const auto& r : routes) {
         const std::string out = dir.file(r.name);
-        const int filter = FileTypeOfName(out) == file_type_jpeg ? save_filter_jpeg : save_filter_tiff;
+        const int filter =
+            FileTypeOfName(out) == file_type_jpeg ? save_filter_jpeg : save_filter_tiff;
         ASSERT_EQ(r.editor ? editor_save(in, out, filter) : batch_convert(in, out, r.command), 0)
             << r.name;
         const std::map<std::string, std::string> got = exif_values(out, written_tags);
@@ -203,8 +230,8 @@ TEST(MetadataFiles, CanonRaw) {
     const struct {
         std::uint32_t code;
         const char* text;
-    } cases[] = {{5, "Canon"}, {6, "Canon EOS 30D"}, {34, "1/400"}, {35, "22.000000"},
-                 {162, "640"}};
+    } cases[] = {
+        {5, "Canon"}, {6, "Canon EOS 30D"}, {34, "1/400"}, {35, "22.000000"}, {162, "640"}};
     for (const auto& c : cases) {
         const Comment* comment = CommentFind(list, c.code);
         EXPECT_EQ(comment ? CommentText(*comment) : "(missing)", c.text) << c.code;
@@ -290,12 +317,15 @@ struct Writer {
         return *this;
     }
     Writer& u16(unsigned v) {
-        const std::uint8_t hi = static_cast<std::uint8_t>(v >> 8), lo = static_cast<std::uint8_t>(v);
+        const std::uint8_t hi = static_cast<std::uint8_t>(v >> 8),
+                           lo = static_cast<std::uint8_t>(v);
         b.insert(b.end(), big ? std::initializer_list<std::uint8_t>{hi, lo}
                               : std::initializer_list<std::uint8_t>{lo, hi});
         return *this;
     }
-    Writer& u32(std::uint32_t v) { return big ? u16(v >> 16).u16(v & 0xFFFF) : u16(v & 0xFFFF).u16(v >> 16); }
+    Writer& u32(std::uint32_t v) {
+        return big ? u16(v >> 16).u16(v & 0xFFFF) : u16(v & 0xFFFF).u16(v >> 16);
+    }
     Writer& entry(unsigned tag, unsigned type, std::uint32_t count, std::uint32_t value) {
         return u16(tag).u16(type).u32(count).u32(value);
     }
@@ -317,8 +347,10 @@ TEST(MetadataFiles, MakerNotesOfTheFourMakers) {
     Writer canon{false, {}};
     canon.u16(2).entry(1, 3, 26, 130).entry(4, 3, 8, 182).u32(0);
     canon.b.resize(30, 0);
-    for (int i = 0; i < 26; ++i) canon.u16(i == 23 ? 2000 : i == 24 ? 700 : i == 25 ? 10 : 0);
-    for (int i = 0; i < 8; ++i) canon.u16(i == 7 ? 8 : 1);
+    for (int i = 0; i < 26; ++i)
+        canon.u16(i == 23 ? 2000 : i == 24 ? 700 : i == 25 ? 10 : 0);
+    for (int i = 0; i < 8; ++i)
+        canon.u16(i == 7 ? 8 : 1);
     Writer fuji{false, {}};
     fuji.text("FUJIFILM", 8).u32(12).u16(1).entry(0x1002, 3, 1, 768).u32(0);
     Writer pentax{true, {}};
@@ -361,9 +393,9 @@ TEST(MetadataFiles, RawScanFindsTheStream) {
         const char* name;
         std::size_t base;
         bool found;
-    } cases[] = {{"a.cr2", 0, true},   {"a.raf", 120, true}, {"b.raf", 160, true},
+    } cases[] = {{"a.cr2", 0, true},    {"a.raf", 120, true}, {"b.raf", 160, true},
                  {"c.raf", 140, false}, {"a.mrw", 48, true},  {"b.mrw", 140, true},
-                 {"a.arw", 0, true},   {"b.arw", 2, false},  {"a.bay", 0, false}};
+                 {"a.arw", 0, true},    {"b.arw", 2, false},  {"a.bay", 0, false}};
     const ScratchFolder dir;
     for (const auto& c : cases) {
         std::vector<std::uint8_t> bytes(c.base, 0);
@@ -408,8 +440,7 @@ TEST(MetadataFiles, FuzzedSegmentsNeverCrash) {
         const std::string path = dir.file(is_jpeg ? "f.jpg" : "f.tif");
         file_test::write_bytes(path, bytes);
         CommentList list;
-        (void)ReadComments(path.c_str(), is_jpeg ? file_type_jpeg : file_type_tiff, &list,
-                           nullptr);
+        (void)ReadComments(path.c_str(), is_jpeg ? file_type_jpeg : file_type_tiff, &list, nullptr);
         read += list.items.empty() ? 0 : 1;
         std::vector<std::uint8_t> exif;
         (void)jpeg_app1_body(list, &exif);
@@ -493,9 +524,10 @@ TEST(MetadataEdit, RotationTable) {
     ASSERT_EQ(batch_convert(plain, tif), 0);
     const std::pair<int, const char*> turns[] = {{90, "6"}, {180, "8"}, {90, "1"}};
     for (const auto& [degrees, expected] : turns) {
-        ASSERT_EQ(std::system(batch_command("rotate " + quoted(tif) + " " + std::to_string(degrees))
-                                  .c_str()),
-                  0);
+        ASSERT_EQ(
+            std::system(
+                batch_command("rotate " + quoted(tif) + " " + std::to_string(degrees)).c_str()),
+            0);
         EXPECT_EQ(exif_values(tif, {"IFD0:Orientation"})["IFD0:Orientation"], expected) << degrees;
     }
 }
@@ -513,16 +545,17 @@ TEST(MetadataEdit, CommentsRewriteOneFieldKeepingTheRest) {
     for (const std::string& path : {in, tif}) {
         std::map<std::string, std::string> expected = exif_values(path, written_tags);
         ASSERT_EQ(std::system(batch_command("comments " + quoted(path) +
-                                            " --artist 'Bo Smith' --description 'New one'").c_str()),
+                                            " --artist 'Bo Smith' --description 'New one'")
+                                  .c_str()),
                   0);
         expected["IFD0:Artist"] = "Bo Smith";
         expected["IFD0:ImageDescription"] = "New one";
         EXPECT_EQ(exif_values(path, written_tags), expected) << path;
         // The same values again leave the file as it is.
         const std::vector<std::uint8_t> before = file_test::read_bytes(path);
-        ASSERT_EQ(RewriteFileComments(path.c_str(), FileTypeOfName(path), "Bo Smith", nullptr,
-                                      "New one"),
-                  0);
+        ASSERT_EQ(
+            RewriteFileComments(path.c_str(), FileTypeOfName(path), "Bo Smith", nullptr, "New one"),
+            0);
         EXPECT_EQ(file_test::read_bytes(path), before) << path;
     }
     ASSERT_EQ(RewriteFileComments(png.c_str(), file_type_png, nullptr, "(c) Bo", nullptr), 0);
@@ -536,8 +569,8 @@ TEST(MetadataEdit, FailuresLeaveTheFileWhole) {
     const ScratchFolder dir;
     const ScratchFolder scripts;
     const std::string big = dir.file("big.jpg");
-    ASSERT_TRUE(file_test::made_by("cjpeg -quality 100", file_test::make_picture(300, 200, 3, 255, 9),
-                                   big));
+    ASSERT_TRUE(file_test::made_by("cjpeg -quality 100",
+                                   file_test::make_picture(300, 200, 3, 255, 9), big));
     ASSERT_TRUE(run("exiftool -q -overwrite_original -Artist=Old " + quoted(big)));
     ASSERT_GT(file_test::read_bytes(big).size(), 41000u);  // above the limit of 40 blocks
     const std::string damaged = dir.file("damaged.jpg");
@@ -548,8 +581,8 @@ TEST(MetadataEdit, FailuresLeaveTheFileWhole) {
     file_test::write_bytes(gif, {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0, 0, 0, ';'});
     const std::string locked = dir.file("locked.jpg");
     std::filesystem::copy_file(big, locked);
-    std::filesystem::permissions(locked, std::filesystem::perms::owner_read |
-                                             std::filesystem::perms::group_read);
+    std::filesystem::permissions(
+        locked, std::filesystem::perms::owner_read | std::filesystem::perms::group_read);
 
     const struct {
         const char* what;
@@ -558,8 +591,7 @@ TEST(MetadataEdit, FailuresLeaveTheFileWhole) {
         std::string arguments;
         std::string message;
     } cases[] = {
-        {"full disk", big, "trap '' XFSZ; ulimit -f 40; ", "comments F --artist New",
-         "disk full"},
+        {"full disk", big, "trap '' XFSZ; ulimit -f 40; ", "comments F --artist New", "disk full"},
         {"full disk, rotate", big, "trap '' XFSZ; ulimit -f 40; ", "rotate F 90", "disk full"},
         {"write-protected", locked, "", "comments F --artist New", "read-only"},
         {"damaged", damaged, "", "comments F --artist New", "comments"},

@@ -64,8 +64,16 @@ TEST(CommentList, AddFindRemoveAndTextModes) {
         int mode;
         const char* text;
         const char* expected;  // null: no comment
-    } steps[] = {{'d', "Cat", "Ann"},    {'a', "\x01" "Dan", "Ann\x01" "Dan"}, {'r', "Eve", "Eve"},
-                 {'r', "", nullptr},     {'d', "Fay", "Fay"},              {'a', "!", "Fay!"}};
+    } steps[] = {{'d', "Cat", "Ann"},
+                 {'a',
+                  "\x01"
+                  "Dan",
+                  "Ann\x01"
+                  "Dan"},
+                 {'r', "Eve", "Eve"},
+                 {'r', "", nullptr},
+                 {'d', "Fay", "Fay"},
+                 {'a', "!", "Fay!"}};
     for (const Step& s : steps) {
         ASSERT_EQ(CommentSetTextMode(&list, 0, s.text, s.mode), 0);
         const Comment* c = CommentFind(list, 0);
@@ -147,7 +155,9 @@ TEST(CommentText, SpecialForms) {
 }
 
 TEST(CommentText, FileCommentsLines) {
-    const std::string text = "alpha\x01" "beta";
+    const std::string text =
+        "alpha\x01"
+        "beta";
     EXPECT_EQ(comment_lines(comment(192, {text.begin(), text.end()})),
               (std::vector<std::string>{"Keywords: \"alpha\"", "    \"beta\""}));
     EXPECT_EQ(comment_lines(comment(169, u16s({3, 4}))),

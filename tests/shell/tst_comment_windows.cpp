@@ -55,7 +55,9 @@ private:
         (void)CommentSetText(list, 42, "N");
         (void)CommentSetText(list, 44, "W");
         (void)CommentSetText(list, 0, "Ann");
-        (void)CommentSetText(list, 192, "alpha\x01" "beta");
+        (void)CommentSetText(list, 192,
+                             "alpha\x01"
+                             "beta");
         return window;
     }
 };
@@ -69,11 +71,15 @@ void TestCommentWindows::properties_show_exposure_and_position() {
         const char* label;
         const char* text;
     } rows[] = {
-        {"Shutter: ", "1/400 sec"}, {"F stop: ", "f/5.6"},
-        {"ISO: ", "640"},           {"FL: ", "50 mm (35mm equiv. 75 mm)"},
+        {"Shutter: ", "1/400 sec"},
+        {"F stop: ", "f/5.6"},
+        {"ISO: ", "640"},
+        {"FL: ", "50 mm (35mm equiv. 75 mm)"},
         {"Flash: ", "Yes (Strobe light detected) "},
-        {"Meter: ", "Umdefined"},   {"Lat/Long:", "45.5N,7.25W"},
-        {"Altitude:", "-404.9 feet"}, {"Artist:", "Ann"},
+        {"Meter: ", "Umdefined"},
+        {"Lat/Long:", "45.5N,7.25W"},
+        {"Altitude:", "-404.9 feet"},
+        {"Artist:", "Ann"},
         {"Keywords:", "alpha; beta"},
     };
     for (const auto& r : rows)
