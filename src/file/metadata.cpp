@@ -10,6 +10,7 @@
 #include <memory>
 #include <new>
 
+#include <libdeflate.h>
 #include <sys/types.h>
 
 #include "file/file_types.h"
@@ -677,6 +678,44 @@ std::string lens_text(int shortest, int longest, double wide_f, double long_f) {
     return s;
 }
 
+// Other programs keep a PNG's EXIF as a zTXt "Raw profile type exif": deflated
+// text of a name line, a length line and the bytes in hexadecimal, which
+// start with "Exif" and two zero bytes.
+bool raw_profile(std::span<const std::uint8_t> deflated, std::vector<std::uint8_t>* stream) {
+    libdeflate_decompressor* d = libdeflate_alloc_decompressor();
+    if (!d) return false;
+    std::vector<char> text;
+    std::size_t size = 0;
+    libdeflate_result r = LIBDEFLATE_INSUFFICIENT_SPACE;
+    for (std::size_t room = 4 * deflated.size() + 1024;
+         r == LIBDEFLATE_INSUFFICIENT_SPACE && room <= 8 * max_value_bytes; room *= 4) {
+        text.resize(room);
+        r = libdeflate_zlib_decompress(d, deflated.data(), deflated.size(), text.data(), room,
+                                       &size);
+    }
+    libdeflate_free_decompressor(d);
+    if (r != LIBDEFLATE_SUCCESS) return false;
+    std::size_t at = 0;
+    for (int lines = 0; at < size && lines < 3; ++at)
+        if (text[at] == '\n') ++lines;
+    stream->clear();
+    int high = -1;
+    for (; at < size; ++at) {
+        const char c = text[at];
+        const int v = c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
+        if (v < 0) continue;
+        if (high < 0) {
+            high = v;
+        } else {
+            stream->push_back(static_cast<std::uint8_t>(high * 16 + v));
+            high = -1;
+        }
+    }
+    if (stream->size() > 6 && std::memcmp(stream->data(), "Exif\0\0", 6) == 0)
+        stream->erase(stream->begin(), stream->begin() + 6);
+    return !stream->empty();
+}
+
 }  // namespace
 
 std::string CommentText(const Comment& c) {
@@ -862,18 +901,53 @@ int JpegReadComments(const char* file_name, CommentList* list, const int* filter
     return 0;
 }
 
+int PngReadComments(const char* file_name, CommentList* list, const int* filter) {
+    FilePtr f(std::fopen(file_name, "rb"));
+    if (!f) return err_read;
+    std::uint8_t b[8];
+    static constexpr std::uint8_t signature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    if (std::fread(b, 1, 8, f.get()) != 8 || std::memcmp(b, signature, 8) != 0) return err_read;
+    // Chunks: a big-endian length, the type, the data and a CRC; the eXIf
+    // chunk stands before the picture data.
+    while (std::fread(b, 1, 8, f.get()) == 8) {
+        const std::uint32_t length =
+            (std::uint32_t{b[0]} << 24) | (b[1] << 16) | (b[2] << 8) | b[3];
+        if (std::memcmp(b + 4, "IDAT", 4) == 0 || std::memcmp(b + 4, "IEND", 4) == 0) return 0;
+        const bool exif = std::memcmp(b + 4, "eXIf", 4) == 0;
+        const bool text = std::memcmp(b + 4, "zTXt", 4) == 0;
+        if ((exif || text) && length <= max_value_bytes) {
+            std::vector<std::uint8_t> data(length);
+            if (std::fread(data.data(), 1, length, f.get()) != length) return 0;
+            if (exif) return tiff_read_comments_memory(data, list, filter, extension_of(file_name));
+            static constexpr char raw_exif[] = "Raw profile type exif";
+            std::vector<std::uint8_t> stream;
+            if (length > sizeof raw_exif &&
+                std::memcmp(data.data(), raw_exif, sizeof raw_exif) == 0 &&
+                raw_profile(std::span(data).subspan(sizeof raw_exif + 1), &stream))
+                return tiff_read_comments_memory(stream, list, filter, extension_of(file_name));
+            if (fseeko(f.get(), 4, SEEK_CUR) != 0) return 0;
+            continue;
+        }
+        if (fseeko(f.get(), static_cast<off_t>(length) + 4, SEEK_CUR) != 0) return 0;
+    }
+    return 0;
+}
+
 int ReadComments(const char* file_name, int file_type, CommentList* list, const int* filter) {
     if (file_type == file_type_unknown) {
         FileSignature signature = FileSignature::other;
         if (file_signature(file_name, &signature) != 0) return 0;
         if (signature == FileSignature::tiff) file_type = file_type_tiff;
         if (signature == FileSignature::jpeg) file_type = file_type_jpeg;
+        if (signature == FileSignature::png) file_type = file_type_png;
     }
     switch (file_type) {
         case file_type_tiff:
             return TiffReadComments(file_name, list, filter, 0);
         case file_type_jpeg:
             return JpegReadComments(file_name, list, filter);
+        case file_type_png:
+            return PngReadComments(file_name, list, filter);
         case file_type_raw:
             return raw_read_comments(file_name, list, filter);
         default:

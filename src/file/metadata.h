@@ -43,7 +43,9 @@ std::vector<std::string> comment_lines(const Comment& comment);
 void iptc_read(std::span<const std::uint8_t> block, CommentList* list, const int* filter);
 // A JPEG file's APP1 EXIF and APP13 IPTC markers.
 [[nodiscard]] int JpegReadComments(const char* file_name, CommentList* list, const int* filter);
-// By file type code: 0 TIFF, 1 JPEG, 20 the raw scan, 80 by the first bytes;
+// A PNG file's eXIf chunk.
+[[nodiscard]] int PngReadComments(const char* file_name, CommentList* list, const int* filter);
+// By file type code: 0 TIFF, 1 JPEG, 6 PNG, 20 the raw scan, 80 by the first bytes;
 // other codes give nothing. 0, or the reader's error (the list then holds
 // what was read).
 [[nodiscard]] int ReadComments(const char* file_name, int file_type, CommentList* list,

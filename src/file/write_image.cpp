@@ -56,8 +56,8 @@ int WriteImage(const char* path, int filter, const Image* image,
     CommentList kept;
     std::vector<std::uint8_t> exif;
     std::vector<std::uint8_t> iptc;
-    if (options.comments && (filter == save_filter_tiff || filter == save_filter_jpeg)) {
-        const int mask = filter == save_filter_jpeg ? comment_drop_maker_note : 0;
+    if (options.comments && save_filter_has_writer(filter)) {
+        const int mask = filter == save_filter_tiff ? 0 : comment_drop_maker_note;
         if (int err = CommentsFilteredForSave(*options.comments, &kept, mask)) return err;
         if (int err = CommentSetText(&kept, comment_code_software, product_banner); err > 0)
             return err;
@@ -65,6 +65,9 @@ int WriteImage(const char* path, int filter, const Image* image,
             if (int err = jpeg_app1_body(kept, &exif)) return err;
             iptc = jpeg_app13_body(iptc_block(kept));
         }
+        // PNG keeps the EXIF and GPS fields in its eXIf chunk.
+        if (filter == save_filter_png)
+            if (int err = TiffWriteExifBlock(kept, &exif, 0x7FFFFFFF)) return err;
     }
     const CommentList* comments = options.comments ? &kept : nullptr;
 
@@ -83,7 +86,7 @@ int WriteImage(const char* path, int filter, const Image* image,
                 return WriteJPEG(temporary.c_str(), image, jpeg);
             }
             default:
-                return write_png_file(temporary.c_str(), image, profile, options.progress);
+                return write_png_file(temporary.c_str(), image, profile, options.progress, exif);
         }
     });
 }

@@ -27,7 +27,8 @@ struct SaveOptions {
     // Body of the JPEG file's APP1 EXIF marker; empty for none.
     std::span<const std::uint8_t> jpeg_exif;
     // The comments to keep in the file; null for none. TIFF files keep all of
-    // them, JPEG files all but the maker note, and the other formats none.
+    // them, JPEG files all but the maker note, PNG files the TIFF, EXIF and
+    // GPS fields (in an eXIf chunk), and the other formats none.
     // "Software" is set to the product banner in what is written.
     const CommentList* comments = nullptr;
     bool progress = true;
