@@ -256,7 +256,7 @@ private:
             const int unit = tiff_type_size(e.type);
             if (unit == 0) continue;
             const std::uint64_t bytes = std::uint64_t{e.count} * static_cast<std::uint64_t>(unit);
-            if (bytes > max_value_bytes || bytes > s_.size()) continue;
+            if (bytes == 0 || bytes > max_value_bytes || bytes > s_.size()) continue;
             try {
                 e.value.resize(bytes);
             } catch (const std::bad_alloc&) {

@@ -294,6 +294,7 @@ TEST(MetadataFiles, DamagedStreamsGiveAShorterList) {
         {"sound", 37385, 3, 1, 16, 38, {0, 162, 32}},
         {"value past the end", 33434, 5, 1, 5000, 38, {0, 162}},
         {"count of 2^31", 33434, 5, 0x80000000u, 50, 38, {0, 162}},
+        {"count of 0", 37385, 3, 0, 16, 38, {0, 162}},
         {"count of 2^32-1 bytes", 37500, 7, 0xFFFFFFFFu, 50, 38, {0, 162}},
         {"ASCII GPS-like latitude in a rational tag", 33437, 2, 4, 0x00313232, 38, {0, 162}},
         {"EXIF IFD past the end", 37385, 3, 1, 16, 900, {0}},
