@@ -11,6 +11,9 @@ packages=(
   # test-only: libtiff's tools as the reference, and TIFF/PNG samples made by other programs
   libtiff-tools golang-golang-x-image-dev netpbm libjpeg-turbo-progs python3-numpy
   xvfb xauth
+  # metadata: Exiv2 rewrites one field in place; exiftool is the tests' reference reader,
+  # rawtran-doc holds a real Canon raw
+  libexiv2-dev libimage-exiftool-perl rawtran-doc
 )
 
 missing=()

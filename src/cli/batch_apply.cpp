@@ -6,6 +6,7 @@
 #include "cli/batch_help.h"
 #include "cli/batch_io.h"
 #include "cli/batch_progress.h"
+#include "core/comments.h"
 #include "core/errors.h"
 #include "core/image.h"
 #include "file/file_types.h"
@@ -140,8 +141,9 @@ int batch_apply(const std::vector<std::string>& args) {
 
     SaveOptions options;
     options.progress = batch_progress_on();
-    // Line-by-line work from TIFF to TIFF or JPEG streams a band at a time.
-    if (save_filter_writes_bands(filter)) {
+    // Line-by-line work from TIFF to TIFF or JPEG streams a band at a time;
+    // a mask file, read whole, makes the work whole too.
+    if (mask_path.empty() && save_filter_writes_bands(filter)) {
         BandRun run;
         run.filter = filter;
         run.descriptor = &d;
@@ -152,7 +154,8 @@ int batch_apply(const std::vector<std::string>& args) {
     }
     ImageHolder input;
     std::vector<std::uint8_t> profile;
-    if (int err = batch_read(files[0], input.get(), &profile)) return fail(err);
+    CommentList comments;
+    if (int err = batch_read(files[0], input.get(), &profile, &comments)) return fail(err);
     // The amount mask: a gray picture of the input's size, black taking the
     // low amount and white the high one, as the editor's standing mask does.
     ImageHolder mask;
@@ -188,6 +191,7 @@ int batch_apply(const std::vector<std::string>& args) {
     // A profile describes colour or gray: it goes where the result changed
     // from one to the other.
     if (image_is_colour(output.get()) != image_is_colour(input.get())) profile.clear();
+    options.comments = &comments;
     if (int err = WriteImage(files[1].c_str(), filter, output.get(), profile, options))
         return fail(err);
     return 0;

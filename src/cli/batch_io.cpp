@@ -5,6 +5,7 @@
 
 #include "core/errors.h"
 #include "file/file_types.h"
+#include "file/metadata.h"
 #include "file/read_image.h"
 #include "file/write_image.h"
 
@@ -15,12 +16,15 @@ constexpr int batch_load_options = load_no_comments | load_no_profile_question |
 
 }  // namespace
 
-int batch_read(const std::string& path, Image* image, std::vector<std::uint8_t>* profile) {
+int batch_read(const std::string& path, Image* image, std::vector<std::uint8_t>* profile,
+               CommentList* comments) {
     int file_type = file_type_unknown;
     const int options = batch_load_options | (batch_progress_on() ? 0 : load_no_progress);
     const int err = ReadImage(path.c_str(), image, profile, &file_type, options);
-    if (err == 0) batch_progress_image(static_cast<std::int64_t>(image->width) * image->height);
-    return err;
+    if (err != 0) return err;
+    batch_progress_image(static_cast<std::int64_t>(image->width) * image->height);
+    if (comments) (void)ReadComments(path.c_str(), file_type, comments, nullptr);
+    return 0;
 }
 
 int batch_filter_of_name(const std::string& path) {

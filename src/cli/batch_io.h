@@ -7,11 +7,13 @@
 #include <vector>
 
 struct Image;
+struct CommentList;
 
 // Reads an image file of any kind the editor opens, with its embedded ICC
-// profile when it has one. 0 or the reader's error code.
+// profile when it has one and, with `comments`, what the file says about
+// itself. 0 or the reader's error code.
 [[nodiscard]] int batch_read(const std::string& path, Image* image,
-                             std::vector<std::uint8_t>* profile);
+                             std::vector<std::uint8_t>* profile, CommentList* comments = nullptr);
 
 // The Save Image filter that writes a file of this name: the one whose
 // accepted extensions hold the name's extension, in any case. 0 for a name

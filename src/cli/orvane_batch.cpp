@@ -5,12 +5,15 @@
 // is for JPEG output, --compression and --thumbnail for TIFF output.
 //   orvane-batch apply NAME [keyword values...] [--settings FILE] [--mask MASK] IN OUT
 //   orvane-batch mask OUTLINE.poly|OUTLINE.spline [--feather W] REFERENCE OUT
+//   orvane-batch comments FILE [--artist T] [--copyright T] [--description T]
+//   orvane-batch rotate FILE 90|180|270
 //   orvane-batch list
 //   orvane-batch help NAME
 //   orvane-batch --help | -h | --version
 // Exit status 0 on success, otherwise the error code, with its text on
 // standard error; 255 for a command line that cannot be understood or that
 // gives an option the output format has no use for.
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
@@ -27,6 +30,9 @@
 #include "core/image.h"
 #include "file/file_types.h"
 #include "file/jpeg_io.h"
+#include "file/metadata.h"
+#include "file/metadata_edit.h"
+#include "file/read_image.h"
 #include "file/tiff_reader.h"
 #include "file/write_image.h"
 #include "workflow/band_run.h"
@@ -44,6 +50,9 @@ int usage(std::FILE* to = stderr) {
                  "       orvane-batch apply NAME [keyword values...] [--settings FILE]\n"
                  "                          [--mask MASK] IN OUT\n"
                  "       orvane-batch mask OUTLINE.poly|.spline [--feather W] REFERENCE OUT\n"
+                 "       orvane-batch comments FILE [--artist T] [--copyright T] "
+                 "[--description T]\n"
+                 "       orvane-batch rotate FILE 90|180|270\n"
                  "       orvane-batch list\n"
                  "       orvane-batch help NAME\n"
                  "       orvane-batch --help | --version\n"
@@ -52,6 +61,9 @@ int usage(std::FILE* to = stderr) {
                  "  --quality N                  JPEG quality, 0 to 100 (default %d)\n"
                  "  --compression none|zip|lzw   TIFF compression (default none)\n"
                  "  --thumbnail                  TIFF: add a reduced image\n"
+                 "comments rewrites those fields of a TIFF, JPEG or PNG file in place, and\n"
+                 "rotate turns one clockwise without recompressing; on any failure the\n"
+                 "file stays as it was.\n"
                  "list shows the transformations; help NAME the values and lines of one.\n"
                  "--mask takes a gray picture of IN's size: black keeps IN, white the result.\n"
                  "mask draws a saved outline at REFERENCE's size, feathered by W pixels.\n"
@@ -118,7 +130,8 @@ std::string compression_name(int code) {
 int info(const std::string& path) {
     ImageHolder image;
     std::vector<std::uint8_t> profile;
-    if (int err = batch_read(path, image.get(), &profile)) return fail(err);
+    CommentList comments;
+    if (int err = batch_read(path, image.get(), &profile, &comments)) return fail(err);
     const std::string format = batch_format_name(path);
     std::printf("Format: %s\n", format.c_str());
     std::printf("Width: %d\n", image->width);
@@ -136,6 +149,10 @@ int info(const std::string& path) {
     } else {
         std::printf("Profile: %s\n", profile.empty() ? "no" : "yes");
     }
+    // The comments as the File Comments window lists them.
+    for (const Comment& c : comments.items)
+        for (const std::string& line : comment_lines(c))
+            std::printf("%s\n", line.c_str());
     return 0;
 }
 
@@ -203,8 +220,59 @@ int convert(const std::vector<std::string>& args) {
     }
     ImageHolder image;
     std::vector<std::uint8_t> profile;
-    if (int err = batch_read(in, image.get(), &profile)) return fail(err);
+    CommentList comments;
+    if (int err = batch_read(in, image.get(), &profile, &comments)) return fail(err);
+    options.comments = &comments;
     if (int err = WriteImage(out.c_str(), filter, image.get(), profile, options)) return fail(err);
+    return 0;
+}
+
+// The file type code of an existing file: its name's, or for a name that
+// says nothing, its first bytes'.
+int file_type_of(const std::string& path) {
+    const int type = FileTypeOfName(path);
+    if (type != file_type_unknown) return type;
+    FileSignature signature = FileSignature::other;
+    if (file_signature(path.c_str(), &signature) != 0) return type;
+    switch (signature) {
+        case FileSignature::tiff:
+            return file_type_tiff;
+        case FileSignature::jpeg:
+            return file_type_jpeg;
+        case FileSignature::png:
+            return file_type_png;
+        case FileSignature::gif:
+            return file_type_gif;
+        default:
+            return type;
+    }
+}
+
+int comments(const std::vector<std::string>& args) {
+    if (args.empty() || args.size() % 2 == 0) return usage();
+    const char* fields[3] = {nullptr, nullptr, nullptr};
+    static constexpr const char* names[3] = {"--artist", "--copyright", "--description"};
+    for (std::size_t i = 1; i < args.size(); i += 2) {
+        const auto* name = std::find(std::begin(names), std::end(names), args[i]);
+        if (name == std::end(names)) return usage();
+        fields[name - std::begin(names)] = args[i + 1].c_str();
+    }
+    const int type = file_type_of(args[0]);
+    if (!comment_editing_supported(type)) {
+        std::fprintf(stderr, "orvane-batch: %s\n", comment_editing_refusal);
+        return 136;
+    }
+    if (int err = RewriteFileComments(args[0].c_str(), type, fields[0], fields[1], fields[2]))
+        return fail(err);
+    return 0;
+}
+
+int rotate(const std::vector<std::string>& args) {
+    int degrees = 0;
+    if (args.size() != 2 || !parse_number(args[1], 90, 270, &degrees) || degrees % 90 != 0)
+        return usage();
+    if (int err = RotateFileLossless(args[0].c_str(), file_type_of(args[0]), degrees / 90))
+        return fail(err);
     return 0;
 }
 
@@ -225,6 +293,8 @@ int main(int argc, char** argv) {
     if (command == "convert") return convert(args);
     if (command == "apply") return batch_apply(args);
     if (command == "mask") return batch_mask(args);
+    if (command == "comments") return comments(args);
+    if (command == "rotate") return rotate(args);
     if (command == "list" && args.empty()) return batch_list();
     return usage();
 }

@@ -50,6 +50,7 @@ void clear_record(WindowRecord* r, int slot) {
     r->overlay_blue = 0;
     r->profile.clear();
     r->profile.shrink_to_fit();
+    CommentFreeAll(&r->comments);
 }
 
 void ensure_table() {
@@ -267,6 +268,7 @@ std::string window_title_base(const WindowRecord& record, bool full_path) {
 void window_copy_annotations(const WindowRecord* source, WindowRecord* dest) {
     dest->derived_from = source->file_name.empty() ? source->derived_from : source->file_name;
     dest->file_type = source->file_type;
+    dest->comments = source->comments;
 }
 
 int window_duplicate(const WindowRecord* source, WindowRecord* dest) {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "core/comments.h"
 #include "core/image.h"
 
 inline constexpr int window_record_count = 256;
@@ -71,6 +72,7 @@ struct WindowRecord {
     WindowBase* mask_window;
     std::int32_t overlay_strength, overlay_red, overlay_green, overlay_blue;
     std::vector<std::uint8_t> profile;  // embedded ICC profile
+    CommentList comments;               // what the file said about itself
 };
 
 // Allocates the table with every record free and numbered. Safe to repeat:
@@ -126,5 +128,6 @@ std::string window_title_base(const WindowRecord& record, bool full_path);
 // pixels. Types 1, 2, 3, 6, 7 and 8 only (14 otherwise).
 [[nodiscard]] int window_duplicate(const WindowRecord* source, WindowRecord* dest);
 [[nodiscard]] int window_negative(const WindowRecord* source, WindowRecord* dest);
-// `derived_from` (the source's name, or its own `derived_from`) and the file type.
+// `derived_from` (the source's name, or its own `derived_from`), the file type
+// and the comments, which a result keeps from its input.
 void window_copy_annotations(const WindowRecord* source, WindowRecord* dest);

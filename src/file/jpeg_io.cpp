@@ -325,6 +325,9 @@ int encode(WriteContext* c, std::uint8_t* marker_buffer) {
         jpeg_write_marker(cinfo, JPEG_APP0 + 1, options.exif.data(),
                           static_cast<unsigned int>(options.exif.size()));
     if (!options.profile.empty()) write_profile(cinfo, options.profile, marker_buffer);
+    if (!options.iptc.empty())
+        jpeg_write_marker(cinfo, JPEG_APP0 + 13, options.iptc.data(),
+                          static_cast<unsigned int>(options.iptc.size()));
 
     while (cinfo->next_scanline < cinfo->image_height) {
         const int next = static_cast<int>(cinfo->next_scanline);
@@ -431,7 +434,8 @@ int JpegBandReader::read(Image* band) {
 
 int WriteJPEG(const char* path, const Image* image, const JpegWriteOptions& options) {
     if (image->type != image_type_gray8 && image->type != image_type_colour8) return 24;
-    if (options.exif.size() > max_marker_body) return err_set_comments;
+    if (options.exif.size() > max_marker_body || options.iptc.size() > max_marker_body)
+        return err_set_comments;
     if (options.profile.size() > 255 * jpeg_profile_chunk) return err_write_profile;
 
     std::unique_ptr<std::uint8_t[]> marker_buffer(

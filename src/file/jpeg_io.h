@@ -84,6 +84,9 @@ struct JpegWriteOptions {
     // stream), written after the JFIF marker and before the profile; empty
     // for none.
     std::span<const std::uint8_t> exif;
+    // Body of an APP13 marker holding IPTC datasets, after the profile; empty
+    // for none.
+    std::span<const std::uint8_t> iptc;
     bool progress = true;
     // For a picture made while it is written: called from the top before each
     // group of lines is compressed, it makes file lines first .. first +

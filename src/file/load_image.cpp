@@ -6,6 +6,7 @@
 #include "core/preferences.h"
 #include "core/window_record.h"
 #include "file/file_types.h"
+#include "file/metadata.h"
 #include "file/read_image.h"
 
 namespace {
@@ -21,6 +22,7 @@ std::string absolute_name(const char* path) {
 void clear_loaded(WindowRecord* record) {
     image_free(&record->image);
     record->profile.clear();
+    CommentFreeAll(&record->comments);
     record->file_name.clear();
     record->derived_from.clear();
     record->file_type = 0;
@@ -31,6 +33,7 @@ void clear_loaded(WindowRecord* record) {
 int LoadImageData(const char* path, WindowRecord* record, int options) {
     image_free(&record->image);
     record->profile.clear();
+    CommentFreeAll(&record->comments);
     int file_type = file_type_unknown;
     const int err = ReadImage(path, &record->image, &record->profile, &file_type, options);
     debug_log("File", "LoadImageData", err);
@@ -40,6 +43,9 @@ int LoadImageData(const char* path, WindowRecord* record, int options) {
     }
     record->file_type = stored_file_type_of(file_type);
     if (options & load_classify_only) return 0;
+    // Damaged metadata never stops a load: it only leaves the list shorter.
+    if ((options & load_no_comments) == 0)
+        (void)ReadComments(path, file_type, &record->comments, nullptr);
     record->file_name = absolute_name(path);
     record->derived_from.clear();
     if ((options & load_no_recent) == 0)

@@ -221,6 +221,7 @@ struct WriteContext {
     std::FILE* file = nullptr;
     const Image* image = nullptr;
     std::span<const std::uint8_t> profile;
+    std::span<const std::uint8_t> exif;
     bool show_progress = false;
     std::optional<ProgressScope> scope;
 };
@@ -249,6 +250,9 @@ int encode(WriteContext* c) {
     if (!c->profile.empty() && c->profile.size() <= 0x7FFFFFFFu)
         png_set_iCCP(png, info, "ICC Profile", PNG_COMPRESSION_TYPE_BASE, c->profile.data(),
                      static_cast<png_uint_32>(c->profile.size()));
+    if (!c->exif.empty() && c->exif.size() <= 0x7FFFFFFFu)
+        png_set_eXIf_1(png, info, static_cast<png_uint_32>(c->exif.size()),
+                       const_cast<png_bytep>(c->exif.data()));
     png_write_info(png, info);
     if (colour_type == PNG_COLOR_TYPE_RGB) png_set_bgr(png);
 
@@ -294,7 +298,7 @@ int read_png_file(const char* path, Image* image, std::vector<std::uint8_t>* pro
 }
 
 int write_png_file(const char* path, const Image* image, std::span<const std::uint8_t> profile,
-                   bool progress) {
+                   bool progress, std::span<const std::uint8_t> exif) {
     if (image->type != image_type_binary && image->type != image_type_gray8 &&
         image->type != image_type_colour8)
         return err_png_type;
@@ -310,6 +314,7 @@ int write_png_file(const char* path, const Image* image, std::span<const std::ui
         context->file = file.get();
         context->image = image;
         context->profile = profile;
+        context->exif = exif;
         context->show_progress = progress;
         err = encode(context.get());
     }

@@ -36,6 +36,8 @@ struct Image;
 // `profile` is not empty, an iCCP chunk. A profile that does not suit the image
 // (a colour profile for a gray image, a damaged header) is left out. Returns 0;
 // 3 when the file cannot be created, 49 when writing fails, 1, or 11 on
-// Cancel. A failure may leave a partial file: the caller removes it.
+// Cancel. A failure may leave a partial file: the caller removes it. `exif`,
+// a TIFF stream of EXIF fields, goes into an eXIf chunk when not empty.
 [[nodiscard]] int write_png_file(const char* path, const Image* image,
-                                 std::span<const std::uint8_t> profile, bool progress);
+                                 std::span<const std::uint8_t> profile, bool progress,
+                                 std::span<const std::uint8_t> exif = {});

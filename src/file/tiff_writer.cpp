@@ -12,6 +12,7 @@
 #include "core/image.h"
 #include "core/parallel.h"
 #include "core/progress.h"
+#include "file/metadata.h"
 #include "file/tiff_lzw.h"
 #include "file/tiff_source.h"
 
@@ -334,7 +335,8 @@ std::vector<std::uint8_t> longs(const std::vector<std::uint32_t>& values) {
 
 int write_stream(std::FILE* file, const Image* image, std::span<const TiffField> fields,
                  std::size_t profile_size, const std::uint8_t* profile, int mask_bits,
-                 int compression, bool thumbnail, const TiffLineFill* fill, bool progress) {
+                 int compression, bool thumbnail, const TiffLineFill* fill, bool progress,
+                 const CommentList* comments) {
     if (!writable_type(image->type) || image->width <= 0 || image->height <= 0 || !image->rows)
         return err_type;
     if (compression < tiff_compression_none || compression > tiff_compression_lzw)
@@ -372,7 +374,11 @@ int write_stream(std::FILE* file, const Image* image, std::span<const TiffField>
     if (profile && profile_size > 0)
         ifd0.add(34675, tiff_undefined, static_cast<std::uint32_t>(profile_size),
                  std::vector<std::uint8_t>(profile, profile + profile_size));
-    for (const TiffField& f : fields) {
+    std::vector<TiffField> comment_fields;
+    if (comments) comment_fields = tiff_comment_fields(*comments);
+    std::vector<TiffField> all(fields.begin(), fields.end());
+    all.insert(all.end(), comment_fields.begin(), comment_fields.end());
+    for (const TiffField& f : all) {
         if (ifd0.has(f.tag) || tiff_type_size(f.type) == 0) continue;
         std::vector<std::uint8_t> value = f.value;
         if (f.type == tiff_ascii && (value.empty() || value.back() != 0)) value.push_back(0);
@@ -383,7 +389,16 @@ int write_stream(std::FILE* file, const Image* image, std::span<const TiffField>
 
     // Everything up to the main strips is laid out before anything is written.
     const std::uint32_t ifd0_at = 8;
-    const std::uint32_t thumb_ifd_at = ifd0_at + static_cast<std::uint32_t>(ifd0.size());
+    // The EXIF and GPS IFDs of the comments stand between IFD0 and the
+    // thumbnail's IFD, on an even offset.
+    const std::uint32_t ifd0_end = ifd0_at + static_cast<std::uint32_t>(ifd0.size());
+    const std::uint32_t sub_at = ifd0_end + (ifd0_end % 2);
+    std::uint32_t exif_at = 0;
+    std::uint32_t gps_at = 0;
+    std::vector<std::uint8_t> sub_ifds;
+    if (comments) sub_ifds = tiff_comment_ifds(*comments, sub_at, &exif_at, &gps_at);
+    if (!sub_ifds.empty()) sub_ifds.insert(sub_ifds.begin(), sub_at - ifd0_end, 0);
+    const std::uint32_t thumb_ifd_at = ifd0_end + static_cast<std::uint32_t>(sub_ifds.size());
     IfdBuilder thumb_ifd;
     std::vector<std::uint8_t> thumb_strip;
     if (thumbnail) {
@@ -397,9 +412,9 @@ int write_stream(std::FILE* file, const Image* image, std::span<const TiffField>
         add_image_tags(&thumb_ifd, reduced.get(), compression, true, 1,
                        static_cast<std::uint32_t>(reduced->height));
     }
-    // The IPTC block and the EXIF and GPS IFDs, which come from the comment
-    // list, will stand between IFD0 and the thumbnail's IFD.
     std::vector<std::uint8_t> ifd0_bytes = ifd0.build(ifd0_at);
+    if (exif_at) put32(ifd0_bytes.data() + (ifd0.position_of(34665) - ifd0_at), exif_at);
+    if (gps_at) put32(ifd0_bytes.data() + (ifd0.position_of(34853) - ifd0_at), gps_at);
     std::vector<std::uint8_t> thumb_ifd_bytes;
     if (thumbnail) {
         put32(ifd0_bytes.data() + (ifd0.position_of(330) - ifd0_at), thumb_ifd_at);
@@ -415,6 +430,7 @@ int write_stream(std::FILE* file, const Image* image, std::span<const TiffField>
     put16(header + 2, 42);
     put32(header + 4, ifd0_at);
     if (!out.write(header, sizeof header) || !out.write(ifd0_bytes.data(), ifd0_bytes.size()) ||
+        !out.write(sub_ifds.data(), sub_ifds.size()) ||
         !out.write(thumb_ifd_bytes.data(), thumb_ifd_bytes.size()) ||
         !out.write(thumb_strip.data(), thumb_strip.size()))
         return err_write;
@@ -466,16 +482,17 @@ int write_stream(std::FILE* file, const Image* image, std::span<const TiffField>
 
 int TiffWrite(std::FILE* file, const Image* image, std::span<const TiffField> fields,
               std::size_t profile_size, const std::uint8_t* profile, int mask_bits, int compression,
-              bool thumbnail, bool progress) {
+              bool thumbnail, bool progress, const CommentList* comments) {
     return write_stream(file, image, fields, profile_size, profile, mask_bits, compression,
-                        thumbnail, nullptr, progress);
+                        thumbnail, nullptr, progress, comments);
 }
 
 int TiffWriteBands(std::FILE* file, const Image* image, std::span<const TiffField> fields,
                    std::size_t profile_size, const std::uint8_t* profile, int mask_bits,
-                   int compression, const TiffLineFill& fill, bool progress) {
+                   int compression, const TiffLineFill& fill, bool progress,
+                   const CommentList* comments) {
     return write_stream(file, image, fields, profile_size, profile, mask_bits, compression, false,
-                        &fill, progress);
+                        &fill, progress, comments);
 }
 
 int tiff_reduce_for_thumbnail(const Image* image, Image* thumbnail) {

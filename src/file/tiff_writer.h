@@ -13,6 +13,7 @@
 #include <vector>
 
 struct Image;
+struct CommentList;
 
 enum TiffCompression : int {
     tiff_compression_none = 0,
@@ -34,10 +35,13 @@ struct TiffField {
 // the file's current position; offsets in the stream are relative to that
 // start, and the file is left at the end of the stream. `mask_bits` low bits of
 // 16-bit samples are cleared before differencing. 0, 1, 11 (progress Cancel),
-// 57 (writing) or 58.
+// 57 (writing) or 58. With `comments`, IFD0 gets their text tags, the IPTC
+// block and pointers to an EXIF and a GPS IFD, which stand behind IFD0; the
+// maker note is kept with its trailer.
 [[nodiscard]] int TiffWrite(std::FILE* file, const Image* image, std::span<const TiffField> fields,
                             std::size_t profile_size, const std::uint8_t* profile, int mask_bits,
-                            int compression, bool thumbnail, bool progress);
+                            int compression, bool thumbnail, bool progress,
+                            const CommentList* comments = nullptr);
 
 // Makes file lines first .. first + count - 1 (0 at the top) of the image
 // being written valid: their pixels are there and its `rows` point at them.
@@ -51,7 +55,8 @@ using TiffLineFill = std::function<int(int first, int count)>;
 [[nodiscard]] int TiffWriteBands(std::FILE* file, const Image* image,
                                  std::span<const TiffField> fields, std::size_t profile_size,
                                  const std::uint8_t* profile, int mask_bits, int compression,
-                                 const TiffLineFill& fill, bool progress);
+                                 const TiffLineFill& fill, bool progress,
+                                 const CommentList* comments = nullptr);
 
 // The thumbnail's reduction: `image` shrunk to fit within 300 by 300 pixels, by
 // averaging boxes of pixels. Images that fit already are copied.

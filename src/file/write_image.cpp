@@ -8,6 +8,7 @@
 #include "core/preferences.h"
 #include "file/file_types.h"
 #include "file/jpeg_io.h"
+#include "file/metadata.h"
 #include "file/png_io.h"
 #include "file/safe_write.h"
 #include "file/tiff_writer.h"
@@ -17,14 +18,16 @@ namespace {
 constexpr int err_tiff_write = 57;
 
 int write_tiff(const std::string& path, const Image* image, std::span<const std::uint8_t> profile,
-               const SaveOptions& options, const TiffLineFill* fill = nullptr) {
+               const SaveOptions& options, const CommentList* comments,
+               const TiffLineFill* fill) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (!file) return err_cannot_create;
     int err = fill ? TiffWriteBands(file, image, options.tiff_fields, profile.size(),
                                     profile.data(), 0, options.tiff_compression, *fill,
-                                    options.progress)
+                                    options.progress, comments)
                    : TiffWrite(file, image, options.tiff_fields, profile.size(), profile.data(), 0,
-                               options.tiff_compression, options.tiff_thumbnail, options.progress);
+                               options.tiff_compression, options.tiff_thumbnail, options.progress,
+                               comments);
     if (std::fclose(file) != 0 && err == 0) err = err_tiff_write;
     return err;
 }
@@ -57,23 +60,44 @@ int write_image(const char* path, int filter, const Image* image,
     if (!save_filter_has_writer(filter)) return err_unsupported;
     if (int refusal = save_refusal(filter, image->type)) return refusal;
 
+    // What the file keeps of the comments, with the banner of this save.
+    CommentList kept;
+    std::vector<std::uint8_t> exif;
+    std::vector<std::uint8_t> iptc;
+    if (options.comments && save_filter_has_writer(filter)) {
+        const int mask = filter == save_filter_tiff ? 0 : comment_drop_maker_note;
+        if (int err = CommentsFilteredForSave(*options.comments, &kept, mask)) return err;
+        if (int err = CommentSetText(&kept, comment_code_software, product_banner); err > 0)
+            return err;
+        if (filter == save_filter_jpeg && options.jpeg_exif.empty()) {
+            if (int err = jpeg_app1_body(kept, &exif)) return err;
+            iptc = jpeg_app13_body(iptc_block(kept));
+        }
+        // PNG keeps the EXIF and GPS fields in its eXIf chunk.
+        if (filter == save_filter_png)
+            if (int err = TiffWriteExifBlock(kept, &exif, 0x7FFFFFFF)) return err;
+    }
+    const CommentList* comments = options.comments ? &kept : nullptr;
+
     return safe_replace(path, [&](const std::string& temporary) {
         switch (filter) {
             case save_filter_tiff:
-                return write_tiff(temporary, image, profile, options, fill);
+                return write_tiff(temporary, image, profile, options, comments, fill);
             case save_filter_jpeg: {
                 JpegWriteOptions jpeg;
                 jpeg.quality = options.jpeg_quality;
                 jpeg.sampling = options.jpeg_sampling;
                 if (options.jpeg_profile) jpeg.profile = profile;
-                jpeg.exif = options.jpeg_exif;
+                jpeg.exif = options.jpeg_exif.empty() ? std::span(exif) : options.jpeg_exif;
+                jpeg.iptc = iptc;
                 jpeg.progress = options.progress;
                 if (fill) jpeg.fill = *fill;
                 return WriteJPEG(temporary.c_str(), image, jpeg);
             }
             default:
                 return fill ? err_unsupported
-                            : write_png_file(temporary.c_str(), image, profile, options.progress);
+                            : write_png_file(temporary.c_str(), image, profile, options.progress,
+                                             exif);
         }
     });
 }

@@ -9,6 +9,7 @@
 #include "file/tiff_writer.h"
 
 struct Image;
+struct CommentList;
 
 // Bits of the `savefileoptions` word, kept by the Save Image panel for JPEG.
 inline constexpr int save_without_comments = 1;
@@ -25,6 +26,11 @@ struct SaveOptions {
     bool jpeg_profile = true;  // false leaves the profile out of JPEG files
     // Body of the JPEG file's APP1 EXIF marker; empty for none.
     std::span<const std::uint8_t> jpeg_exif;
+    // The comments to keep in the file; null for none. TIFF files keep all of
+    // them, JPEG files all but the maker note, PNG files the TIFF, EXIF and
+    // GPS fields (in an eXIf chunk), and the other formats none.
+    // "Software" is set to the product banner in what is written.
+    const CommentList* comments = nullptr;
     bool progress = true;
 };
 

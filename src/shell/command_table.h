@@ -146,7 +146,7 @@ inline constexpr CommandEntry command_table[] = {
     {4501, nullptr, "", MenuId::none, 0, true, false, 4550},
     // Window
     {3001, "&Info...", "Ctrl+W", MenuId::window, 0, true},
-    {3022, "File Co&mments...", "", MenuId::window, 0, false},
+    {3022, "File Co&mments...", "", MenuId::window, 0, true},
     {3021, "&Count Colors...", "", MenuId::window, 0, false},
     {3002, "&Grid...", "", MenuId::window, 0, false},
     {3020, "&Blink...", "", MenuId::window, 0, false},

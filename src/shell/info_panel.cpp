@@ -1,19 +1,28 @@
 #include "shell/info_panel.h"
 
 #include "core/preferences.h"
+#include "file/comment_display.h"
 
 #include "shell/app_state.h"
+#include "shell/comment_windows.h"
 #include "shell/image_window.h"
 #include "shell/new_image_panel.h"
 
+#include <QClipboard>
 #include <QDateTime>
+#include <QDesktopServices>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QMainWindow>
+#include <QMenu>
+#include <QPushButton>
+#include <QToolButton>
+#include <QUrl>
 #include <QVBoxLayout>
 
 namespace {
@@ -73,24 +82,110 @@ std::vector<std::pair<QString, QString>> image_properties_rows(const WindowRecor
     };
 }
 
-InfoPanel::InfoPanel(ImageWindow* window, QWidget* parent) : QDialog(parent) {
+InfoPanel::InfoPanel(ImageWindow* window, QWidget* parent) : QDialog(parent), window_(window) {
     setObjectName(QStringLiteral("info_panel"));
     setWindowTitle(QStringLiteral("Image Properties  (%1)").arg(window->windowTitle()));
-    auto* group = new QGroupBox(QStringLiteral("File Information"));
-    auto* form = new QFormLayout(group);
-    auto* profile_form = new QFormLayout;
-    for (const auto& [label, text] : image_properties_rows(*window->record())) {
+    const WindowRecord& record = *window->record();
+    const auto add_row = [this](QFormLayout* form, const QString& label, const QString& text,
+                                QWidget* beside = nullptr) {
         auto* value = new QLabel(text);
         value->setTextInteractionFlags(Qt::TextSelectableByMouse);
         rows_.emplace_back(label, value);
-        (label == QStringLiteral("Profile: ") ? profile_form : form)->addRow(label, value);
+        if (beside == nullptr) {
+            form->addRow(label, value);
+            return;
+        }
+        auto* line = new QHBoxLayout;
+        line->addWidget(value, 1);
+        line->addWidget(beside);
+        form->addRow(label, line);
+    };
+
+    auto* exposure = new QGroupBox(QStringLiteral("Original Exposure"));
+    auto* exposure_form = new QFormLayout(exposure);
+    auto* camera_form = new QFormLayout;
+    for (const auto& [label, text] : exposure_rows(record.comments)) {
+        const QString name = QString::fromStdString(label);
+        const bool camera = label == "Mfg: " || label == "Model: ";
+        add_row(camera ? camera_form : exposure_form, name, QString::fromStdString(text));
     }
+
+    auto* group = new QGroupBox(QStringLiteral("File Information"));
+    auto* form = new QFormLayout(group);
+    for (const auto& [label, text] : image_properties_rows(record))
+        add_row(label == QStringLiteral("Profile: ") ? camera_form : form, label, text);
+
+    // The position with its map link.
+    auto* gps = new QGroupBox(QStringLiteral("GPS"));
+    auto* gps_form = new QFormLayout(gps);
+    position_ = QString::fromStdString(gps_position(record.comments));
+    map_button_ = new QToolButton;
+    map_button_->setText(QStringLiteral("Map"));
+    map_button_->setPopupMode(QToolButton::InstantPopup);
+    map_button_->setEnabled(!position_.isEmpty());
+    auto* menu = new QMenu(map_button_);
+    menu->addAction(QStringLiteral("Go to map web site"), this,
+                    [this] { QDesktopServices::openUrl(QUrl(map_link())); });
+    menu->addAction(QStringLiteral("Copy to clipboard"), this,
+                    [this] { QGuiApplication::clipboard()->setText(map_link()); });
+    menu->addAction(QStringLiteral("Edit map site URL"), this, [this] {
+        auto* panel = new MapUrlPanel(this);
+        panel->setAttribute(Qt::WA_DeleteOnClose);
+        panel->open();
+    });
+    map_button_->setMenu(menu);
+    const bool metric = preferences().defaultunits == units_centimetres;
+    for (const auto& [label, text] : gps_rows(record.comments, metric))
+        add_row(gps_form, QString::fromStdString(label), QString::fromStdString(text),
+                label == "Lat/Long:" ? map_button_ : nullptr);
+
+    auto* user = new QGroupBox(QStringLiteral("User Comments"));
+    auto* user_form = new QFormLayout(user);
+    for (const UserCommentField& f : user_comment_fields)
+        add_row(user_form, QString::fromLatin1(f.label) + QLatin1Char(':'), {});
+    auto* edit = new QPushButton(QStringLiteral("Edit..."));
+    user_form->addRow(edit);
+    connect(edit, &QPushButton::clicked, this, [this] {
+        auto* panel = new UserCommentsPanel(window_, this);
+        panel->setAttribute(Qt::WA_DeleteOnClose);
+        connect(panel, &QDialog::accepted, this, &InfoPanel::show_user_comments);
+        panel->open();
+    });
+    show_user_comments();
+
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
+    auto* columns = new QHBoxLayout;
+    auto* left = new QVBoxLayout;
+    auto* right = new QVBoxLayout;
+    left->addWidget(exposure);
+    left->addLayout(camera_form);
+    left->addStretch(1);
+    right->addWidget(group);
+    right->addWidget(gps);
+    right->addWidget(user);
+    columns->addLayout(left);
+    columns->addLayout(right);
     auto* layout = new QVBoxLayout(this);
-    layout->addLayout(profile_form);
-    layout->addWidget(group);
+    layout->addLayout(columns);
     layout->addWidget(buttons);
+}
+
+QString InfoPanel::map_link() const {
+    return QString::fromStdString(map_url(saved_state().comments_mapurl, position_.toStdString()));
+}
+
+void InfoPanel::show_user_comments() {
+    const CommentList& comments = window_->record()->comments;
+    for (const UserCommentField& f : user_comment_fields) {
+        const Comment* c = CommentFind(comments, f.code);
+        const std::string text = c ? std::string(c->text()) : std::string();
+        const QString label = QString::fromLatin1(f.label) + QLatin1Char(':');
+        for (auto& [name, value] : rows_)
+            if (name == label)
+                value->setText(f.code == 192 ? keywords_for_editing(text)
+                                             : QString::fromStdString(text));
+    }
 }
 
 QString InfoPanel::row_text(const QString& label) const {

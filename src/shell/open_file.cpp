@@ -103,6 +103,7 @@ int DoFileOpenCell(const QString& path, int options) {
                                        record->file_name = loaded.record.file_name;
                                        record->file_type = loaded.record.file_type;
                                        record->profile = std::move(loaded.record.profile);
+                                       record->comments = std::move(loaded.record.comments);
                                    });
     }
     debug_log("File", "DoFileOpenCell", code);

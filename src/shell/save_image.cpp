@@ -91,10 +91,15 @@ void store_jpeg_choices(const SaveChoices& choices) {
 // The format's writer. JPEG files written from the editor are followed by
 // their statistics, from which the user may write the file again.
 int write_window(ImageWindow* window, const std::string& path, int filter, SaveChoices choices) {
-    const WindowRecord* record = window->record();
+    WindowRecord* record = window->record();
+    // Every save names this program in the window's comments, as in the file.
+    (void)CommentSetText(&record->comments, comment_code_software, product_banner);
     for (;;) {
-        const int code =
-            WriteImage(path.c_str(), filter, &record->image, record->profile, options_of(choices));
+        SaveOptions options = options_of(choices);
+        const bool keep_comments =
+            filter != save_filter_jpeg || (choices.save_file_options & save_without_comments) == 0;
+        if (keep_comments) options.comments = &record->comments;
+        const int code = WriteImage(path.c_str(), filter, &record->image, record->profile, options);
         if (code != 0 || filter != save_filter_jpeg) return code;
         if ((choices.save_file_options & save_without_statistics) != 0 || app_state.batch_parent)
             return 0;

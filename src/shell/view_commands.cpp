@@ -5,6 +5,7 @@
 #include "core/window_record.h"
 
 #include "shell/clipboard.h"
+#include "shell/comment_windows.h"
 #include "shell/image_window.h"
 #include "shell/info_panel.h"
 #include "shell/new_image_panel.h"
@@ -50,6 +51,9 @@ bool view_command(QMdiArea* area, int number) {
             break;
         case 3001:
             info_panel_show(image_window_active(area));
+            break;
+        case 3022:
+            file_comments_show(image_window_active(area));
             break;
         case 3008:
             zoom_factor_run(image_window_active(area));

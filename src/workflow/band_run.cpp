@@ -8,12 +8,14 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/comments.h"
 #include "core/errors.h"
 #include "core/image.h"
 #include "core/preferences.h"
 #include "core/progress.h"
 #include "file/file_types.h"
 #include "file/jpeg_io.h"
+#include "file/metadata.h"
 #include "file/read_image.h"
 #include "file/tiff_reader.h"
 #include "transform/transform.h"
@@ -220,6 +222,13 @@ int band_run(const std::string& in, const std::string& out, const BandRun& run) 
     const Image& first = pipeline.first_band();
     if (image_is_colour(&first) != colour_in) profile.clear();
 
+    // The input's comments go where a save of the whole picture puts them;
+    // damaged ones give a shorter list, as at an open.
+    CommentList comments;
+    (void)ReadComments(in.c_str(), FileTypeOfName(in), &comments, nullptr);
+    SaveOptions save = run.save;
+    save.comments = &comments;
+
     // The output as the writer sees it: the picture's shape, its lines
     // pointed into the bands as they are made.
     std::vector<std::uint8_t*> rows(static_cast<std::size_t>(reader.height()), nullptr);
@@ -229,7 +238,7 @@ int band_run(const std::string& in, const std::string& out, const BandRun& run) 
     shell.chunk_count = 0;
     shell.chunks = nullptr;
     shell.mosaic_info = nullptr;
-    const int err = WriteImageBands(out.c_str(), run.filter, &shell, profile, run.save,
+    const int err = WriteImageBands(out.c_str(), run.filter, &shell, profile, save,
                                    [&](int line, int count) {
                                        return pipeline.fill(shell, line, count);
                                    });

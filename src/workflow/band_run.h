@@ -23,7 +23,8 @@ struct BandRun {
     SaveOptions save;
 };
 
-// Streams `in` to `out`. Declines (band_run_declined, the output untouched)
+// Streams `in` to `out`, with the input's comments and profile as a save
+// keeps them. Declines (band_run_declined, the output untouched)
 // when the input is neither a TIFF the own reader takes as it stands nor a
 // JPEG (named so, with a JPEG's first bytes), the output
 // is neither TIFF nor JPEG, a thumbnail is asked for, or the transformation is not

@@ -6,6 +6,7 @@
 #include "core/tables.h"
 #include "file/file_test_support.h"
 #include "file/file_types.h"
+#include "file/metadata.h"
 #include "file/write_image.h"
 #include "shell/command_dispatch.h"
 #include "shell/open_file.h"
@@ -119,6 +120,7 @@ private slots:
     void overwrite_questions();
     void failed_saves_keep_the_original();
     void save_in_place();
+    void saves_keep_comments_unless_told();
     void revert_reads_the_file_again();
     void close_question_yes_saves();
     void save_image_panel_controls();
@@ -423,6 +425,36 @@ void TestSaveImage::save_in_place() {
     ScriptedPanel panel;
     QCOMPARE(SaveImage(window), 11);
     QCOMPARE(panel.requests.size(), std::size_t{1});
+}
+
+// A file's comments come with its window and go back with each save, with
+// "Software" set; a JPEG saved without comments has none.
+void TestSaveImage::saves_keep_comments_unless_told() {
+    ImageHolder picture;
+    fill_noise(picture.get(), image_type_colour8, 30, 20);
+    const std::string path = (dir_->path() + QStringLiteral("/commented.jpg")).toStdString();
+    CommentList comments;
+    QCOMPARE(CommentSetText(&comments, 0, "Ann"), 0);
+    SaveOptions options;
+    options.progress = false;
+    options.comments = &comments;
+    QCOMPARE(WriteImage(path.c_str(), save_filter_jpeg, picture.get(), {}, options), 0);
+    ImageWindow* window = open_window(QString::fromStdString(path));
+    QVERIFY(window != nullptr);
+    QVERIFY(CommentFind(window->record()->comments, 0) != nullptr);
+
+    const auto saved = [&] {
+        CommentList list;
+        (void)ReadComments(path.c_str(), file_type_jpeg, &list, nullptr);
+        return list;
+    };
+    QCOMPARE(SaveImage(window), 0);
+    QCOMPARE(saved().items.size(), std::size_t{2});
+    QCOMPARE(std::string(CommentFind(saved(), 9)->text()), std::string(product_banner));
+    QVERIFY(CommentFind(window->record()->comments, 9) != nullptr);
+    saved_state().savefileoptions |= save_without_comments;
+    QCOMPARE(SaveImage(window), 0);
+    QVERIFY(saved().items.empty());
 }
 
 void TestSaveImage::proposals_of_the_panel() {

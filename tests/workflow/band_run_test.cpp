@@ -11,8 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "core/comments.h"
 #include "core/image.h"
 #include "file/file_types.h"
+#include "file/metadata.h"
 #include "file/read_image.h"
 #include "file/tiff_writer.h"
 #include "file/write_image.h"
@@ -50,8 +52,13 @@ bool write_source(const std::string& path, int type, int width, int height) {
 int whole_run(const std::string& in, const std::string& out, const BandRun& run) {
     ImageHolder input;
     std::vector<std::uint8_t> profile;
-    if (int err = ReadImage(in.c_str(), input.get(), &profile, nullptr, load_no_progress))
+    int file_type = 0;
+    if (int err = ReadImage(in.c_str(), input.get(), &profile, &file_type, load_no_progress))
         return err;
+    CommentList comments;
+    (void)ReadComments(in.c_str(), file_type, &comments, nullptr);
+    SaveOptions save = run.save;
+    save.comments = &comments;
     ImageHolder output;
     Image* result = input.get();
     if (run.descriptor) {
@@ -61,7 +68,7 @@ int whole_run(const std::string& in, const std::string& out, const BandRun& run)
         result = output.get();
         if (image_is_colour(result) != image_is_colour(input.get())) profile.clear();
     }
-    return WriteImage(out.c_str(), run.filter, result, profile, run.save);
+    return WriteImage(out.c_str(), run.filter, result, profile, save);
 }
 
 int batch_filter(const std::string& name) {
