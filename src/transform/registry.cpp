@@ -11,6 +11,8 @@ extern const TransformDescriptor color_curves_transform;
 extern const TransformDescriptor levels_and_color_transform;
 extern const TransformDescriptor blur_transform;
 extern const TransformDescriptor sharpen_transform;
+extern const TransformDescriptor noise_reduction_transform;
+extern const TransformDescriptor advanced_sharpen_transform;
 
 namespace {
 
@@ -101,7 +103,7 @@ constinit const TransformEntry registry[] = {
     {"Blur", "&Blur...", G::sharpen_blur_noise, 3, 4020, 8,
      153, "Blur", "Blur", 8 | P, 0, 1, 1, true, "", false, &blur_transform},
     {"Noise Reduction", "Noise Reduction...", G::sharpen_blur_noise, 4, 4073, 107,
-     200, "Noise Reduction", "Noise Reduction", 8 | P, 0, 1, 1, true, "", false, nullptr},
+     200, "Noise Reduction", "Noise Reduction", 8 | P, 0, 1, 1, true, "", false, &noise_reduction_transform},
 
     {"Add Noise", "Add &Noise...", G::special_effects, 1, 4043, 51,
      171, "Add Noise", "Add Noise", 8 | P, 0, 1, 1, true, "", false, &add_noise_transform},

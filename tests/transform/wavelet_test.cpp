@@ -15,6 +15,9 @@
 #include "batch_runner.h"
 #include "core/errors.h"
 #include "core/parallel.h"
+#include "core/tables.h"
+#include "transform/registry.h"
+#include "transform/transform.h"
 #include "transform/wavelet.h"
 
 namespace {
@@ -254,6 +257,93 @@ TEST(Wavelet, CancelFreesEverything) {
         EXPECT_GT(calls, 0);
     }
     image_free(&input);
+}
+
+// ---------------------------------------------------------------------------
+// The transformation over it
+
+const TransformDescriptor& noise_reduction() {
+    return *transform_find_title("Noise Reduction")->descriptor;
+}
+
+void set(void* params, const char* keyword, double value) {
+    field_find(noise_reduction().fields, keyword)->set(params, value);
+}
+
+// Blended by amount and mask against the library's result: at 16 bits by
+// ((255 - s) in + s out + 127) >> 8, at 8 bits by the shared lerp8.
+TEST(NoiseReduction, AmountAndMaskBlendTheLibrarysResult) {
+    struct Case {
+        int type, amount_low, amount_high;
+    } const cases[] = {
+        {image_type_colour16, 512, -1},
+        {image_type_gray8, 700, -1},
+        {image_type_colour16, 200, 900},
+        {image_type_colour8, 1024, 100},
+    };
+    const int w = 61, h = 47;
+    Image mask = image_of(picture(w, h, 1, 255, 4), w, h, image_type_gray8);
+    for (const Case& c : cases) {
+        const int ch = c.type == image_type_colour8 || c.type == image_type_colour16 ? 3 : 1;
+        const bool wide = c.type == image_type_colour16 || c.type == image_type_gray16;
+        WindowRecord record{};
+        record.image = image_of(picture(w, h, ch, wide ? 65535 : 255, 2), w, h, c.type);
+        ParamBlock params;
+        ASSERT_EQ(params.allocate(noise_reduction()), 0);
+        set(params.get(), "threshold", 4000);
+        set(params.get(), "levels", 4);
+        set(params.get(), "method", 1);
+        set(params.get(), "sharpen", 0.8);
+        AmountSettings* amount = field_find(noise_reduction().fields, "amount")->amount(params.get());
+        amount->amount_low = c.amount_low;
+        amount->amount_high = c.amount_high;
+        amount->amount_mask = c.amount_high >= 0 ? &mask : nullptr;
+        ImageHolder output, denoised;
+        ASSERT_EQ(transform_compute_image(noise_reduction(), params.get(), &record.image, output.get()), 0);
+        ASSERT_EQ(wavelet_denoise_image(&record.image, denoised.get(), {4000, 5, true, 0.8}, {}), 0);
+        const std::vector<int> in = samples_of(record.image), out = samples_of(*denoised.get());
+        const std::vector<int> m = samples_of(mask);
+        std::vector<int> expected(in.size());
+        const int a = (c.amount_low * 255 + 512) / 1024, b = (c.amount_high * 255 + 512) / 1024;
+        for (std::size_t i = 0; i < in.size(); ++i) {
+            const int s = c.amount_high >= 0 ? lerp8(a, b, m[i / ch]) : a;
+            expected[i] = wide ? ((255 - s) * in[i] + s * out[i] + 127) >> 8 : lerp8(in[i], out[i], s);
+        }
+        EXPECT_EQ(samples_of(*output.get()), expected) << c.type << ' ' << c.amount_low << ' ' << c.amount_high;
+        image_free(&record.image);
+    }
+    image_free(&mask);
+}
+
+// A preview of part of the picture at 1:1 is computed with a margin wide
+// enough to give the pixels of the whole picture's result there.
+TEST(NoiseReduction, APreviewShowsTheWholePicturesPixels) {
+    const int w = 150, h = 110;
+    WindowRecord record{};
+    record.image = image_of(picture(w, h, 3, 255, 8), w, h, image_type_colour8);
+    ParamBlock params;
+    ASSERT_EQ(params.allocate(noise_reduction()), 0);
+    set(params.get(), "threshold", 3000);
+    set(params.get(), "levels", 5);
+    ImageHolder whole, part;
+    ASSERT_EQ(transform_compute_image(noise_reduction(), params.get(), &record.image, whole.get()), 0);
+    ASSERT_EQ(image_alloc(part.get(), image_type_colour8, w, h, 72), 0);
+    ComputeArgs args;
+    args.input = &record;
+    args.output = part.get();
+    args.params = params.get();
+    args.width = w;
+    args.height = h;
+    args.source_x = args.region_x1 = 50;
+    args.source_y = args.region_y1 = 40;
+    args.region_x2 = 99;
+    args.region_y2 = 69;
+    args.line_width = 50;
+    args.line_count = 30;
+    ASSERT_EQ(noise_reduction().compute(args), 0);
+    for (int y = 40; y < 70; ++y)
+        ASSERT_TRUE(std::equal(part->rows[y] + 150, part->rows[y] + 300, whole->rows[y] + 150)) << y;
+    image_free(&record.image);
 }
 
 }  // namespace
