@@ -25,6 +25,7 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSlider>
+#include <QTabWidget>
 
 #include <algorithm>
 #include <cmath>
@@ -91,8 +92,28 @@ void PanelControls::build(QMdiArea* area, int x, int y, int width) {
     grid->setHorizontalSpacing(gap);
     grid->setVerticalSpacing(gap);
     grid->setColumnStretch(1, 1);
-    for (const TransformField& field : descriptor_.fields)
-        add_row(grid, field, area);
+    // Rows after a page row go onto that page, in one set of tabs.
+    QGridLayout* target = grid;
+    QTabWidget* pages = nullptr;
+    for (const TransformField& field : descriptor_.fields) {
+        if (field.kind != ControlKind::page) {
+            add_row(target, field, area);
+            continue;
+        }
+        if (!pages) {
+            pages = new QTabWidget(rows_widget_);
+            pages->setObjectName(QStringLiteral("pages"));
+            grid->addWidget(pages, grid->rowCount(), 0, 1, 2);
+        }
+        auto* page = new QWidget(pages);
+        page->setObjectName(text_of(field.keyword));
+        target = new QGridLayout(page);
+        target->setHorizontalSpacing(gap);
+        target->setVerticalSpacing(gap);
+        target->setColumnStretch(1, 1);
+        pages->addTab(page, text_of(field.label));
+        rows_.push_back(Row{&field, nullptr, page});
+    }
     // The input chooser's own label lines up with the labels of the other
     // rows, so that all their controls start at one edge.
     int label_width = 0;
@@ -276,6 +297,8 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             row.control = new QLabel(rows_widget_);
             grid->addWidget(row.control, line, 0, 1, 2);
             break;
+        case ControlKind::page:
+            return;  // made by build()
         case ControlKind::check_box: {
             auto* box = new QCheckBox(text_of(field.label), rows_widget_);
             connect(box, &QCheckBox::toggled, this,
@@ -423,6 +446,8 @@ void PanelControls::show_block() {
             case ControlKind::colour:
                 show_colour(row);
                 break;
+            case ControlKind::page:
+                break;
         }
     }
 }
@@ -432,6 +457,7 @@ void PanelControls::layout(int image_type, int width, int height) {
     width_ = width;
     height_ = height;
     for (const Row& row : rows_) {
+        if (row.field->kind == ControlKind::page) continue;  // the tabs show their pages
         const bool shown = field_shown(*row.field, image_type) &&
                            (!row.field->relevant || row.field->relevant(params_));
         row.control->setVisible(shown);

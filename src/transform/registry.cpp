@@ -99,7 +99,7 @@ constinit const TransformEntry registry[] = {
     {"Sharpen", "&Sharpen...", G::sharpen_blur_noise, 1, 4019, 7,
      192, "Sharpen", "Sharpen", 10 | P, 0, 1, 1, true, "", false, &sharpen_transform},
     {"Advanced Sharpen", "&Advanced Sharpen...", G::sharpen_blur_noise, 2, 4032, 82,
-     0, "", "", 0, 0, 1, 1, false, ".as", false, nullptr},
+     0, "", "", 0, 0, 1, 1, false, ".as", false, &advanced_sharpen_transform},
     {"Blur", "&Blur...", G::sharpen_blur_noise, 3, 4020, 8,
      153, "Blur", "Blur", 8 | P, 0, 1, 1, true, "", false, &blur_transform},
     {"Noise Reduction", "Noise Reduction...", G::sharpen_blur_noise, 4, 4073, 107,

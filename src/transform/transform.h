@@ -147,6 +147,7 @@ enum class ControlKind : std::uint8_t {
     range,           // the range bar: input levels in_low, in_high, output out_low, out_high
     colour,          // a colour swatch that opens the colour dialog: red, green, blue
     caption,         // a line of text: `label` and the number `get` gives, by `format`
+    page,            // starts a page named `label`: the rows after it, up to the next, show there
 };
 
 // Image types as bits, for visibility and acceptance: bit n is type n.
@@ -420,6 +421,16 @@ constexpr TransformField field_caption(std::string_view keyword, std::string_vie
     f.kind = ControlKind::caption;
     f.format = format;
     f.get = value;
+    return f;
+}
+
+// A panel in pages: the rows that follow, up to the next page row, show on a
+// page of their own named `label`.
+constexpr TransformField field_page(std::string_view label) {
+    TransformField f;
+    f.keyword = label;
+    f.label = label;
+    f.kind = ControlKind::page;
     return f;
 }
 

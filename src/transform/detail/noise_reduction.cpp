@@ -11,7 +11,7 @@
 #include "core/errors.h"
 #include "core/progress.h"
 #include "core/tables.h"
-#include "transform/line_bands.h"
+#include "transform/result_view.h"
 #include "transform/tone.h"
 #include "transform/transform.h"
 #include "transform/wavelet.h"
@@ -31,8 +31,6 @@ struct NoiseReductionParams {
 };
 
 using P = NoiseReductionParams;
-
-enum View { before = 0, after = 1, difference = 2 };
 
 constexpr std::string_view level_words[] = {"Level 1", "Level 2", "Level 3", "Level 4",
                                             "Level 5", "Level 6", "Level 7", "Level 8"};
@@ -55,7 +53,7 @@ constexpr TransformField sharpen_field() {
 constexpr TransformField fields[] = {
     field_input("Input Image:"),
     field_amount<&P::amount>("amount"),
-    field_choice<&P::view>("view", "View:", view_words, after),
+    field_choice<&P::view>("view", "View:", view_words, result_after),
     threshold_field(),
     field_choice<&P::levels>("levels", "Levels:", level_words, 1),
     field_choice<&P::method>("method", "Method:", method_words, 0),
@@ -82,77 +80,6 @@ WaveletSettings settings_of(const P& p) {
     return s;
 }
 
-// The part of `input` from x0, y0 of w by h pixels, copied.
-int crop(const Image* input, int x0, int y0, int w, int h, Image* out) {
-    if (int err = image_alloc(out, input->type, w, h, input->resolution)) return err;
-    const int bytes = image_line_bytes(out);
-    const int offset = image_line_bytes(input) / input->width * x0;
-    for (int y = 0; y < h; ++y)
-        std::copy_n(input->rows[y0 + y] + offset, bytes, out->rows[y]);
-    return 0;
-}
-
-// Puts the denoised lines out: blended by amount and mask (at 16 bits by
-// ((255 - s) in + s out + 127) >> 8), or as the preview's view asks.
-template <typename T>
-int put_lines(const ComputeArgs& args, const P& p, const Image* input, const Image* result,
-              int result_x, int result_y, const AmountStrength& strength, const Image* mask,
-              int ch) {
-    const int n = args.line_width;
-    const int step = args.zoom < 0 ? -args.zoom : 1;
-    const bool sixteen_out = sizeof(T) == 2 && args.apply;
-    const int view = args.apply ? after : p.view;
-    return transform_for_bands(args, title, [&](int first, int count) {
-        LineSource centre, denoised, mask_lines;
-        LineSink sink;
-        line_source_init(&centre);
-        line_source_init(&denoised);
-        line_source_init(&mask_lines);
-        line_sink_init(&sink);
-        const int y0 = args.source_y + first * step;
-        int err = line_source_open(input, args.source_x, y0, args.zoom, n, &centre);
-        if (!err)
-            err = line_source_open(result, args.source_x - result_x, y0 - result_y, args.zoom, n,
-                                   &denoised);
-        if (!err && mask) err = line_source_open(mask, args.source_x, y0, args.zoom, n, &mask_lines);
-        if (!err) err = band_sink_open(args, first, &sink);
-        std::vector<std::int32_t> values(static_cast<std::size_t>(n) * ch);
-        std::vector<std::uint8_t> scratch;
-        for (int line = 0; !err && line < count; ++line) {
-            const T* c = reinterpret_cast<const T*>(line_source_next(&centre));
-            const T* d = reinterpret_cast<const T*>(line_source_next(&denoised));
-            const std::uint8_t* m = mask ? line_source_next(&mask_lines) : nullptr;
-            std::uint8_t* out = line_sink_line(&sink);
-            if (view == difference) {
-                for (int i = 0; i < n * ch; ++i) {
-                    const int a = sizeof(T) == 1 ? d[i] : to8[d[i]];
-                    const int b = sizeof(T) == 1 ? c[i] : to8[c[i]];
-                    out[i] = static_cast<std::uint8_t>(clamp8(128 + 4 * (a - b)));
-                }
-            } else if (sixteen_out && !strength.full()) {
-                T* o = reinterpret_cast<T*>(out);
-                for (int i = 0; i < n; ++i) {
-                    const int s = m && strength.masked() ? lerp8(strength.a, strength.b, m[i]) : strength.a;
-                    for (int k = i * ch; k < i * ch + ch; ++k)
-                        o[k] = static_cast<T>(((255 - s) * c[k] + s * d[k] + 127) >> 8);
-                }
-            } else {
-                for (int i = 0; i < n * ch; ++i)
-                    values[i] = view == before ? c[i] : d[i];
-                band_line_finish<T>(args, values.data(), c, n, ch,
-                                    view == before ? AmountStrength{255, -1} : strength,
-                                    strength.masked() ? m : nullptr, out, scratch);
-            }
-            line_sink_commit(&sink);
-        }
-        line_sink_close(&sink);
-        line_source_close(&mask_lines);
-        line_source_close(&denoised);
-        line_source_close(&centre);
-        return err;
-    });
-}
-
 int noise_reduction_compute(const ComputeArgs& args) {
     const P& p = args.block<P>();
     const Image* input = args.input_image();
@@ -165,7 +92,7 @@ int noise_reduction_compute(const ComputeArgs& args) {
     const AmountStrength strength = amount_strength(p.amount.amount_low, mask ? p.amount.amount_high : -1);
     const WaveletSettings settings = settings_of(p);
     if (strength.none() || wavelet_copies(settings, input->width, input->height) ||
-        (!args.apply && p.view == before))
+        (!args.apply && p.view == result_before))
         return transform_copy_input(args);
     if (args.whole_region()) {
         if (int err = image_alloc(args.output, tone_output_type(type, args.apply), args.width,
@@ -174,18 +101,11 @@ int noise_reduction_compute(const ComputeArgs& args) {
     }
 
     // The input the visible part needs, with the transform's reach around it.
-    const int step = args.zoom < 0 ? -args.zoom : 1;
-    const int margin = args.apply ? 0 : 1 << wavelet_level_count(settings.levels, input->width, input->height);
-    const int x0 = std::max(0, args.source_x - margin);
-    const int y0 = std::max(0, args.source_y - margin);
-    const int x1 = std::min(input->width, args.source_x + args.line_width * step + margin);
-    const int y1 = std::min(input->height, args.source_y + args.line_count * step + margin);
+    const int margin = 1 << wavelet_level_count(settings.levels, input->width, input->height);
     ImageHolder part, result;
-    const Image* source = input;
-    if (x0 > 0 || y0 > 0 || x1 < input->width || y1 < input->height) {
-        if (int err = crop(input, x0, y0, x1 - x0, y1 - y0, part.get())) return err;
-        source = part.get();
-    }
+    const Image* source = nullptr;
+    int x0 = 0, y0 = 0;
+    if (int err = result_source(args, input, margin, part, source, x0, y0)) return err;
     {
         const ProgressScope progress(title, std::int64_t{source->width} * source->height, 0, 1000, true);
         const int err = wavelet_denoise_image(source, result.get(), settings,
@@ -194,11 +114,8 @@ int noise_reduction_compute(const ComputeArgs& args) {
                                               });
         if (err) return err;
     }
-    const Image* strength_mask = strength.masked() ? mask : nullptr;
-    const int ch = type == image_type_colour8 || type == image_type_colour16 ? 3 : 1;
-    return type == image_type_gray16 || type == image_type_colour16
-               ? put_lines<std::uint16_t>(args, p, input, result.get(), x0, y0, strength, strength_mask, ch)
-               : put_lines<std::uint8_t>(args, p, input, result.get(), x0, y0, strength, strength_mask, ch);
+    return result_put_lines(args, input, result.get(), x0, y0, p.view, strength,
+                            strength.masked() ? mask : nullptr, true, title);
 }
 
 // ---------------------------------------------------------------------------
