@@ -43,10 +43,10 @@ using P = AdvancedSharpenParams;
 
 constexpr std::string_view size_words[] = {"1x1", "2x2", "3x3", "4x4", "5x5", "6x6", "7x7", "8x8",
                                            "9x9", "10x10", "11x11", "12x12", "13x13", "14x14", "15x15"};
-constexpr std::string_view blur_words[] = {"&Blur all", "Blur &chrominance only"};
-constexpr std::string_view sharpen_words[] = {"S&harpen all", "Sharpen &luminance only"};
-constexpr std::string_view expand_words[] = {"&No Histogram Expansion", "&Medium Histogram Expansion",
-                                             "&High Histogram Expansion"};
+constexpr std::string_view blur_words[] = {"Blur all", "Blur chrominance only"};
+constexpr std::string_view sharpen_words[] = {"Sharpen all", "Sharpen luminance only"};
+constexpr std::string_view expand_words[] = {"No Histogram Expansion", "Medium Histogram Expansion",
+                                             "High Histogram Expansion"};
 constexpr std::string_view view_words[] = {"Before", "After", "Difference"};
 
 // 0..255 shown as a percentage.
@@ -69,6 +69,7 @@ constexpr TransformField size_field() {
 constexpr TransformField fields[] = {
     field_input("Input Image:"),
     field_choice<&P::view>("view", "View:", view_words, result_after),
+    field_choice<&P::hist_expand>("histexpand", "Histogram:", expand_words, 0),
     field_page("Speck Removal"),
     size_field(),
     field_integer<&P::speck_thresh>("speckthresh", "Speck Threshold: ", 0, 255, "%d", 20),
@@ -80,14 +81,13 @@ constexpr TransformField fields[] = {
     field_real<&P::blur_amount>("bluramt", "Blur Amount: ", 0, 100, "%1f\\%", 0),
     field_integer<&P::blur_low>("blurthresh_low", "Blur Threshold Low: ", 0, 255, "%d", 0),
     field_integer<&P::blur_high>("blurthresh_high", "Blur Threshold High: ", 0, 255, "%d", 20),
-    field_choice<&P::blur_flags>("blurflags", "", blur_words, 0, image_types_colour),
+    field_choice<&P::blur_flags>("blurflags", "Blur:", blur_words, 0, image_types_colour),
     field_page("Sharpen"),
     field_real<&P::sharpen_radius>("sharpenradius", "Sharpen Radius: ", 1, 20, "%2f", 2),
     field_real<&P::sharpen_amount>("sharpenamt", "Sharpen Amount: ", 0, 100, "%1f\\%", 50),
     field_integer<&P::sharpen_low>("sharpenthresh_low", "Sharpen Threshold Low: ", 0, 255, "%d", 8),
     field_integer<&P::sharpen_high>("sharpenthresh_high", "Sharpen Threshold High: ", 0, 255, "%d", 255),
-    field_choice<&P::sharpen_flags>("sharpenflags", "", sharpen_words, 0, image_types_colour),
-    field_choice<&P::hist_expand>("histexpand", "Histogram:", expand_words, 0),
+    field_choice<&P::sharpen_flags>("sharpenflags", "Sharpen:", sharpen_words, 0, image_types_colour),
 };
 
 // The file's keywords, which are also the lines orvane-batch takes.
