@@ -10,7 +10,16 @@
 #include <cstdlib>
 #include <vector>
 
+#include <QTemporaryDir>
+
+#include <fstream>
+
+#include "batch_runner.h"
 #include "core/parallel.h"
+#include "file/file_types.h"
+#include "file/read_image.h"
+#include "file/write_image.h"
+#include "transform/wavelet.h"
 #include "transform/detail_stages.h"
 #include "transform/registry.h"
 #include "transform/transform.h"
@@ -230,6 +239,41 @@ TEST(AdvancedSharpen, SameBytesOnAnyThreadCountAndCopiesWithEveryStageOff) {
     ImageHolder copy;
     ASSERT_EQ(transform_compute_image(advanced_sharpen(), params.get(), &input, copy.get()), 0);
     EXPECT_EQ(samples_of(*copy.get()), v);
+    image_free(&input);
+}
+
+// orvane-batch reaches both: Noise Reduction from its workflow lines (t as
+// written, the levels line an index), Advanced Sharpen from a settings file
+// and a line on top of it.
+TEST(AdvancedSharpen, OrvaneBatchAppliesBothFromLinesAndFiles) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const std::string folder = dir.path().toStdString();
+    const int w = 64, h = 48;
+    const std::vector<int> v = texture(w, h, 3, 65535, 12);
+    Image input = image_of(v, w, h, image_type_colour16);
+    SaveOptions options;
+    options.progress = false;
+    ASSERT_EQ(WriteImage((folder + "/in.tif").c_str(), save_filter_tiff, &input, {}, options), 0);
+    std::ofstream(folder + "/blur.as", std::ios::binary)
+        << "AdvancedSharpen 1.0\r\nbluramt 40\r\nblurthresh 5 60\r\nsharpenamt 30\r\nend\r\n";
+    ImageHolder denoised, blurred;
+    ASSERT_EQ(wavelet_denoise_image(&input, denoised.get(), {3000, 4, true, 0.5}, {}), 0);
+    ASSERT_EQ(thresholded_stage_image(&input, blurred.get(), {2, 5, 60, 0.6, StagePart::all}), 0);
+    struct Case {
+        std::string args;
+        const Image* expected;
+    } const cases[] = {
+        {"apply 'Noise Reduction' thresh_levels 3000 3 method_sharpen 1 0.5", denoised.get()},
+        {"apply 'Advanced Sharpen' --settings " + quoted(folder + "/blur.as") + " sharpenamt 0", blurred.get()},
+    };
+    for (const Case& c : cases) {
+        ASSERT_EQ(run_batch(words({c.args, quoted(folder + "/in.tif"), quoted(folder + "/out.tif")})), 0) << c.args;
+        ImageHolder result;
+        int file_type = 0;
+        ASSERT_EQ(ReadImage((folder + "/out.tif").c_str(), result.get(), nullptr, &file_type, 16), 0);
+        EXPECT_EQ(samples_of(*result.get()), samples_of(*c.expected)) << c.args;
+    }
     image_free(&input);
 }
 
