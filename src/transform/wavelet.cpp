@@ -39,7 +39,7 @@ int reflect(int i, int n) {
 }
 
 template <typename T>
-std::unique_ptr<T[]> allocate(std::size_t n) {
+std::unique_ptr<T[]> allocate_array(std::size_t n) {
     return std::unique_ptr<T[]>(new (std::nothrow) T[n]);
 }
 
@@ -126,16 +126,28 @@ int wavelet_level_gain(double s, int k) {
     return static_cast<int>(std::lround((1 + s * level_weight[k]) * 256));
 }
 
-int wavelet_transform_plane(std::uint16_t* plane, int width, int height,
-                            const WaveletSettings& settings, std::int32_t* sum,
-                            const WaveletProgress& progress) {
+namespace {
+
+// The planes of one run, allocated once for every channel: fresh memory
+// costs a page fault a page, more than a level's arithmetic.
+struct Planes {
+    std::unique_ptr<std::uint16_t[]> plane, rows_pass, spare;
+    std::unique_ptr<std::int32_t[]> sum;
+    int allocate(std::size_t n, bool with_plane) {
+        if (with_plane) plane = allocate_array<std::uint16_t>(n);
+        rows_pass = allocate_array<std::uint16_t>(n);
+        spare = allocate_array<std::uint16_t>(n);
+        if (with_plane) sum = allocate_array<std::int32_t>(n);
+        return (with_plane && (!plane || !sum)) || !rows_pass || !spare ? err_memory : 0;
+    }
+};
+
+int transform_levels(std::uint16_t* plane, int width, int height, const WaveletSettings& settings,
+                     std::int32_t* sum, Planes& planes, const WaveletProgress& progress) {
     const int levels = wavelet_level_count(settings.levels, width, height);
-    const std::size_t n = static_cast<std::size_t>(width) * height;
-    auto rows_pass = allocate<std::uint16_t>(n);
-    auto spare = allocate<std::uint16_t>(n);
-    if (!rows_pass || !spare) return err_memory;
     std::uint16_t* current = plane;
-    std::uint16_t* next = spare.get();
+    std::uint16_t* next = planes.spare.get();
+    std::uint16_t* rows_pass = planes.rows_pass.get();
     RowRunner runner{height, progress};
     runner.total = static_cast<std::int64_t>(2 * levels + 1) * height;
     const auto line = [width](std::uint16_t* p, int y) { return p + static_cast<std::size_t>(y) * width; };
@@ -145,15 +157,15 @@ int wavelet_transform_plane(std::uint16_t* plane, int width, int height,
         const int gain = wavelet_level_gain(settings.sharpen, k);
         if (int err = runner.run([&](int y0, int y1) {
                 for (int y = y0; y < y1; ++y) {
-                    smooth_line(line(current, y), line(rows_pass.get(), y), width, d);
+                    smooth_line(line(current, y), line(rows_pass, y), width, d);
                     if (k == 0) std::fill_n(sum + static_cast<std::size_t>(y) * width, width, 0);
                 }
             }))
             return err;
         if (int err = runner.run([&](int y0, int y1) {
                 for (int y = y0; y < y1; ++y)
-                    column_line(line(rows_pass.get(), reflect(y - d, height)), line(rows_pass.get(), y),
-                                line(rows_pass.get(), reflect(y + d, height)), line(current, y),
+                    column_line(line(rows_pass, reflect(y - d, height)), line(rows_pass, y),
+                                line(rows_pass, reflect(y + d, height)), line(current, y),
                                 line(next, y), sum + static_cast<std::size_t>(y) * width, width, t,
                                 settings.hard, gain);
             }))
@@ -167,93 +179,109 @@ int wavelet_transform_plane(std::uint16_t* plane, int width, int height,
     });
 }
 
+// The tone scale on the way in and its inverse on the way out, for samples
+// `step` apart in lines that `line(y)` finds.
+template <typename T, typename Line>
+void tone_in(const Line& line, int step, int width, int height, std::uint16_t* plane) {
+    const auto& tone = tone_table();
+    const int shift = sizeof(T) == 1 ? 8 : 0;
+    parallel_for(height, [&](int y) {
+        const T* s = reinterpret_cast<const T*>(line(y));
+        std::uint16_t* p = plane + static_cast<std::size_t>(y) * width;
+        for (int x = 0; x < width; ++x)
+            p[x] = tone[static_cast<std::size_t>(s[x * step]) << shift];
+    });
+}
+
+template <typename T, typename Line>
+void tone_out(const std::int32_t* sum, int width, int height, const Line& line, int step) {
+    parallel_for(height, [&](int y) {
+        const std::int32_t* a = sum + static_cast<std::size_t>(y) * width;
+        T* o = reinterpret_cast<T*>(line(y));
+        for (int x = 0; x < width; ++x)
+            o[x * step] = static_cast<T>(wavelet_untone(a[x], sizeof(T) * 8));
+    });
+}
+
+}  // namespace
+
+int wavelet_transform_plane(std::uint16_t* plane, int width, int height,
+                            const WaveletSettings& settings, std::int32_t* sum,
+                            const WaveletProgress& progress) {
+    Planes planes;
+    if (int err = planes.allocate(static_cast<std::size_t>(width) * height, false)) return err;
+    return transform_levels(plane, width, height, settings, sum, planes, progress);
+}
+
 int wavelet_denoise_plane(const void* in, int in_step, std::int64_t in_line, void* out,
                           int out_step, std::int64_t out_line, int bits, int width, int height,
                           const WaveletSettings& settings, const WaveletProgress& progress) {
-    const std::size_t n = static_cast<std::size_t>(width) * height;
-    auto plane = allocate<std::uint16_t>(n);
-    auto sum = allocate<std::int32_t>(n);
-    if (!plane || !sum) return err_memory;
-    const auto& tone = tone_table();
-    const int shift = bits == 8 ? 8 : 0;
-    parallel_for(height, [&](int y) {
-        std::uint16_t* p = plane.get() + static_cast<std::size_t>(y) * width;
-        if (bits == 8) {
-            const auto* s = static_cast<const std::uint8_t*>(in) + y * in_line;
-            for (int x = 0; x < width; ++x)
-                p[x] = tone[s[x * in_step] << shift];
-        } else {
-            const auto* s = static_cast<const std::uint16_t*>(in) + y * in_line;
-            for (int x = 0; x < width; ++x)
-                p[x] = tone[s[x * in_step]];
-        }
-    });
-    if (int err = wavelet_transform_plane(plane.get(), width, height, settings, sum.get(), progress))
+    Planes planes;
+    if (int err = planes.allocate(static_cast<std::size_t>(width) * height, true)) return err;
+    const int bytes = bits == 8 ? 1 : 2;
+    const auto in_at = [&](int y) { return static_cast<const std::uint8_t*>(in) + y * in_line * bytes; };
+    const auto out_at = [&](int y) { return static_cast<std::uint8_t*>(out) + y * out_line * bytes; };
+    if (bits == 8)
+        tone_in<std::uint8_t>(in_at, in_step, width, height, planes.plane.get());
+    else
+        tone_in<std::uint16_t>(in_at, in_step, width, height, planes.plane.get());
+    if (int err = transform_levels(planes.plane.get(), width, height, settings, planes.sum.get(), planes, progress))
         return err;
-    plane.reset();
-    parallel_for(height, [&](int y) {
-        const std::int32_t* a = sum.get() + static_cast<std::size_t>(y) * width;
-        if (bits == 8) {
-            auto* o = static_cast<std::uint8_t*>(out) + y * out_line;
-            for (int x = 0; x < width; ++x)
-                o[x * out_step] = static_cast<std::uint8_t>(wavelet_untone(a[x], 8));
-        } else {
-            auto* o = static_cast<std::uint16_t*>(out) + y * out_line;
-            for (int x = 0; x < width; ++x)
-                o[x * out_step] = static_cast<std::uint16_t>(wavelet_untone(a[x], 16));
-        }
-    });
+    if (bits == 8)
+        tone_out<std::uint8_t>(planes.sum.get(), width, height, out_at, out_step);
+    else
+        tone_out<std::uint16_t>(planes.sum.get(), width, height, out_at, out_step);
     return 0;
 }
 
 int wavelet_denoise_image(const Image* input, Image* output, const WaveletSettings& settings,
                           const WaveletProgress& progress) {
     const int type = input->type;
-    int channels = 0, bits = 0;
+    int channels = 0;
+    bool sixteen = false;
     switch (type) {
-        case image_type_gray8: channels = 1, bits = 8; break;
-        case image_type_colour8: channels = 3, bits = 8; break;
-        case image_type_gray16: channels = 1, bits = 16; break;
-        case image_type_colour16: channels = 3, bits = 16; break;
+        case image_type_gray8: channels = 1; break;
+        case image_type_colour8: channels = 3; break;
+        case image_type_gray16: channels = 1, sixteen = true; break;
+        case image_type_colour16: channels = 3, sixteen = true; break;
         default: return err_illegal_type;
     }
-    if (int err = image_alloc_like(input, output)) return err;
+    const bool ready = output->type == type && output->width == input->width &&
+                       output->height == input->height;
+    if (!ready)
+        if (int err = image_alloc_like(input, output)) return err;
     const int w = input->width, h = input->height;
     if (wavelet_copies(settings, w, h)) {
         for (int y = 0; y < h; ++y)
             std::copy_n(input->rows[y], image_line_bytes(input), output->rows[y]);
         return 0;
     }
-    // Lines of an Image need not lie evenly apart: each channel goes through
-    // a packed copy of its own.
-    const std::size_t bytes = static_cast<std::size_t>(bits / 8);
-    auto packed = allocate<std::uint8_t>(static_cast<std::size_t>(w) * h * bytes);
-    if (!packed) {
+    Planes planes;
+    if (int err = planes.allocate(static_cast<std::size_t>(w) * h, true)) {
         image_free(output);
-        return err_memory;
+        return err;
     }
+    const int bytes = sixteen ? 2 : 1;
     for (int c = 0; c < channels; ++c) {
-        const std::int64_t line = static_cast<std::int64_t>(w);
-        parallel_for(h, [&](int y) {
-            std::uint8_t* p = packed.get() + static_cast<std::size_t>(y) * w * bytes;
-            const std::uint8_t* row = input->rows[y];
-            for (int x = 0; x < w; ++x)
-                std::copy_n(row + (static_cast<std::size_t>(x) * channels + c) * bytes, bytes, p + x * bytes);
-        });
+        // Lines of an Image need not lie evenly apart: each is found by its pointer.
+        const auto in_at = [&](int y) { return input->rows[y] + c * bytes; };
+        const auto out_at = [&](int y) { return output->rows[y] + c * bytes; };
+        if (sixteen)
+            tone_in<std::uint16_t>(in_at, channels, w, h, planes.plane.get());
+        else
+            tone_in<std::uint8_t>(in_at, channels, w, h, planes.plane.get());
         const WaveletProgress channel_progress = [&](std::int64_t done, std::int64_t total) {
             return progress ? progress(c * total + done, channels * total) : 0;
         };
-        if (int err = wavelet_denoise_plane(packed.get(), 1, line, packed.get(), 1, line, bits, w, h,
-                                            settings, channel_progress)) {
+        if (int err = transform_levels(planes.plane.get(), w, h, settings, planes.sum.get(), planes,
+                                       channel_progress)) {
             image_free(output);
             return err;
         }
-        parallel_for(h, [&](int y) {
-            const std::uint8_t* p = packed.get() + static_cast<std::size_t>(y) * w * bytes;
-            std::uint8_t* row = output->rows[y];
-            for (int x = 0; x < w; ++x)
-                std::copy_n(p + x * bytes, bytes, row + (static_cast<std::size_t>(x) * channels + c) * bytes);
-        });
+        if (sixteen)
+            tone_out<std::uint16_t>(planes.sum.get(), w, h, out_at, channels);
+        else
+            tone_out<std::uint8_t>(planes.sum.get(), w, h, out_at, channels);
     }
     return 0;
 }

@@ -71,8 +71,9 @@ constexpr int wavelet_shrink(int d, int t, bool hard) {
                                         const WaveletProgress& progress);
 
 // Noise reduction of every channel of a grey or colour picture of 8 or 16
-// bits into `output`, allocated here in the input's shape. 0, 1 for memory,
-// 14 for another type, or the progress callback's code (with `output` freed).
+// bits into `output`: allocated here in the input's shape, unless it already
+// holds a picture of the input's type and size. 0, 1 for memory, 14 for
+// another type, or the progress callback's code (with `output` freed).
 [[nodiscard]] int wavelet_denoise_image(const Image* input, Image* output,
                                         const WaveletSettings& settings,
                                         const WaveletProgress& progress);

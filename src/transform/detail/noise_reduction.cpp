@@ -100,6 +100,14 @@ int noise_reduction_compute(const ComputeArgs& args) {
             return err;
     }
 
+    const auto step = [](const ProgressScope& progress) {
+        return [&progress](std::int64_t done, std::int64_t total) { return progress.step(done * 1000 / total); };
+    };
+    if (args.apply && args.whole_region() && strength.full()) {
+        // Straight into the result.
+        const ProgressScope progress(title, std::int64_t{input->width} * input->height, 0, 1000, true);
+        return wavelet_denoise_image(input, args.output, settings, step(progress));
+    }
     // The input the visible part needs, with the transform's reach around it.
     const int margin = 1 << wavelet_level_count(settings.levels, input->width, input->height);
     ImageHolder part, result;
@@ -108,11 +116,7 @@ int noise_reduction_compute(const ComputeArgs& args) {
     if (int err = result_source(args, input, margin, part, source, x0, y0)) return err;
     {
         const ProgressScope progress(title, std::int64_t{source->width} * source->height, 0, 1000, true);
-        const int err = wavelet_denoise_image(source, result.get(), settings,
-                                              [&](std::int64_t done, std::int64_t total) {
-                                                  return progress.step(done * 1000 / total);
-                                              });
-        if (err) return err;
+        if (int err = wavelet_denoise_image(source, result.get(), settings, step(progress))) return err;
     }
     return result_put_lines(args, input, result.get(), x0, y0, p.view, strength,
                             strength.masked() ? mask : nullptr, true, title);
