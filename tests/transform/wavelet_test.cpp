@@ -168,6 +168,38 @@ TEST(Wavelet, AgreesWithNumPy) {
     std::filesystem::remove_all(dir);
 }
 
+// A plane inside interleaved samples, as mosaic data lies: the same as the
+// picture's own channel.
+TEST(Wavelet, APlaneOfAnyStepIsItsChannel) {
+    const int w = 53, h = 41;
+    for (int type : {image_type_colour8, image_type_colour16}) {
+        const int bits = type == image_type_colour8 ? 8 : 16, top = bits == 8 ? 255 : 65535;
+        const std::vector<int> v = picture(w, h, 3, top, 13);
+        Image input = image_of(v, w, h, type);
+        ImageHolder whole;
+        const WaveletSettings settings{1500, 3, false, 0.4};
+        ASSERT_EQ(wavelet_denoise_image(&input, whole.get(), settings, {}), 0);
+        const int line = 3 * w + 5;  // lines padded
+        std::vector<std::uint16_t> s16(static_cast<std::size_t>(line) * h);
+        std::vector<std::uint8_t> s8(s16.size());
+        for (int y = 0; y < h; ++y)
+            for (int i = 0; i < 3 * w; ++i) {
+                s16[static_cast<std::size_t>(y) * line + i] = static_cast<std::uint16_t>(v[static_cast<std::size_t>(y) * 3 * w + i]);
+                s8[static_cast<std::size_t>(y) * line + i] = static_cast<std::uint8_t>(v[static_cast<std::size_t>(y) * 3 * w + i]);
+            }
+        void* samples = bits == 8 ? static_cast<void*>(s8.data() + 1) : static_cast<void*>(s16.data() + 1);
+        ASSERT_EQ(wavelet_denoise_plane(samples, 3, line, samples, 3, line, bits, w, h, settings, {}), 0);
+        const std::vector<int> expected = samples_of(*whole.get());
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const std::size_t at = static_cast<std::size_t>(y) * line + 3 * x + 1;
+                ASSERT_EQ(bits == 8 ? s8[at] : s16[at], expected[(static_cast<std::size_t>(y) * w + x) * 3 + 1])
+                    << bits << ' ' << x << ' ' << y;
+            }
+        image_free(&input);
+    }
+}
+
 TEST(Wavelet, LevelsSumBackToThePlane) {
     const int w = 67, h = 45;
     const std::vector<int> v = picture(w, h, 1, 65535, 3);
