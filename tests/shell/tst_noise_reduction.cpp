@@ -54,7 +54,7 @@ private slots:
         QCOMPARE(transform_state().input_window, static_cast<WindowBase*>(input));
         const TransformDescriptor& d = *transform_find_title(title.toStdString())->descriptor;
         if (title == QStringLiteral("Noise Reduction")) {
-            field_find(d.fields, "threshold")->set(transform_params(), 3000);
+            field_find(d.fields, "threshold")->set(transform_params(), 375);
             field_find(d.fields, "levels")->set(transform_params(), 3);
         }
         auto* tabs = panel()->findChild<QTabWidget*>(QStringLiteral("pages"));

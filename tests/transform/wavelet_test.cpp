@@ -322,7 +322,7 @@ TEST(NoiseReduction, AmountAndMaskBlendTheLibrarysResult) {
         record.image = image_of(picture(w, h, ch, wide ? 65535 : 255, 2), w, h, c.type);
         ParamBlock params;
         ASSERT_EQ(params.allocate(noise_reduction()), 0);
-        set(params.get(), "threshold", 4000);
+        set(params.get(), "threshold", 500);  // 4000 stored
         set(params.get(), "levels", 4);
         set(params.get(), "method", 1);
         set(params.get(), "sharpen", 0.8);
@@ -355,7 +355,7 @@ TEST(NoiseReduction, APreviewShowsTheWholePicturesPixels) {
     record.image = image_of(picture(w, h, 3, 255, 8), w, h, image_type_colour8);
     ParamBlock params;
     ASSERT_EQ(params.allocate(noise_reduction()), 0);
-    set(params.get(), "threshold", 3000);
+    set(params.get(), "threshold", 375);
     set(params.get(), "levels", 5);
     ImageHolder whole, part;
     ASSERT_EQ(transform_compute_image(noise_reduction(), params.get(), &record.image, whole.get()), 0);

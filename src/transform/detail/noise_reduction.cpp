@@ -4,6 +4,7 @@
 // resolution, and shows it at the window's zoom as it is ("After"), the
 // input ("Before"), or their difference around mid-grey ("Difference").
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -37,10 +38,14 @@ constexpr std::string_view level_words[] = {"Level 1", "Level 2", "Level 3", "Le
 constexpr std::string_view method_words[] = {"Soft Threshold", "Hard Threshold"};
 constexpr std::string_view view_words[] = {"Before", "After", "Difference"};
 
-// The slider runs 0 .. 1024 in steps of 8 of the stored value.
+// The slider runs 0 .. 1024, a step of it 8 of the stored value.
 constexpr TransformField threshold_field() {
-    TransformField f = field_integer<&P::threshold>("threshold", "Threshold: ", 0, 8192, "%1f\\%", 0);
-    f.shown = [](double v) { return std::clamp((static_cast<int>(v) + 4) >> 3, 0, 1024) * 100.0 / 1024; };
+    TransformField f = field_integer<&P::threshold>("threshold", "Threshold: ", 0, 1024, "%1f\\%", 0);
+    f.get = [](const void* p) {
+        return static_cast<double>(std::clamp((static_cast<const P*>(p)->threshold + 4) >> 3, 0, 1024));
+    };
+    f.set = [](void* p, double v) { static_cast<P*>(p)->threshold = 8 * static_cast<int>(std::lround(v)); };
+    f.shown = [](double v) { return v * 100 / 1024; };
     return f;
 }
 
