@@ -124,8 +124,10 @@ int main(int, char** argv) {
     };
     // No vips peer; ImageMagick's wavelet denoise fails on 24 megapixels
     // ("memory allocation failed"), so it stands beside us on a quarter below.
-    cases.push_back({"Noise Reduction 8 levels", "'Noise Reduction' thresh_levels 2000 7", "", "", true});
-    cases.push_back({"Noise Reduction 1 level", "'Noise Reduction' thresh_levels 2000 0", "", "", true});
+    cases.push_back(
+        {"Noise Reduction 8 levels", "'Noise Reduction' thresh_levels 2000 7", "", "", true});
+    cases.push_back(
+        {"Noise Reduction 1 level", "'Noise Reduction' thresh_levels 2000 0", "", "", true});
     for (int r : {2, 10, 50}) {
         // The double box of radius r spreads as a Gaussian of this sigma.
         char sigma[32];
@@ -147,7 +149,8 @@ int main(int, char** argv) {
         const std::string in = file(std::string(depth) + ".tif"), out = file("out.tif");
         for (const Case& c : cases) {
             // ORVANE_BENCH_ONLY picks the rows whose name holds it.
-            if (const char* only = std::getenv("ORVANE_BENCH_ONLY"); only && c.name.find(only) == std::string::npos)
+            if (const char* only = std::getenv("ORVANE_BENCH_ONLY");
+                only && c.name.find(only) == std::string::npos)
                 continue;
             if (c.wide_only && std::string(depth) == "8") continue;
             const auto [ours, theirs] = bench::medians_of_three(
@@ -174,9 +177,13 @@ int main(int, char** argv) {
 
     // Noise Reduction beside ImageMagick's -wavelet-denoise (other arithmetic:
     // a timing only) on the lower left quarter, 3000 x 2000 16-bit.
-    if (magick && (!std::getenv("ORVANE_BENCH_ONLY") || std::string("Noise").find(std::getenv("ORVANE_BENCH_ONLY")) != std::string::npos)) {
+    if (magick &&
+        (!std::getenv("ORVANE_BENCH_ONLY") ||
+         std::string("Noise").find(std::getenv("ORVANE_BENCH_ONLY")) != std::string::npos)) {
         ImageHolder quarter;
-        if (image_alloc(quarter.get(), image_type_colour16, bench::width / 2, bench::height / 2, 300.0) != 0) return 1;
+        if (image_alloc(quarter.get(), image_type_colour16, bench::width / 2, bench::height / 2,
+                        300.0) != 0)
+            return 1;
         for (int y = 0; y < quarter->height; ++y)
             std::copy_n(big.image.rows[y], image_line_bytes(quarter.get()), quarter->rows[y]);
         const std::string in = file("16q.tif"), out = file("out.tif");
@@ -184,7 +191,8 @@ int main(int, char** argv) {
         const auto [ours, theirs] = bench::medians_of_three(
             batch + " apply 'Noise Reduction' thresh_levels 2000 7 " + in + " " + out,
             "convert " + in + " -wavelet-denoise 5% " + out);
-        std::printf("\n%-34s %9s %9s %11s\n", "3000 x 2000, 16-bit", "ours (s)", "IM (s)", "ours/IM");
+        std::printf("\n%-34s %9s %9s %11s\n", "3000 x 2000, 16-bit", "ours (s)", "IM (s)",
+                    "ours/IM");
         std::printf("%-34s %9.2f %9.2f %10.2fx\n", "Noise Reduction 8 levels", ours, theirs,
                     theirs > 0 ? ours / theirs : 0.0);
     }
@@ -195,11 +203,14 @@ int main(int, char** argv) {
         for (int k = 0; k < 2; ++k) {
             ImageHolder out;
             const auto start = bench::Clock::now();
-            if (wavelet_denoise_image(&big.image, out.get(), {2000, k ? 8 : 1, false, 0.0}, {}) != 0) return 1;
+            if (wavelet_denoise_image(&big.image, out.get(), {2000, k ? 8 : 1, false, 0.0}, {}) !=
+                0)
+                return 1;
             at[k] = bench::seconds_since(start);
         }
-        std::printf("\nWavelet in memory, 16-bit colour: 1 level %.2f s, 8 levels %.2f s, %.3f s a level\n",
-                    at[0], at[1], (at[1] - at[0]) / 7);
+        std::printf(
+            "\nWavelet in memory, 16-bit colour: 1 level %.2f s, 8 levels %.2f s, %.3f s a level\n",
+            at[0], at[1], (at[1] - at[0]) / 7);
     }
     if (std::getenv("ORVANE_BENCH_ONLY")) {
         image_free(&big.image);

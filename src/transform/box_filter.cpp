@@ -126,13 +126,15 @@ int mean_image(const Image* in, int r, int threshold, Image* out) {
     if (int err = image_alloc(out, in->type, in->width, in->height, in->resolution)) return err;
     const int ch = in->type == image_type_colour8 || in->type == image_type_colour16 ? 3 : 1;
     const int w = in->width, h = in->height, n = w * ch;
-    const int bands = (h < parallel_threads() || std::int64_t{w} * h <= 50000) ? 1 : parallel_threads();
+    const int bands =
+        (h < parallel_threads() || std::int64_t{w} * h <= 50000) ? 1 : parallel_threads();
     const int band = (h + bands) / bands;
     parallel_for(bands, [&](int b) {
         // Sums and counts of the samples that qualify, gathered a whole line
         // at a time for each offset of the square, so that the loops run
         // over consecutive samples.
-        std::vector<std::int32_t> sum(static_cast<std::size_t>(n)), count(static_cast<std::size_t>(n));
+        std::vector<std::int32_t> sum(static_cast<std::size_t>(n)),
+            count(static_cast<std::size_t>(n));
         for (int y = b * band; y < std::min(h, (b + 1) * band); ++y) {
             const T* centre = reinterpret_cast<const T*>(in->rows[y]);
             std::fill(sum.begin(), sum.end(), 0);
@@ -149,11 +151,13 @@ int mean_image(const Image* in, int r, int threshold, Image* out) {
             for (int first = 0; first < n; first += stretch) {
                 const int last = std::min(n, first + stretch);
                 for (int dy = -r; dy <= r; ++dy) {
-                    const T* line = reinterpret_cast<const T*>(in->rows[std::clamp(y + dy, 0, h - 1)]);
+                    const T* line =
+                        reinterpret_cast<const T*>(in->rows[std::clamp(y + dy, 0, h - 1)]);
                     for (int dx = -r; dx <= r; ++dx) {
                         // Pixels whose neighbour at dx lies inside the line read
                         // it straight; the others read the edge pixel again.
-                        const int lo = std::clamp(-dx, 0, w) * ch, hi = std::clamp(w - dx, 0, w) * ch;
+                        const int lo = std::clamp(-dx, 0, w) * ch,
+                                  hi = std::clamp(w - dx, 0, w) * ch;
                         for (int i = first; i < std::min(last, lo); ++i)
                             take(i, line[i % ch]);
                         for (int i = std::max(first, std::max(hi, lo)); i < last; ++i)
@@ -344,8 +348,10 @@ void push_line(const T* c, const T* m, int n, int channels, int threshold, doubl
         for (int k = i * channels; k < i * channels + channels; ++k)
             moves = moves || std::abs(c[k] - m[k]) >= threshold;
         for (int k = i * channels; k < i * channels + channels; ++k)
-            out[k] = moves ? std::clamp(m[k] + static_cast<int>(std::lround(factor * (c[k] - m[k]))), 0, top)
-                           : c[k];
+            out[k] = moves
+                         ? std::clamp(m[k] + static_cast<int>(std::lround(factor * (c[k] - m[k]))),
+                                      0, top)
+                         : c[k];
     }
 }
 }  // namespace

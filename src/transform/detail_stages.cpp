@@ -36,12 +36,15 @@ struct Speck {
 
 // The specks of lines y0 .. y1 - 1, in line order.
 template <typename T>
-void find_specks(const Image* in, const SpeckSettings& s, int y0, int y1, std::vector<Speck>& found) {
+void find_specks(const Image* in, const SpeckSettings& s, int y0, int y1,
+                 std::vector<Speck>& found) {
     const int ch = channels_of(in->type), w = in->width, n = s.size;
     const int lo = (n - 1) / 2, hi = n / 2;  // the square: x - lo .. x + hi
     const bool sixteen = sizeof(T) == 2;
     const int ring_count = 4 * n + 4;
-    auto at = [&](int x, int y, int c) { return static_cast<int>(reinterpret_cast<const T*>(in->rows[y])[x * ch + c]); };
+    auto at = [&](int x, int y, int c) {
+        return static_cast<int>(reinterpret_cast<const T*>(in->rows[y])[x * ch + c]);
+    };
     for (int y = y0; y < y1; ++y)
         for (int x = lo + 1; x < w - hi - 1; ++x)
             for (int c = 0; c < ch; ++c) {
@@ -147,14 +150,17 @@ int stage(const Image* in, Image* out, const ThresholdedStage& st) {
     ImageHolder part_image, mean;
     const Image* moving = in;
     if (what != StagePart::all) {
-        const int part_type = what == StagePart::value ? (sixteen ? image_type_gray16 : image_type_gray8) : in->type;
+        const int part_type =
+            what == StagePart::value ? (sixteen ? image_type_gray16 : image_type_gray8) : in->type;
         if (int err = image_alloc(part_image.get(), part_type, w, h, in->resolution)) return err;
         parallel_for(h, [&](int y) {
-            split_line(reinterpret_cast<const T*>(in->rows[y]), reinterpret_cast<T*>(part_image->rows[y]), w, what);
+            split_line(reinterpret_cast<const T*>(in->rows[y]),
+                       reinterpret_cast<T*>(part_image->rows[y]), w, what);
         });
         moving = part_image.get();
     }
-    if (int err = thresholded_mean_image(moving, std::max(st.radius, 0), high, mean.get())) return err;
+    if (int err = thresholded_mean_image(moving, std::max(st.radius, 0), high, mean.get()))
+        return err;
     if (int err = image_alloc_like(in, out)) return err;
     const int ch = channels_of(moving->type);
     parallel_for(h, [&](int y) {

@@ -39,7 +39,8 @@ int put_lines(const ComputeArgs& args, const Image* input, const Image* result, 
         if (!err)
             err = line_source_open(result, args.source_x - result_x, y0 - result_y, args.zoom, n,
                                    &denoised);
-        if (!err && mask) err = line_source_open(mask, args.source_x, y0, args.zoom, n, &mask_lines);
+        if (!err && mask)
+            err = line_source_open(mask, args.source_x, y0, args.zoom, n, &mask_lines);
         if (!err) err = band_sink_open(args, first, &sink);
         std::vector<std::int32_t> values(static_cast<std::size_t>(n) * ch);
         std::vector<std::uint8_t> scratch;
@@ -57,7 +58,8 @@ int put_lines(const ComputeArgs& args, const Image* input, const Image* result, 
             } else if (sixteen_out && rounded16 && !strength.full()) {
                 T* o = reinterpret_cast<T*>(out);
                 for (int i = 0; i < n; ++i) {
-                    const int s = m && strength.masked() ? lerp8(strength.a, strength.b, m[i]) : strength.a;
+                    const int s =
+                        m && strength.masked() ? lerp8(strength.a, strength.b, m[i]) : strength.a;
                     for (int k = i * ch; k < i * ch + ch; ++k)
                         o[k] = static_cast<T>(((255 - s) * c[k] + s * d[k] + 127) >> 8);
                 }
@@ -100,6 +102,8 @@ int result_put_lines(const ComputeArgs& args, const Image* input, const Image* r
     const int type = input->type;
     const int ch = type == image_type_colour8 || type == image_type_colour16 ? 3 : 1;
     return type == image_type_gray16 || type == image_type_colour16
-               ? put_lines<std::uint16_t>(args, input, result, x0, y0, view, strength, mask, rounded16, title, ch)
-               : put_lines<std::uint8_t>(args, input, result, x0, y0, view, strength, mask, rounded16, title, ch);
+               ? put_lines<std::uint16_t>(args, input, result, x0, y0, view, strength, mask,
+                                          rounded16, title, ch)
+               : put_lines<std::uint8_t>(args, input, result, x0, y0, view, strength, mask,
+                                         rounded16, title, ch);
 }

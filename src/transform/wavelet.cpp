@@ -15,9 +15,9 @@ namespace {
 // Noise at level k relative to level 0 for white noise, and the sharpening
 // weight of level k: finer levels are sharpened most.
 constexpr double level_noise[wavelet_levels_max] = {0.8002, 0.2735, 0.1202, 0.0585,
-                                                     0.0291, 0.0152, 0.008,  0.0044};
+                                                    0.0291, 0.0152, 0.008,  0.0044};
 constexpr double level_weight[wavelet_levels_max] = {1,      0.5,    0.25,   0.125,
-                                                      0.0625, 0.0312, 0.0156, 0.0078};
+                                                     0.0625, 0.0312, 0.0156, 0.0078};
 
 const std::array<std::uint16_t, 65536>& tone_table() {
     static const auto table = [] {
@@ -74,11 +74,13 @@ struct RowRunner {
 void smooth_line(const std::uint16_t* __restrict a, std::uint16_t* __restrict out, int n, int d) {
     const int lo = std::min(d, n), hi = std::max(lo, n - d);
     for (int i = 0; i < lo; ++i)
-        out[i] = static_cast<std::uint16_t>((a[reflect(i - d, n)] + 2 * a[i] + a[reflect(i + d, n)]) >> 2);
+        out[i] = static_cast<std::uint16_t>(
+            (a[reflect(i - d, n)] + 2 * a[i] + a[reflect(i + d, n)]) >> 2);
     for (int i = lo; i < hi; ++i)
         out[i] = static_cast<std::uint16_t>((a[i - d] + 2 * a[i] + a[i + d]) >> 2);
     for (int i = hi; i < n; ++i)
-        out[i] = static_cast<std::uint16_t>((a[reflect(i - d, n)] + 2 * a[i] + a[reflect(i + d, n)]) >> 2);
+        out[i] = static_cast<std::uint16_t>(
+            (a[reflect(i - d, n)] + 2 * a[i] + a[reflect(i + d, n)]) >> 2);
 }
 
 // The column pass of one line from three lines of the row pass, with the
@@ -150,7 +152,9 @@ int transform_levels(std::uint16_t* plane, int width, int height, const WaveletS
     std::uint16_t* rows_pass = planes.rows_pass.get();
     RowRunner runner{height, progress};
     runner.total = static_cast<std::int64_t>(2 * levels + 1) * height;
-    const auto line = [width](std::uint16_t* p, int y) { return p + static_cast<std::size_t>(y) * width; };
+    const auto line = [width](std::uint16_t* p, int y) {
+        return p + static_cast<std::size_t>(y) * width;
+    };
     for (int k = 0; k < levels; ++k) {
         const int d = 1 << k;
         const int t = wavelet_level_threshold(settings.threshold, k);
@@ -219,13 +223,18 @@ int wavelet_denoise_plane(const void* in, int in_step, std::int64_t in_line, voi
     Planes planes;
     if (int err = planes.allocate(static_cast<std::size_t>(width) * height, true)) return err;
     const int bytes = bits == 8 ? 1 : 2;
-    const auto in_at = [&](int y) { return static_cast<const std::uint8_t*>(in) + y * in_line * bytes; };
-    const auto out_at = [&](int y) { return static_cast<std::uint8_t*>(out) + y * out_line * bytes; };
+    const auto in_at = [&](int y) {
+        return static_cast<const std::uint8_t*>(in) + y * in_line * bytes;
+    };
+    const auto out_at = [&](int y) {
+        return static_cast<std::uint8_t*>(out) + y * out_line * bytes;
+    };
     if (bits == 8)
         tone_in<std::uint8_t>(in_at, in_step, width, height, planes.plane.get());
     else
         tone_in<std::uint16_t>(in_at, in_step, width, height, planes.plane.get());
-    if (int err = transform_levels(planes.plane.get(), width, height, settings, planes.sum.get(), planes, progress))
+    if (int err = transform_levels(planes.plane.get(), width, height, settings, planes.sum.get(),
+                                   planes, progress))
         return err;
     if (bits == 8)
         tone_out<std::uint8_t>(planes.sum.get(), width, height, out_at, out_step);
@@ -240,14 +249,23 @@ int wavelet_denoise_image(const Image* input, Image* output, const WaveletSettin
     int channels = 0;
     bool sixteen = false;
     switch (type) {
-        case image_type_gray8: channels = 1; break;
-        case image_type_colour8: channels = 3; break;
-        case image_type_gray16: channels = 1, sixteen = true; break;
-        case image_type_colour16: channels = 3, sixteen = true; break;
-        default: return err_illegal_type;
+        case image_type_gray8:
+            channels = 1;
+            break;
+        case image_type_colour8:
+            channels = 3;
+            break;
+        case image_type_gray16:
+            channels = 1, sixteen = true;
+            break;
+        case image_type_colour16:
+            channels = 3, sixteen = true;
+            break;
+        default:
+            return err_illegal_type;
     }
-    const bool ready = output->type == type && output->width == input->width &&
-                       output->height == input->height;
+    const bool ready =
+        output->type == type && output->width == input->width && output->height == input->height;
     if (!ready)
         if (int err = image_alloc_like(input, output)) return err;
     const int w = input->width, h = input->height;

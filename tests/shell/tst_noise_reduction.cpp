@@ -65,7 +65,8 @@ private slots:
         if (qEnvironmentVariableIsSet("ORVANE_SHOT"))  // a look at the panel for people
             for (int page = 0; page < std::max(pages, 1); ++page) {
                 if (tabs) tabs->setCurrentIndex(page);
-                panel()->grab().save(qEnvironmentVariable("ORVANE_SHOT") + title + QString::number(page) + ".png");
+                panel()->grab().save(qEnvironmentVariable("ORVANE_SHOT") + title +
+                                     QString::number(page) + ".png");
             }
         // "Before" shows the input, "After" something else, "Difference" a third picture.
         auto* view = panel()->findChild<QComboBox*>(QStringLiteral("view"));
@@ -81,11 +82,14 @@ private slots:
         QVERIFY(!same_pixels(*shown[1].get(), *shown[2].get()));
 
         ImageHolder expected;
-        QCOMPARE(transform_compute_image(d, transform_params(), &input->record()->image, expected.get()), 0);
+        QCOMPARE(
+            transform_compute_image(d, transform_params(), &input->record()->image, expected.get()),
+            0);
         panel()->button_row()->apply_button()->click();
         ImageWindow* result = nullptr;
         for (QMdiSubWindow* sub : frame_->area()->subWindowList(QMdiArea::CreationOrder))
-            if (ImageWindow* w = image_window_of(sub); w && w != input && !w->is_preview()) result = w;
+            if (ImageWindow* w = image_window_of(sub); w && w != input && !w->is_preview())
+                result = w;
         QVERIFY(result != nullptr);
         QVERIFY(same_pixels(result->record()->image, *expected.get()));
         QVERIFY(!same_pixels(result->record()->image, input->record()->image));

@@ -19,10 +19,10 @@
 #include "file/file_types.h"
 #include "file/read_image.h"
 #include "file/write_image.h"
-#include "transform/wavelet.h"
 #include "transform/detail_stages.h"
 #include "transform/registry.h"
 #include "transform/transform.h"
+#include "transform/wavelet.h"
 
 namespace {
 
@@ -56,7 +56,8 @@ std::vector<int> samples_of(const Image& im) {
     std::vector<int> v;
     for (int y = 0; y < im.height; ++y)
         for (int i = 0; i < im.width * channels(im.type); ++i)
-            v.push_back(is_wide(im.type) ? reinterpret_cast<const std::uint16_t*>(im.rows[y])[i] : im.rows[y][i]);
+            v.push_back(is_wide(im.type) ? reinterpret_cast<const std::uint16_t*>(im.rows[y])[i]
+                                         : im.rows[y][i]);
     return v;
 }
 
@@ -69,17 +70,18 @@ std::vector<int> texture(int w, int h, int ch, int top, unsigned seed) {
     for (int y = 0; y < h; ++y)  // an edge through it
         for (int x = w / 2; x < w; ++x)
             for (int c = 0; c < ch; ++c)
-                sample_ref(v, w, ch, x, y, c) = std::min(top, sample_ref(v, w, ch, x, y, c) / 4 + top / 2);
+                sample_ref(v, w, ch, x, y, c) =
+                    std::min(top, sample_ref(v, w, ch, x, y, c) / 4 + top / 2);
     return v;
 }
 
 TEST(AdvancedSharpenStages, SpecksGoOnlyWhereTheirKindIsOn) {
     struct Case {
         int type, size;
-        int speck;            // the speck's level, 8-bit; -1: none
-        int speck_channel;    // colour: the one channel with the speck
+        int speck;          // the speck's level, 8-bit; -1: none
+        int speck_channel;  // colour: the one channel with the speck
         bool white, black;
-        bool textured;        // a ring that is not flat
+        bool textured;  // a ring that is not flat
         bool removed;
     } const cases[] = {
         {image_type_gray8, 1, 250, 0, true, false, false, true},
@@ -99,7 +101,8 @@ TEST(AdvancedSharpenStages, SpecksGoOnlyWhereTheirKindIsOn) {
         if (c.textured)
             for (int j = y - 3; j <= y + 3; ++j)
                 for (int i = x - 3; i <= x + 3; ++i)
-                    sample_ref(flat, w, ch, i, j, c.speck_channel) = ((i + j) % 2 ? 60 : 140) * scale;
+                    sample_ref(flat, w, ch, i, j, c.speck_channel) =
+                        ((i + j) % 2 ? 60 : 140) * scale;
         std::vector<int> with = flat;
         // The square reaches (size - 1) / 2 back and size / 2 forward.
         for (int j = y - (c.size - 1) / 2; j <= y + c.size / 2; ++j)
@@ -133,10 +136,13 @@ std::vector<int> thresholded(const std::vector<int>& v, int w, int h, int ch, in
                 for (int j = y - st.radius; j <= y + st.radius; ++j)
                     for (int i = x - st.radius; i <= x + st.radius; ++i) {
                         const int s = v[(static_cast<std::size_t>(std::clamp(j, 0, h - 1)) * w +
-                                         std::clamp(i, 0, w - 1)) * ch + c];
+                                         std::clamp(i, 0, w - 1)) *
+                                            ch +
+                                        c];
                         if (std::abs(s - centre) <= high) sum += s, ++count;
                     }
-                mean[(static_cast<std::size_t>(y) * w + x) * ch + c] = count ? static_cast<int>(sum / count) : centre;
+                mean[(static_cast<std::size_t>(y) * w + x) * ch + c] =
+                    count ? static_cast<int>(sum / count) : centre;
             }
     for (std::size_t p = 0; p < v.size(); p += ch) {
         bool moves = false;
@@ -186,9 +192,12 @@ TEST(AdvancedSharpenStages, ChromaAndValueKeepAGreyPictureGrey) {
             v[p + 1] = v[p + 2] = v[p];
         Image input = image_of(v, w, h, type);
         ImageHolder blurred, sharpened;
-        ASSERT_EQ(thresholded_stage_image(&input, blurred.get(), {2, 0, 255, 0.0, StagePart::chroma}), 0);
+        ASSERT_EQ(
+            thresholded_stage_image(&input, blurred.get(), {2, 0, 255, 0.0, StagePart::chroma}), 0);
         EXPECT_EQ(samples_of(*blurred.get()), v) << type;
-        ASSERT_EQ(thresholded_stage_image(&input, sharpened.get(), {2, 0, 255, 2.0, StagePart::value}), 0);
+        ASSERT_EQ(
+            thresholded_stage_image(&input, sharpened.get(), {2, 0, 255, 2.0, StagePart::value}),
+            0);
         const std::vector<int> s = samples_of(*sharpened.get());
         bool grey = true;
         for (std::size_t p = 0; p < s.size(); p += 3)
@@ -225,7 +234,8 @@ TEST(AdvancedSharpen, SameBytesOnAnyThreadCountAndCopiesWithEveryStageOff) {
     for (int threads : {1, 2, 4}) {
         parallel_set_threads(threads);
         ImageHolder output;
-        ASSERT_EQ(transform_compute_image(advanced_sharpen(), params.get(), &input, output.get()), 0);
+        ASSERT_EQ(transform_compute_image(advanced_sharpen(), params.get(), &input, output.get()),
+                  0);
         if (first.empty())
             first = samples_of(*output.get());
         else
@@ -265,13 +275,17 @@ TEST(AdvancedSharpen, OrvaneBatchAppliesBothFromLinesAndFiles) {
         const Image* expected;
     } const cases[] = {
         {"apply 'Noise Reduction' thresh_levels 3000 3 method_sharpen 1 0.5", denoised.get()},
-        {"apply 'Advanced Sharpen' --settings " + quoted(folder + "/blur.as") + " sharpenamt 0", blurred.get()},
+        {"apply 'Advanced Sharpen' --settings " + quoted(folder + "/blur.as") + " sharpenamt 0",
+         blurred.get()},
     };
     for (const Case& c : cases) {
-        ASSERT_EQ(run_batch(words({c.args, quoted(folder + "/in.tif"), quoted(folder + "/out.tif")})), 0) << c.args;
+        ASSERT_EQ(
+            run_batch(words({c.args, quoted(folder + "/in.tif"), quoted(folder + "/out.tif")})), 0)
+            << c.args;
         ImageHolder result;
         int file_type = 0;
-        ASSERT_EQ(ReadImage((folder + "/out.tif").c_str(), result.get(), nullptr, &file_type, 16), 0);
+        ASSERT_EQ(ReadImage((folder + "/out.tif").c_str(), result.get(), nullptr, &file_type, 16),
+                  0);
         EXPECT_EQ(samples_of(*result.get()), samples_of(*c.expected)) << c.args;
     }
     image_free(&input);

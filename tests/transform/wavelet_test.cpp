@@ -29,7 +29,8 @@ std::vector<int> picture(int w, int h, int channels, int top, unsigned seed) {
         for (int x = 0; x < w; ++x)
             for (int c = 0; c < channels; ++c) {
                 seed = seed * 1103515245u + 12345u;
-                const int base = (x * top / w + (x > w / 2 ? top / 3 : 0) + c * top / 7) % (top + 1);
+                const int base =
+                    (x * top / w + (x > w / 2 ? top / 3 : 0) + c * top / 7) % (top + 1);
                 const int noise = static_cast<int>((seed >> 16) % 41) - 20;
                 v[(static_cast<std::size_t>(y) * w + x) * channels + c] =
                     std::clamp(base + noise * (top / 255), 0, top);
@@ -60,7 +61,8 @@ std::vector<int> samples_of(const Image& im) {
     std::vector<int> v;
     for (int y = 0; y < im.height; ++y)
         for (int i = 0; i < im.width * ch; ++i)
-            v.push_back(wide ? reinterpret_cast<const std::uint16_t*>(im.rows[y])[i] : im.rows[y][i]);
+            v.push_back(wide ? reinterpret_cast<const std::uint16_t*>(im.rows[y])[i]
+                             : im.rows[y][i]);
     return v;
 }
 
@@ -135,10 +137,10 @@ TEST(Wavelet, AgreesWithNumPy) {
     if (std::system("/usr/bin/python3 -c 'import numpy' 2>/dev/null") != 0)
         GTEST_SKIP() << "NumPy missing: run scripts/install-deps.sh";
     const NumPyCase cases[] = {
-        {37, 29, image_type_gray8, {900, 4, false, 0.0}},       // soft, capped to 3 levels
-        {41, 40, image_type_colour16, {2500, 8, true, 1.5}},    // hard with sharpening
-        {70, 33, image_type_colour8, {0, 2, false, 3.0}},       // sharpening alone
-        {300, 260, image_type_gray16, {6000, 8, false, 0.7}},   // eight levels
+        {37, 29, image_type_gray8, {900, 4, false, 0.0}},      // soft, capped to 3 levels
+        {41, 40, image_type_colour16, {2500, 8, true, 1.5}},   // hard with sharpening
+        {70, 33, image_type_colour8, {0, 2, false, 3.0}},      // sharpening alone
+        {300, 260, image_type_gray16, {6000, 8, false, 0.7}},  // eight levels
     };
     const auto dir = std::filesystem::temp_directory_path() / "orvane_wavelet";
     std::filesystem::create_directories(dir);
@@ -155,8 +157,9 @@ TEST(Wavelet, AgreesWithNumPy) {
         image_free(&input);
         const std::string name = (dir / ("case" + std::to_string(k++) + ".txt")).string();
         std::ofstream file(name);
-        file << c.width << ' ' << c.height << ' ' << ch << ' ' << bits << ' ' << c.settings.threshold
-             << ' ' << c.settings.levels << ' ' << c.settings.hard << ' ' << c.settings.sharpen << '\n';
+        file << c.width << ' ' << c.height << ' ' << ch << ' ' << bits << ' '
+             << c.settings.threshold << ' ' << c.settings.levels << ' ' << c.settings.hard << ' '
+             << c.settings.sharpen << '\n';
         for (int v : in)
             file << v << ' ';
         file << '\n';
@@ -184,16 +187,21 @@ TEST(Wavelet, APlaneOfAnyStepIsItsChannel) {
         std::vector<std::uint8_t> s8(s16.size());
         for (int y = 0; y < h; ++y)
             for (int i = 0; i < 3 * w; ++i) {
-                s16[static_cast<std::size_t>(y) * line + i] = static_cast<std::uint16_t>(v[static_cast<std::size_t>(y) * 3 * w + i]);
-                s8[static_cast<std::size_t>(y) * line + i] = static_cast<std::uint8_t>(v[static_cast<std::size_t>(y) * 3 * w + i]);
+                s16[static_cast<std::size_t>(y) * line + i] =
+                    static_cast<std::uint16_t>(v[static_cast<std::size_t>(y) * 3 * w + i]);
+                s8[static_cast<std::size_t>(y) * line + i] =
+                    static_cast<std::uint8_t>(v[static_cast<std::size_t>(y) * 3 * w + i]);
             }
-        void* samples = bits == 8 ? static_cast<void*>(s8.data() + 1) : static_cast<void*>(s16.data() + 1);
-        ASSERT_EQ(wavelet_denoise_plane(samples, 3, line, samples, 3, line, bits, w, h, settings, {}), 0);
+        void* samples =
+            bits == 8 ? static_cast<void*>(s8.data() + 1) : static_cast<void*>(s16.data() + 1);
+        ASSERT_EQ(
+            wavelet_denoise_plane(samples, 3, line, samples, 3, line, bits, w, h, settings, {}), 0);
         const std::vector<int> expected = samples_of(*whole.get());
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) {
                 const std::size_t at = static_cast<std::size_t>(y) * line + 3 * x + 1;
-                ASSERT_EQ(bits == 8 ? s8[at] : s16[at], expected[(static_cast<std::size_t>(y) * w + x) * 3 + 1])
+                ASSERT_EQ(bits == 8 ? s8[at] : s16[at],
+                          expected[(static_cast<std::size_t>(y) * w + x) * 3 + 1])
                     << bits << ' ' << x << ' ' << y;
             }
         image_free(&input);
@@ -230,11 +238,13 @@ TEST(Wavelet, Thresholds) {
         bool hard;
         int expected;
     } const cases[] = {
-        {101, 100, true, 101}, {101, 100, false, 1},   {-101, 100, false, -1}, {-101, 100, true, -101},
-        {100, 100, true, 0},   {-100, 100, false, 0},  {0, 0, false, 0},       {5, 0, false, 5},
+        {101, 100, true, 101},   {101, 100, false, 1}, {-101, 100, false, -1},
+        {-101, 100, true, -101}, {100, 100, true, 0},  {-100, 100, false, 0},
+        {0, 0, false, 0},        {5, 0, false, 5},
     };
     for (const Case& c : cases)
-        EXPECT_EQ(wavelet_shrink(c.d, c.t, c.hard), c.expected) << c.d << ' ' << c.t << ' ' << c.hard;
+        EXPECT_EQ(wavelet_shrink(c.d, c.t, c.hard), c.expected)
+            << c.d << ' ' << c.t << ' ' << c.hard;
 }
 
 TEST(Wavelet, Copies) {
@@ -242,9 +252,9 @@ TEST(Wavelet, Copies) {
         int width, height;
         WaveletSettings settings;
     } const cases[] = {
-        {40, 40, {0, 8, true, 0.0}},     // nothing to threshold or sharpen
-        {300, 1, {5000, 8, false, 2}},   // a single line: no level fits
-        {2, 90, {5000, 1, false, 2}},    // two columns: still none
+        {40, 40, {0, 8, true, 0.0}},    // nothing to threshold or sharpen
+        {300, 1, {5000, 8, false, 2}},  // a single line: no level fits
+        {2, 90, {5000, 1, false, 2}},   // two columns: still none
     };
     for (const Case& c : cases) {
         const std::vector<int> v = picture(c.width, c.height, 3, 255, 11);
@@ -326,22 +336,28 @@ TEST(NoiseReduction, AmountAndMaskBlendTheLibrarysResult) {
         set(params.get(), "levels", 4);
         set(params.get(), "method", 1);
         set(params.get(), "sharpen", 0.8);
-        AmountSettings* amount = field_find(noise_reduction().fields, "amount")->amount(params.get());
+        AmountSettings* amount =
+            field_find(noise_reduction().fields, "amount")->amount(params.get());
         amount->amount_low = c.amount_low;
         amount->amount_high = c.amount_high;
         amount->amount_mask = c.amount_high >= 0 ? &mask : nullptr;
         ImageHolder output, denoised;
-        ASSERT_EQ(transform_compute_image(noise_reduction(), params.get(), &record.image, output.get()), 0);
-        ASSERT_EQ(wavelet_denoise_image(&record.image, denoised.get(), {4000, 5, true, 0.8}, {}), 0);
+        ASSERT_EQ(
+            transform_compute_image(noise_reduction(), params.get(), &record.image, output.get()),
+            0);
+        ASSERT_EQ(wavelet_denoise_image(&record.image, denoised.get(), {4000, 5, true, 0.8}, {}),
+                  0);
         const std::vector<int> in = samples_of(record.image), out = samples_of(*denoised.get());
         const std::vector<int> m = samples_of(mask);
         std::vector<int> expected(in.size());
         const int a = (c.amount_low * 255 + 512) / 1024, b = (c.amount_high * 255 + 512) / 1024;
         for (std::size_t i = 0; i < in.size(); ++i) {
             const int s = c.amount_high >= 0 ? lerp8(a, b, m[i / ch]) : a;
-            expected[i] = wide ? ((255 - s) * in[i] + s * out[i] + 127) >> 8 : lerp8(in[i], out[i], s);
+            expected[i] =
+                wide ? ((255 - s) * in[i] + s * out[i] + 127) >> 8 : lerp8(in[i], out[i], s);
         }
-        EXPECT_EQ(samples_of(*output.get()), expected) << c.type << ' ' << c.amount_low << ' ' << c.amount_high;
+        EXPECT_EQ(samples_of(*output.get()), expected)
+            << c.type << ' ' << c.amount_low << ' ' << c.amount_high;
         image_free(&record.image);
     }
     image_free(&mask);
@@ -358,7 +374,8 @@ TEST(NoiseReduction, APreviewShowsTheWholePicturesPixels) {
     set(params.get(), "threshold", 375);
     set(params.get(), "levels", 5);
     ImageHolder whole, part;
-    ASSERT_EQ(transform_compute_image(noise_reduction(), params.get(), &record.image, whole.get()), 0);
+    ASSERT_EQ(transform_compute_image(noise_reduction(), params.get(), &record.image, whole.get()),
+              0);
     ASSERT_EQ(image_alloc(part.get(), image_type_colour8, w, h, 72), 0);
     ComputeArgs args;
     args.input = &record;
@@ -374,7 +391,8 @@ TEST(NoiseReduction, APreviewShowsTheWholePicturesPixels) {
     args.line_count = 30;
     ASSERT_EQ(noise_reduction().compute(args), 0);
     for (int y = 40; y < 70; ++y)
-        ASSERT_TRUE(std::equal(part->rows[y] + 150, part->rows[y] + 300, whole->rows[y] + 150)) << y;
+        ASSERT_TRUE(std::equal(part->rows[y] + 150, part->rows[y] + 300, whole->rows[y] + 150))
+            << y;
     image_free(&record.image);
 }
 

@@ -41,8 +41,9 @@ struct AdvancedSharpenParams {
 
 using P = AdvancedSharpenParams;
 
-constexpr std::string_view size_words[] = {"1x1", "2x2", "3x3", "4x4", "5x5", "6x6", "7x7", "8x8",
-                                           "9x9", "10x10", "11x11", "12x12", "13x13", "14x14", "15x15"};
+constexpr std::string_view size_words[] = {"1x1",   "2x2",   "3x3",   "4x4",   "5x5",
+                                           "6x6",   "7x7",   "8x8",   "9x9",   "10x10",
+                                           "11x11", "12x12", "13x13", "14x14", "15x15"};
 constexpr std::string_view blur_words[] = {"Blur all", "Blur chrominance only"};
 constexpr std::string_view sharpen_words[] = {"Sharpen all", "Sharpen luminance only"};
 constexpr std::string_view expand_words[] = {"No Histogram Expansion", "Medium Histogram Expansion",
@@ -60,8 +61,12 @@ constexpr TransformField percent(std::string_view keyword, std::string_view labe
 // The size is kept as n and chosen from "1x1" .. "15x15".
 constexpr TransformField size_field() {
     TransformField f = field_choice<&P::speck_size>("speckradius", "Speck Size:", size_words, 3);
-    f.get = [](const void* p) { return static_cast<double>(static_cast<const P*>(p)->speck_size - 1); };
-    f.set = [](void* p, double v) { static_cast<P*>(p)->speck_size = static_cast<int>(std::lround(v)) + 1; };
+    f.get = [](const void* p) {
+        return static_cast<double>(static_cast<const P*>(p)->speck_size - 1);
+    };
+    f.set = [](void* p, double v) {
+        static_cast<P*>(p)->speck_size = static_cast<int>(std::lround(v)) + 1;
+    };
     f.default_value = 2;
     return f;
 }
@@ -86,8 +91,10 @@ constexpr TransformField fields[] = {
     field_real<&P::sharpen_radius>("sharpenradius", "Sharpen Radius: ", 1, 20, "%2f", 2),
     field_real<&P::sharpen_amount>("sharpenamt", "Sharpen Amount: ", 0, 100, "%1f\\%", 50),
     field_integer<&P::sharpen_low>("sharpenthresh_low", "Sharpen Threshold Low: ", 0, 255, "%d", 8),
-    field_integer<&P::sharpen_high>("sharpenthresh_high", "Sharpen Threshold High: ", 0, 255, "%d", 255),
-    field_choice<&P::sharpen_flags>("sharpenflags", "Sharpen:", sharpen_words, 0, image_types_colour),
+    field_integer<&P::sharpen_high>("sharpenthresh_high", "Sharpen Threshold High: ", 0, 255, "%d",
+                                    255),
+    field_choice<&P::sharpen_flags>("sharpenflags", "Sharpen:", sharpen_words, 0,
+                                    image_types_colour),
 };
 
 // The file's keywords, which are also the lines orvane-batch takes.
@@ -150,14 +157,16 @@ int advanced_sharpen_compute(const ComputeArgs& args) {
                                   args.height, input->resolution))
             return err;
     }
-    const int margin = (speck_on(p) ? p.speck_size + 2 : 0) + (blur ? radius_of(p.blur_radius) : 0) +
+    const int margin = (speck_on(p) ? p.speck_size + 2 : 0) +
+                       (blur ? radius_of(p.blur_radius) : 0) +
                        (sharpen ? radius_of(p.sharpen_radius) : 0) + 1;
     ImageHolder part, specks, blurred, sharpened;
     const Image* picture = nullptr;
     int x0 = 0, y0 = 0;
     if (int err = result_source(args, input, margin, part, picture, x0, y0)) return err;
     {
-        const ProgressScope progress(title, std::int64_t{picture->width} * picture->height, 0, 3, true);
+        const ProgressScope progress(title, std::int64_t{picture->width} * picture->height, 0, 3,
+                                     true);
         if (speck_on(p)) {
             SpeckSettings s;
             s.size = std::clamp(p.speck_size, 1, 15);

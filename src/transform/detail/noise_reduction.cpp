@@ -40,11 +40,15 @@ constexpr std::string_view view_words[] = {"Before", "After", "Difference"};
 
 // The slider runs 0 .. 1024, a step of it 8 of the stored value.
 constexpr TransformField threshold_field() {
-    TransformField f = field_integer<&P::threshold>("threshold", "Threshold: ", 0, 1024, "%1f\\%", 0);
+    TransformField f =
+        field_integer<&P::threshold>("threshold", "Threshold: ", 0, 1024, "%1f\\%", 0);
     f.get = [](const void* p) {
-        return static_cast<double>(std::clamp((static_cast<const P*>(p)->threshold + 4) >> 3, 0, 1024));
+        return static_cast<double>(
+            std::clamp((static_cast<const P*>(p)->threshold + 4) >> 3, 0, 1024));
     };
-    f.set = [](void* p, double v) { static_cast<P*>(p)->threshold = 8 * static_cast<int>(std::lround(v)); };
+    f.set = [](void* p, double v) {
+        static_cast<P*>(p)->threshold = 8 * static_cast<int>(std::lround(v));
+    };
     f.shown = [](double v) { return v * 100 / 1024; };
     return f;
 }
@@ -94,7 +98,8 @@ int noise_reduction_compute(const ComputeArgs& args) {
         type != image_type_colour16)
         return err_illegal_type;
     const Image* mask = p.amount.amount_mask;
-    const AmountStrength strength = amount_strength(p.amount.amount_low, mask ? p.amount.amount_high : -1);
+    const AmountStrength strength =
+        amount_strength(p.amount.amount_low, mask ? p.amount.amount_high : -1);
     const WaveletSettings settings = settings_of(p);
     if (strength.none() || wavelet_copies(settings, input->width, input->height) ||
         (!args.apply && p.view == result_before))
@@ -106,11 +111,14 @@ int noise_reduction_compute(const ComputeArgs& args) {
     }
 
     const auto step = [](const ProgressScope& progress) {
-        return [&progress](std::int64_t done, std::int64_t total) { return progress.step(done * 1000 / total); };
+        return [&progress](std::int64_t done, std::int64_t total) {
+            return progress.step(done * 1000 / total);
+        };
     };
     if (args.apply && args.whole_region() && strength.full()) {
         // Straight into the result.
-        const ProgressScope progress(title, std::int64_t{input->width} * input->height, 0, 1000, true);
+        const ProgressScope progress(title, std::int64_t{input->width} * input->height, 0, 1000,
+                                     true);
         return wavelet_denoise_image(input, args.output, settings, step(progress));
     }
     // The input the visible part needs, with the transform's reach around it.
@@ -120,8 +128,10 @@ int noise_reduction_compute(const ComputeArgs& args) {
     int x0 = 0, y0 = 0;
     if (int err = result_source(args, input, margin, part, source, x0, y0)) return err;
     {
-        const ProgressScope progress(title, std::int64_t{source->width} * source->height, 0, 1000, true);
-        if (int err = wavelet_denoise_image(source, result.get(), settings, step(progress))) return err;
+        const ProgressScope progress(title, std::int64_t{source->width} * source->height, 0, 1000,
+                                     true);
+        if (int err = wavelet_denoise_image(source, result.get(), settings, step(progress)))
+            return err;
     }
     return result_put_lines(args, input, result.get(), x0, y0, p.view, strength,
                             strength.masked() ? mask : nullptr, true, title);
@@ -136,11 +146,12 @@ bool fresh = true;
 }  // namespace
 
 extern const TransformDescriptor noise_reduction_transform;
-constinit const TransformDescriptor noise_reduction_transform = transform_descriptor<P, fields, lines>({
-    .title = title,
-    .panel_number = 107,
-    .panel_code = 107,
-    .compute = noise_reduction_compute,
-    .static_copy = &static_copy,
-    .fresh = &fresh,
-});
+constinit const TransformDescriptor noise_reduction_transform =
+    transform_descriptor<P, fields, lines>({
+        .title = title,
+        .panel_number = 107,
+        .panel_code = 107,
+        .compute = noise_reduction_compute,
+        .static_copy = &static_copy,
+        .fresh = &fresh,
+    });

@@ -201,7 +201,8 @@ int bilateral_run(const ComputeArgs& args, const P& p, const Image* input, const
     if (cache.input != print || cache.width != input->width || cache.height != input->height ||
         cache.type != input->type || cache.radius != p.blur_radius || cache.threshold != blur_t) {
         cache.radius = -1;
-        if (int err = thresholded_mean_image(input, std::max(p.blur_radius, 0), blur_t, cache.image.get()))
+        if (int err = thresholded_mean_image(input, std::max(p.blur_radius, 0), blur_t,
+                                             cache.image.get()))
             return err;
         cache.input = print;
         cache.width = input->width;
@@ -235,7 +236,8 @@ int bilateral_run(const ComputeArgs& args, const P& p, const Image* input, const
             for (int i = 0; !s.full(mk) && i < n; ++i) {
                 const int strength = s.at(mk, i);
                 for (int k = i * ch; k < i * ch + ch; ++k)
-                    result[k] = top == 255 ? lerp8(c[k], result[k], strength) : lerp16(c[k], result[k], strength);
+                    result[k] = top == 255 ? lerp8(c[k], result[k], strength)
+                                           : lerp16(c[k], result[k], strength);
             }
             put_line<T>(args, result, line_sink_line(&sink), scratch);
             line_sink_commit(&sink);
