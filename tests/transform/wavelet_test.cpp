@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "batch_runner.h"
+#include "sample_pictures.h"
 #include "core/errors.h"
 #include "core/parallel.h"
 #include "core/tables.h"
@@ -35,34 +36,6 @@ std::vector<int> picture(int w, int h, int channels, int top, unsigned seed) {
                 v[(static_cast<std::size_t>(y) * w + x) * channels + c] =
                     std::clamp(base + noise * (top / 255), 0, top);
             }
-    return v;
-}
-
-Image image_of(const std::vector<int>& v, int w, int h, int type) {
-    Image im;
-    image_init(&im);
-    EXPECT_EQ(image_alloc(&im, type, w, h, 72), 0);
-    const int ch = type == image_type_colour8 || type == image_type_colour16 ? 3 : 1;
-    const bool wide = type == image_type_gray16 || type == image_type_colour16;
-    for (int y = 0; y < h; ++y)
-        for (int i = 0; i < w * ch; ++i) {
-            const int s = v[static_cast<std::size_t>(y) * w * ch + i];
-            if (wide)
-                reinterpret_cast<std::uint16_t*>(im.rows[y])[i] = static_cast<std::uint16_t>(s);
-            else
-                im.rows[y][i] = static_cast<std::uint8_t>(s);
-        }
-    return im;
-}
-
-std::vector<int> samples_of(const Image& im) {
-    const int ch = im.type == image_type_colour8 || im.type == image_type_colour16 ? 3 : 1;
-    const bool wide = im.type == image_type_gray16 || im.type == image_type_colour16;
-    std::vector<int> v;
-    for (int y = 0; y < im.height; ++y)
-        for (int i = 0; i < im.width * ch; ++i)
-            v.push_back(wide ? reinterpret_cast<const std::uint16_t*>(im.rows[y])[i]
-                             : im.rows[y][i]);
     return v;
 }
 
