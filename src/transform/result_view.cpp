@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "core/tables.h"
@@ -106,4 +107,39 @@ int result_put_lines(const ComputeArgs& args, const Image* input, const Image* r
                                           rounded16, title, ch)
                : put_lines<std::uint8_t>(args, input, result, x0, y0, view, strength, mask,
                                          rounded16, title, ch);
+}
+
+std::uint64_t image_fingerprint(const Image* image) {
+    std::uint64_t h = 1469598103934665603ull;
+    const int bytes = image_line_bytes(image);
+    for (int y = 0; y < image->height; ++y) {
+        const std::uint8_t* row = image->rows[y];
+        for (int i = 0; i + 8 <= bytes; i += 8) {
+            std::uint64_t word;
+            std::memcpy(&word, row + i, 8);
+            h = (h ^ word) * 1099511628211ull;
+        }
+        for (int i = bytes & ~7; i < bytes; ++i)
+            h = (h ^ row[i]) * 1099511628211ull;
+    }
+    return h;
+}
+
+bool ResultCache::holds(const Image* part, int part_x0, int part_y0, const std::string& key) {
+    if (image.get()->type != 0 && x0 == part_x0 && y0 == part_y0 && width == part->width &&
+        height == part->height && type == part->type && settings == key &&
+        source == image_fingerprint(part))
+        return true;
+    image_free(image.get());
+    return false;
+}
+
+void ResultCache::keep(const Image* part, int part_x0, int part_y0, const std::string& key) {
+    source = image_fingerprint(part);
+    x0 = part_x0;
+    y0 = part_y0;
+    width = part->width;
+    height = part->height;
+    type = part->type;
+    settings = key;
 }

@@ -5,6 +5,9 @@
 // their difference around mid-grey ("Difference").
 #pragma once
 
+#include <cstdint>
+#include <string>
+
 #include "core/image.h"
 #include "core/line_access.h"
 #include "transform/transform.h"
@@ -25,3 +28,22 @@ enum ResultView { result_before = 0, result_after = 1, result_difference = 2 };
 [[nodiscard]] int result_put_lines(const ComputeArgs& args, const Image* input, const Image* result,
                                    int x0, int y0, int view, const AmountStrength& strength,
                                    const Image* mask, bool rounded16, const char* title);
+
+// A fingerprint of a picture's pixels, so that a kept result is never used
+// for pixels that changed in place.
+std::uint64_t image_fingerprint(const Image* image);
+
+// The last result a preview computed, kept while what made it stands: the
+// pixels and place of its source and the settings, which the caller writes
+// as text. A change of view or amount then costs no new computation.
+struct ResultCache {
+    std::uint64_t source = 0;
+    int x0 = -1, y0 = -1, width = 0, height = 0, type = 0;
+    std::string settings;
+    ImageHolder image;
+
+    // Whether it holds the result for these; when not, it is emptied.
+    bool holds(const Image* part, int part_x0, int part_y0, const std::string& key);
+    // The result now in `image` was made from these.
+    void keep(const Image* part, int part_x0, int part_y0, const std::string& key);
+};

@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "core/errors.h"
@@ -141,6 +142,49 @@ bool speck_on(const P& p) {
     return p.remove_white || p.remove_black;
 }
 
+// The three stages, each on the last one's picture, into `result`.
+int run_stages(const P& p, const Image* picture, Image* result) {
+    const ProgressScope progress(title, std::int64_t{picture->width} * picture->height, 0, 3, true);
+    ImageHolder specks, blurred;
+    if (speck_on(p)) {
+        SpeckSettings s;
+        s.size = std::clamp(p.speck_size, 1, 15);
+        s.flat = p.speck_thresh;
+        s.difference = p.speck_diff_thresh;
+        s.white = p.remove_white != 0;
+        s.black = p.remove_black != 0;
+        if (int err = speck_removal_image(picture, specks.get(), s)) return err;
+        picture = specks.get();
+    }
+    if (int err = progress.step(1)) return err;
+    if (p.blur_amount > 0) {
+        ThresholdedStage s;
+        s.radius = radius_of(p.blur_radius);
+        s.low = p.blur_low;
+        s.high = p.blur_high;
+        s.factor = 1 - std::min(p.blur_amount, 100.0) / 100;
+        s.part = p.blur_flags == 1 ? StagePart::chroma : StagePart::all;
+        if (int err = thresholded_stage_image(picture, blurred.get(), s)) return err;
+        picture = blurred.get();
+    }
+    if (int err = progress.step(2)) return err;
+    if (p.sharpen_amount > 0) {
+        ThresholdedStage s;
+        s.radius = radius_of(p.sharpen_radius);
+        s.low = p.sharpen_low;
+        s.high = p.sharpen_high;
+        s.factor = 1 + std::min(p.sharpen_amount, 100.0) / 100;
+        s.part = p.sharpen_flags == 1 ? StagePart::value : StagePart::all;
+        if (int err = thresholded_stage_image(picture, result, s)) return err;
+    } else {
+        image_move(picture == specks.get() ? specks.get() : blurred.get(), result);
+    }
+    return progress.step(3);
+}
+
+// The preview's stages, kept for changes of view.
+ResultCache last_result;
+
 int advanced_sharpen_compute(const ComputeArgs& args) {
     const P& p = args.block<P>();
     const Image* input = args.input_image();
@@ -160,48 +204,20 @@ int advanced_sharpen_compute(const ComputeArgs& args) {
     const int margin = (speck_on(p) ? p.speck_size + 2 : 0) +
                        (blur ? radius_of(p.blur_radius) : 0) +
                        (sharpen ? radius_of(p.sharpen_radius) : 0) + 1;
-    ImageHolder part, specks, blurred, sharpened;
-    const Image* picture = nullptr;
+    ImageHolder part, computed;
+    const Image* source = nullptr;
     int x0 = 0, y0 = 0;
-    if (int err = result_source(args, input, margin, part, picture, x0, y0)) return err;
-    {
-        const ProgressScope progress(title, std::int64_t{picture->width} * picture->height, 0, 3,
-                                     true);
-        if (speck_on(p)) {
-            SpeckSettings s;
-            s.size = std::clamp(p.speck_size, 1, 15);
-            s.flat = p.speck_thresh;
-            s.difference = p.speck_diff_thresh;
-            s.white = p.remove_white != 0;
-            s.black = p.remove_black != 0;
-            if (int err = speck_removal_image(picture, specks.get(), s)) return err;
-            picture = specks.get();
-        }
-        if (int err = progress.step(1)) return err;
-        if (blur) {
-            ThresholdedStage s;
-            s.radius = radius_of(p.blur_radius);
-            s.low = p.blur_low;
-            s.high = p.blur_high;
-            s.factor = 1 - std::min(p.blur_amount, 100.0) / 100;
-            s.part = p.blur_flags == 1 ? StagePart::chroma : StagePart::all;
-            if (int err = thresholded_stage_image(picture, blurred.get(), s)) return err;
-            picture = blurred.get();
-        }
-        if (int err = progress.step(2)) return err;
-        if (sharpen) {
-            ThresholdedStage s;
-            s.radius = radius_of(p.sharpen_radius);
-            s.low = p.sharpen_low;
-            s.high = p.sharpen_high;
-            s.factor = 1 + std::min(p.sharpen_amount, 100.0) / 100;
-            s.part = p.sharpen_flags == 1 ? StagePart::value : StagePart::all;
-            if (int err = thresholded_stage_image(picture, sharpened.get(), s)) return err;
-            picture = sharpened.get();
-        }
-        if (int err = progress.step(3)) return err;
+    if (int err = result_source(args, input, margin, part, source, x0, y0)) return err;
+    std::string key;
+    for (const TransformField& f : fields)
+        if (f.get && f.keyword != "view" && f.keyword != "histexpand")
+            key += std::to_string(f.get(&p)) + ' ';
+    Image* result = args.apply ? computed.get() : last_result.image.get();
+    if (args.apply || !last_result.holds(source, x0, y0, key)) {
+        if (int err = run_stages(p, source, result)) return err;
+        if (!args.apply) last_result.keep(source, x0, y0, key);
     }
-    return result_put_lines(args, input, picture, x0, y0, p.view, AmountStrength{255, -1}, nullptr,
+    return result_put_lines(args, input, result, x0, y0, p.view, AmountStrength{255, -1}, nullptr,
                             false, title);
 }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -89,6 +90,9 @@ WaveletSettings settings_of(const P& p) {
     return s;
 }
 
+// The preview's wavelet, kept for changes of view and amount.
+ResultCache last_result;
+
 int noise_reduction_compute(const ComputeArgs& args) {
     const P& p = args.block<P>();
     const Image* input = args.input_image();
@@ -123,17 +127,22 @@ int noise_reduction_compute(const ComputeArgs& args) {
     }
     // The input the visible part needs, with the transform's reach around it.
     const int margin = 1 << wavelet_level_count(settings.levels, input->width, input->height);
-    ImageHolder part, result;
+    ImageHolder part;
     const Image* source = nullptr;
     int x0 = 0, y0 = 0;
     if (int err = result_source(args, input, margin, part, source, x0, y0)) return err;
-    {
+    const std::string key = std::to_string(settings.threshold) + ' ' +
+                            std::to_string(settings.levels) + ' ' + std::to_string(settings.hard) +
+                            ' ' + std::to_string(settings.sharpen);
+    ImageHolder computed;  // at apply: never kept
+    Image* result = args.apply ? computed.get() : last_result.image.get();
+    if (args.apply || !last_result.holds(source, x0, y0, key)) {
         const ProgressScope progress(title, std::int64_t{source->width} * source->height, 0, 1000,
                                      true);
-        if (int err = wavelet_denoise_image(source, result.get(), settings, step(progress)))
-            return err;
+        if (int err = wavelet_denoise_image(source, result, settings, step(progress))) return err;
+        if (!args.apply) last_result.keep(source, x0, y0, key);
     }
-    return result_put_lines(args, input, result.get(), x0, y0, p.view, strength,
+    return result_put_lines(args, input, result, x0, y0, p.view, strength,
                             strength.masked() ? mask : nullptr, true, title);
 }
 

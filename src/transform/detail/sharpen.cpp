@@ -16,6 +16,7 @@
 #include "core/tables.h"
 #include "transform/box_filter.h"
 #include "transform/line_bands.h"
+#include "transform/result_view.h"
 #include "transform/tone.h"
 #include "transform/transform.h"
 
@@ -165,24 +166,6 @@ int unsharp_run(const ComputeArgs& args, const P& p, const Image* input, const S
     });
 }
 
-// A fingerprint of a picture's pixels, so that a cached mean image is never
-// used for pixels that changed in place.
-std::uint64_t fingerprint(const Image* image) {
-    std::uint64_t h = 1469598103934665603ull;
-    const int bytes = image_line_bytes(image);
-    for (int y = 0; y < image->height; ++y) {
-        const std::uint8_t* row = image->rows[y];
-        for (int i = 0; i + 8 <= bytes; i += 8) {
-            std::uint64_t word;
-            std::memcpy(&word, row + i, 8);
-            h = (h ^ word) * 1099511628211ull;
-        }
-        for (int i = bytes & ~7; i < bytes; ++i)
-            h = (h ^ row[i]) * 1099511628211ull;
-    }
-    return h;
-}
-
 // The mean image of the last run, kept while its input and settings stand.
 struct MeanCache {
     std::uint64_t input = 0;
@@ -197,7 +180,7 @@ int bilateral_run(const ComputeArgs& args, const P& p, const Image* input, const
     const int top = sizeof(T) == 1 ? 255 : 65535;
     const int blur_t = sizeof(T) == 1 ? p.blur_threshold : to16[std::clamp(p.blur_threshold, 0, 255)];
     const int sharp_t = sizeof(T) == 1 ? p.sharpen_threshold : to16[std::clamp(p.sharpen_threshold, 0, 255)];
-    const std::uint64_t print = fingerprint(input);
+    const std::uint64_t print = image_fingerprint(input);
     if (cache.input != print || cache.width != input->width || cache.height != input->height ||
         cache.type != input->type || cache.radius != p.blur_radius || cache.threshold != blur_t) {
         cache.radius = -1;
