@@ -15,11 +15,11 @@
 #include <fstream>
 
 #include "batch_runner.h"
-#include "sample_pictures.h"
 #include "core/parallel.h"
 #include "file/file_types.h"
 #include "file/read_image.h"
 #include "file/write_image.h"
+#include "sample_pictures.h"
 #include "transform/detail_stages.h"
 #include "transform/registry.h"
 #include "transform/transform.h"

@@ -13,10 +13,10 @@
 #include <vector>
 
 #include "batch_runner.h"
-#include "sample_pictures.h"
 #include "core/errors.h"
 #include "core/parallel.h"
 #include "core/tables.h"
+#include "sample_pictures.h"
 #include "transform/registry.h"
 #include "transform/transform.h"
 #include "transform/wavelet.h"
@@ -354,7 +354,9 @@ TEST(NoiseReduction, APreviewShowsTheWholePicturesPixels) {
         set(params.get(), "levels", c.levels);
         if (c.painted) record.image.rows[50][3 * 70] = static_cast<std::uint8_t>(c.painted);
         ImageHolder whole, part;
-        ASSERT_EQ(transform_compute_image(noise_reduction(), params.get(), &record.image, whole.get()), 0);
+        ASSERT_EQ(
+            transform_compute_image(noise_reduction(), params.get(), &record.image, whole.get()),
+            0);
         ASSERT_EQ(image_alloc(part.get(), image_type_colour8, w, h, 72), 0);
         ComputeArgs args;
         args.input = &record;
