@@ -40,6 +40,43 @@ QString text_of(std::string_view text) {
 // A real slider moves in this many steps over its range.
 constexpr int real_steps = 1000;
 
+// The input's histogram, each bar under the expansion level of the block.
+class HistogramView : public QWidget {
+public:
+    explicit HistogramView(QWidget* parent) : QWidget(parent) { setMinimumHeight(64); }
+    void set_histogram(const CurveHistogram* histogram) {
+        shown_ = histogram != nullptr;
+        if (histogram) histogram_ = *histogram;
+        update();
+    }
+    void set_expand(int expand) {
+        expand_ = expand;
+        update();
+    }
+    QSize sizeHint() const override { return {256, 64}; }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter p(this);
+        p.fillRect(rect(), palette().base());
+        const double largest = curve_bar_height(histogram_.largest, expand_);
+        if (!shown_ || largest <= 0) return;
+        p.setPen(palette().text().color());
+        const int w = width(), h = height();
+        for (int level = 0; level < 256; ++level) {
+            const double bar =
+                curve_bar_height(histogram_.count[static_cast<std::size_t>(level)], expand_);
+            const int x = level * (w - 1) / 255;
+            p.drawLine(x, h - 1, x, h - 1 - static_cast<int>((h - 1) * bar / largest));
+        }
+    }
+
+private:
+    CurveHistogram histogram_;
+    int expand_ = 0;
+    bool shown_ = false;
+};
+
 // The panel's controls, one row per field, kept with the panel.
 class PanelControls : public QObject {
 public:
@@ -299,6 +336,10 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             break;
         case ControlKind::page:
             return;  // made by build()
+        case ControlKind::histogram:
+            row.control = new HistogramView(rows_widget_);
+            grid->addWidget(row.control, line, 0, 1, 2);
+            break;
         case ControlKind::check_box: {
             auto* box = new QCheckBox(text_of(field.label), rows_widget_);
             connect(box, &QCheckBox::toggled, this,
@@ -368,12 +409,17 @@ void PanelControls::changed(const TransformField& field, double value) {
 void PanelControls::refresh_histograms() {
     const WindowRecord* record = window_record_of(transform_state().input_window);
     for (const Row& row : rows_) {
-        if (row.field->kind != ControlKind::curve && row.field->kind != ControlKind::range)
+        if (row.field->kind != ControlKind::curve && row.field->kind != ControlKind::range &&
+            row.field->kind != ControlKind::histogram)
             continue;
         CurveHistogram histograms[3];
         const int reading = row.field->curve_reading ? row.field->curve_reading(params_) : reading_max;
         const int n = record ? tone_histogram(&record->image, reading, histograms) : 0;
-        if (row.field->kind == ControlKind::range)
+        if (row.field->kind == ControlKind::histogram) {
+            auto* view = static_cast<HistogramView*>(row.control);
+            view->set_expand(static_cast<int>(std::lround(row.field->get(params_))));
+            view->set_histogram(n ? histograms : nullptr);
+        } else if (row.field->kind == ControlKind::range)
             static_cast<RangeControl*>(row.control)->set_histogram(n == 1 ? histograms : nullptr);
         else
             static_cast<CurveControl*>(row.control)->set_histograms(histograms, n);
@@ -447,6 +493,10 @@ void PanelControls::show_block() {
                 show_colour(row);
                 break;
             case ControlKind::page:
+                break;
+            case ControlKind::histogram:
+                static_cast<HistogramView*>(row.control)
+                    ->set_expand(static_cast<int>(std::lround(field.get(params_))));
                 break;
         }
     }

@@ -148,6 +148,7 @@ enum class ControlKind : std::uint8_t {
     colour,          // a colour swatch that opens the colour dialog: red, green, blue
     caption,         // a line of text: `label` and the number `get` gives, by `format`
     page,            // starts a page named `label`: the rows after it, up to the next, show there
+    histogram,       // the input's histogram, bars expanded by the level `get` gives (0 .. 2)
 };
 
 // Image types as bits, for visibility and acceptance: bit n is type n.
@@ -431,6 +432,19 @@ constexpr TransformField field_page(std::string_view label) {
     f.keyword = label;
     f.label = label;
     f.kind = ControlKind::page;
+    return f;
+}
+
+// The input's histogram of `curve_reading` (the largest sample without one),
+// drawn under the histogram expansion level held in `Expand`.
+template <auto Expand>
+constexpr TransformField field_histogram(std::string_view keyword, std::string_view label) {
+    using P = transform_detail::BlockOf<Expand>;
+    TransformField f;
+    f.keyword = keyword;
+    f.label = label;
+    f.kind = ControlKind::histogram;
+    f.get = [](const void* p) { return static_cast<double>(static_cast<const P*>(p)->*Expand); };
     return f;
 }
 

@@ -45,6 +45,9 @@ private slots:
         QFETCH(int, pages);
         ImageHolder picture;
         fill_noise(picture.get(), image_type_colour8, 260, 180, 7);
+        for (int y = 0; y < 180; ++y)  // noise over a ramp, for an uneven histogram
+            for (int i = 0; i < 3 * 260; ++i)
+                picture->rows[y][i] = static_cast<std::uint8_t>(picture->rows[y][i] % 40 + i / 4);
         ImageWindow* input = show_picture(frame_->area(), picture.get());
         QVERIFY(input != nullptr);
         QAction* action = frame_->command_action(command);
@@ -59,6 +62,16 @@ private slots:
         }
         auto* tabs = panel()->findChild<QTabWidget*>(QStringLiteral("pages"));
         QCOMPARE(tabs ? tabs->count() : 0, pages);
+        if (auto* histogram = panel()->findChild<QWidget*>(QStringLiteral("histogram"))) {
+            // The input's histogram, drawn higher under a higher expansion.
+            auto* expand = panel()->findChild<QComboBox*>(QStringLiteral("histexpand"));
+            const QImage linear = histogram->grab().toImage();
+            expand->setCurrentIndex(2);
+            emit expand->activated(2);
+            const QImage high = histogram->grab().toImage();
+            QVERIFY(linear != high);
+            QVERIFY(high.pixel(high.width() / 2, high.height() - 2) != high.pixel(1, 1));
+        }
 
         panel()->button_row()->auto_box()->click();
         QTRY_VERIFY(preview() != nullptr);

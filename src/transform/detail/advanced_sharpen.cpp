@@ -76,6 +76,7 @@ constexpr TransformField fields[] = {
     field_input("Input Image:"),
     field_choice<&P::view>("view", "View:", view_words, result_after),
     field_choice<&P::hist_expand>("histexpand", "Histogram:", expand_words, 0),
+    field_histogram<&P::hist_expand>("histogram", ""),
     field_page("Speck Removal"),
     size_field(),
     field_integer<&P::speck_thresh>("speckthresh", "Speck Threshold: ", 0, 255, "%d", 20),
@@ -210,7 +211,7 @@ int advanced_sharpen_compute(const ComputeArgs& args) {
     if (int err = result_source(args, input, margin, part, source, x0, y0)) return err;
     std::string key;
     for (const TransformField& f : fields)
-        if (f.get && f.keyword != "view" && f.keyword != "histexpand")
+        if (f.get && f.keyword != "view" && f.keyword != "histexpand" && f.keyword != "histogram")
             key += std::to_string(f.get(&p)) + ' ';
     Image* result = args.apply ? computed.get() : last_result.image.get();
     if (args.apply || !last_result.holds(source, x0, y0, key)) {
