@@ -222,6 +222,28 @@ TEST(AdvancedSharpen, SameBytesOnAnyThreadCountAndCopiesWithEveryStageOff) {
     image_free(&input);
 }
 
+TEST(AdvancedSharpen, APreviewShowsTheWholePicturesPixels) {
+    const int w = 150, h = 110;
+    std::vector<int> v = texture(w, h, 3, 255, 21);
+    for (int k = 0; k < 30; ++k)  // specks along the part's edges
+        sample_ref(v, w, 3, 45 + (k * 17) % 60, 35 + (k * 7) % 40, k % 3) = 255;
+    WindowRecord record{};
+    record.image = image_of(v, w, h, image_type_colour8);
+    ParamBlock params;
+    ASSERT_EQ(params.allocate(advanced_sharpen()), 0);
+    auto set = [&](const char* keyword, double value) {
+        field_find(advanced_sharpen().fields, keyword)->set(params.get(), value);
+    };
+    set("removewhitespecks", 1);
+    set("speckthresh", 255);
+    set("speckdiffthresh", 240);
+    set("bluramt", 60);
+    set("blurradius", 4);
+    set("sharpenradius", 5);
+    expect_preview_is_apply(advanced_sharpen(), params.get(), record, "advanced sharpen");
+    image_free(&record.image);
+}
+
 // orvane-batch reaches both: Noise Reduction from its workflow lines (t as
 // written, the levels line an index), Advanced Sharpen from a settings file
 // and a line on top of it.

@@ -353,27 +353,8 @@ TEST(NoiseReduction, APreviewShowsTheWholePicturesPixels) {
         set(params.get(), "threshold", c.threshold);
         set(params.get(), "levels", c.levels);
         if (c.painted) record.image.rows[50][3 * 70] = static_cast<std::uint8_t>(c.painted);
-        ImageHolder whole, part;
-        ASSERT_EQ(
-            transform_compute_image(noise_reduction(), params.get(), &record.image, whole.get()),
-            0);
-        ASSERT_EQ(image_alloc(part.get(), image_type_colour8, w, h, 72), 0);
-        ComputeArgs args;
-        args.input = &record;
-        args.output = part.get();
-        args.params = params.get();
-        args.width = w;
-        args.height = h;
-        args.source_x = args.region_x1 = 50;
-        args.source_y = args.region_y1 = 40;
-        args.region_x2 = 99;
-        args.region_y2 = 69;
-        args.line_width = 50;
-        args.line_count = 30;
-        ASSERT_EQ(noise_reduction().compute(args), 0);
-        for (int y = 40; y < 70; ++y)
-            ASSERT_TRUE(std::equal(part->rows[y] + 150, part->rows[y] + 300, whole->rows[y] + 150))
-                << y << ' ' << c.threshold << ' ' << c.painted;
+        const std::string what = std::to_string(c.threshold) + ' ' + std::to_string(c.painted);
+        expect_preview_is_apply(noise_reduction(), params.get(), record, what.c_str());
     }
     image_free(&record.image);
 }
