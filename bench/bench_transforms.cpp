@@ -1,15 +1,16 @@
 // The transformations beside the peers a photographer would use: orvane-batch
 // apply against libvips (the same 65536-entry table through `vips maplut`,
-// `gaussblur` at the double box's spread, `rank`, `sharpen`) and ImageMagick
-// (-gamma, -level, -blur, -statistic Median, -unsharp), whole processes on 6000 x 4000 8-bit and
+// `gaussblur` at the double box's spread, `rank`, `sharpen`, `resize`) and ImageMagick
+// (-gamma, -level, -blur, -statistic Median, -unsharp, -resize), whole processes on 6000 x 4000 8-bit and
 // 16-bit uncompressed TIFFs; ours and vips median of three, ImageMagick once
 // (it takes long at large radii). Then what a photographer feels in the
 // editor: a parameter change to a finished preview of the 16-bit picture
 // fitted to a screen, through the compute routine with no window, median of
-// eleven.
+// eleven. `bench_transforms zones` runs only the 3-Zone Adjustment rows.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -66,9 +67,105 @@ double preview_time(const TransformDescriptor& d, void* params, const WindowReco
     return bench::seconds_since(start);
 }
 
+// A parameter change to a finished preview: the picture is in memory, as in
+// the editor; each run uses another curve, so no table is reused.
+void preview_table(WindowRecord& big) {
+    std::printf("\nPreview of the whole picture at 1:4 (1500 x 1000) after a change, median of 11\n");
+    for (const char* title :
+         {"Brightness Curve", "Gamma Adjust", "Color Curves", "Levels and Color", "Blur", "Sharpen"}) {
+        const TransformDescriptor& d = *transform_find_title(title)->descriptor;
+        ParamBlock params;
+        if (params.allocate(d) != 0) return;
+        std::vector<double> times;
+        for (int run = 0; run < 11; ++run) {
+            if (const TransformField* k = field_find(d.fields, "kernel")) {
+                k->set(params.get(), 2);  // Gaussian, or Unsharp Mask
+                field_find(d.fields, "radius")->set(params.get(), 5 + run);
+            } else if (const TransformField* mid = field_find(d.fields, "midtones")) {
+                mid->set(params.get(), run * 5);
+            } else if (const TransformField* f = field_find(d.fields, "curve")) {
+                Curve& curve = *f->curve(params.get());
+                curve_reset(curve);
+                (void)curve_add_point(curve, 100 + run, 140);
+            } else {
+                field_find(d.fields, "factor")->set(params.get(), 300 + run);
+            }
+            times.push_back(preview_time(d, params.get(), big));
+        }
+        std::printf("%-24s %8.1f ms\n", title, 1000 * bench::median(times));
+    }
+}
+
+// 3-Zone Adjustment on the 16-bit picture in memory: the apply, the first
+// preview of a 1600 x 1000 view at 1:1 (which builds the cached stages), and
+// the preview again after one shadow slider moves, on the Blend page (one zone
+// image rebuilt) and on the Shadow page (no full-size stage at all).
+void bench_zones(const WindowRecord& big) {
+    const TransformDescriptor& d = *transform_find_title("3-Zone Adjustment")->descriptor;
+    ParamBlock params;
+    if (params.allocate(d) != 0) return;
+    auto set = [&](const char* keyword, int v) { field_find(d.fields, keyword)->set(params.get(), v); };
+    set("highlight_brightness", -60);
+    set("midtone_contrast", 40);
+    set("amount_midtone_highlight", 80);
+    ImageHolder out;
+    auto start = bench::Clock::now();
+    if (transform_compute_image(d, params.get(), const_cast<Image*>(&big.image), out.get()) != 0) return;
+    const double apply = bench::seconds_since(start);
+    auto view = [&]() {
+        ImageHolder shown;
+        ComputeArgs args;
+        args.input = &big;
+        args.output = shown.get();
+        args.params = params.get();
+        args.zoom = 1;
+        args.width = 1600;
+        args.height = 1000;
+        args.source_x = 2000;
+        args.source_y = 1500;
+        args.region_x2 = 1599;
+        args.region_y2 = 999;
+        args.line_width = 1600;
+        args.line_count = 1000;
+        const auto t = bench::Clock::now();
+        if (d.compute(args) != 0) return -1.0;
+        return bench::seconds_since(t);
+    };
+    set("panel", 3);
+    set("mode", 3);
+    const double first = view();
+    std::vector<double> blend_page, zone_page;
+    for (int run = 0; run < 5; ++run) {
+        set("shadow_brightness", 20 + run);
+        blend_page.push_back(view());
+    }
+    set("panel", 1);
+    for (int run = 0; run < 5; ++run) {
+        set("shadow_brightness", 40 + run);
+        zone_page.push_back(view());
+    }
+    std::printf("\n3-Zone Adjustment, %d x %d 16-bit colour in memory\n", bench::width, bench::height);
+    std::printf("%-44s %8.2f s\n", "apply", apply);
+    std::printf("%-44s %8.2f s\n", "first preview, 1600 x 1000 at 1:1", first);
+    const double again = bench::median(blend_page);
+    std::printf("%-44s %8.1f ms (%.3f of the apply)\n", "shadow slider, Blend page, median of 5",
+                1000 * again, again / apply);
+    std::printf("%-44s %8.1f ms\n", "shadow slider, Shadow page, median of 5",
+                1000 * bench::median(zone_page));
+}
+
 }  // namespace
 
-int main(int, char** argv) {
+// With words on the command line only the cases whose names hold one of them
+// run: `bench_transforms Levels Gamma`; "Preview" picks the preview timings, "Zones" the 3-Zone table.
+int main(int argc, char** argv) {
+    const std::vector<std::string> wanted(argv + 1, argv + argc);
+    auto picked = [&](const std::string& name) {
+        if (wanted.empty()) return true;
+        for (const std::string& w : wanted)
+            if (name.find(w) != std::string::npos) return true;
+        return false;
+    };
     const bool vips = std::system("command -v vips > /dev/null") == 0;
     const bool magick = std::system("command -v convert > /dev/null") == 0;
     const std::filesystem::path self = std::filesystem::canonical(argv[0]);
@@ -121,6 +218,12 @@ int main(int, char** argv) {
         // Different arithmetic on each side: a timing only.
         {"Unsharp Mask r 2", "Sharpen radius_threshold_kernal 2 0 2", "sharpen {in} {out}",
          "-unsharp 0x2"},
+        // Lanczos 6x6 is ours nearest to a 3-lobe Lanczos; reduction clamps
+        // its weights, so the pixels differ.
+        {"Resize 50% Lanczos 6x6", "Resize size_mode 0 0 percent 50 method_editunits 4 0",
+         "resize {in} {out} 0.5 --kernel lanczos3", "-filter Lanczos -resize 50%"},
+        {"Resize 200% Bicubic", "Resize size_mode 0 0 percent 200 method_editunits 2 0",
+         "resize {in} {out} 2 --kernel cubic", "-filter Catrom -resize 200%"},
     };
     // No vips peer; ImageMagick's wavelet denoise fails on 24 megapixels
     // ("memory allocation failed"), so it stands beside us on a quarter below.
@@ -136,6 +239,9 @@ int main(int, char** argv) {
                          "Blur rad_thresh_kernal " + std::to_string(r) + " 255 2",
                          std::string("gaussblur {in} {out} ") + sigma, std::string("-blur 0x") + sigma});
     }
+    // ORVANE_BENCH_ONLY=Resize runs only the rows whose name holds that word.
+    if (const char* only = std::getenv("ORVANE_BENCH_ONLY"))
+        std::erase_if(cases, [&](const Case& c) { return c.name.find(only) == std::string::npos; });
     auto fill = [](std::string text, const std::string& in, const std::string& out) {
         for (auto [key, value] : {std::pair{std::string("{in}"), in}, std::pair{std::string("{out}"), out}})
             text.replace(text.find(key), key.size(), value);
@@ -148,10 +254,7 @@ int main(int, char** argv) {
     for (const char* depth : {"8", "16"}) {
         const std::string in = file(std::string(depth) + ".tif"), out = file("out.tif");
         for (const Case& c : cases) {
-            // ORVANE_BENCH_ONLY picks the rows whose name holds it.
-            if (const char* only = std::getenv("ORVANE_BENCH_ONLY");
-                only && c.name.find(only) == std::string::npos)
-                continue;
+            if (!picked(c.name)) continue;
             if (c.wide_only && std::string(depth) == "8") continue;
             const auto [ours, theirs] = bench::medians_of_three(
                 batch + " apply " + c.ours + " " + in + " " + out,
@@ -177,9 +280,7 @@ int main(int, char** argv) {
 
     // Noise Reduction beside ImageMagick's -wavelet-denoise (other arithmetic:
     // a timing only) on the lower left quarter, 3000 x 2000 16-bit.
-    if (magick &&
-        (!std::getenv("ORVANE_BENCH_ONLY") ||
-         std::string("Noise").find(std::getenv("ORVANE_BENCH_ONLY")) != std::string::npos)) {
+    if (magick && picked("Noise Reduction")) {
         ImageHolder quarter;
         if (image_alloc(quarter.get(), image_type_colour16, bench::width / 2, bench::height / 2,
                         300.0) != 0)
@@ -198,7 +299,7 @@ int main(int, char** argv) {
     }
 
     // The wavelet alone, in memory: the time of one level of 16-bit colour.
-    {
+    if (picked("Noise Reduction")) {
         double at[2];
         for (int k = 0; k < 2; ++k) {
             ImageHolder out;
@@ -212,39 +313,10 @@ int main(int, char** argv) {
             "\nWavelet in memory, 16-bit colour: 1 level %.2f s, 8 levels %.2f s, %.3f s a level\n",
             at[0], at[1], (at[1] - at[0]) / 7);
     }
-    if (std::getenv("ORVANE_BENCH_ONLY")) {
-        image_free(&big.image);
-        std::filesystem::remove_all(dir);
-        return status;
-    }
-
-    // A parameter change to a finished preview: the picture is in memory, as
-    // in the editor; each run uses another curve, so no table is reused.
-    std::printf("\nPreview of the whole picture at 1:4 (1500 x 1000) after a change, median of 11\n");
-    for (const char* title :
-         {"Brightness Curve", "Gamma Adjust", "Color Curves", "Levels and Color", "Blur", "Sharpen"}) {
-        const TransformDescriptor& d = *transform_find_title(title)->descriptor;
-        ParamBlock params;
-        if (params.allocate(d) != 0) return 1;
-        std::vector<double> times;
-        for (int run = 0; run < 11; ++run) {
-            if (const TransformField* k = field_find(d.fields, "kernel")) {
-                k->set(params.get(), 2);  // Gaussian, or Unsharp Mask
-                field_find(d.fields, "radius")->set(params.get(), 5 + run);
-            } else if (const TransformField* mid = field_find(d.fields, "midtones")) {
-                mid->set(params.get(), run * 5);
-            } else if (const TransformField* f = field_find(d.fields, "curve")) {
-                Curve& curve = *f->curve(params.get());
-                curve_reset(curve);
-                (void)curve_add_point(curve, 100 + run, 140);
-            } else {
-                field_find(d.fields, "factor")->set(params.get(), 300 + run);
-            }
-            times.push_back(preview_time(d, params.get(), big));
-        }
-        std::printf("%-24s %8.1f ms\n", title, 1000 * bench::median(times));
-    }
+    if (picked("Preview")) preview_table(big);
+    if (picked("Zones")) bench_zones(big);
     image_free(&big.image);
     if (!std::getenv("ORVANE_BENCH_KEEP")) std::filesystem::remove_all(dir);
     return status;
 }
+

@@ -13,6 +13,7 @@
 #include "transform/registry.h"
 #include "transform/transform.h"
 #include "transform/workflow_text.h"
+#include "workflow/band_run.h"
 
 namespace {
 
@@ -129,6 +130,18 @@ int batch_apply(const std::vector<std::string>& args) {
     const int filter = save_filter_of_stored_type(stored_file_type_of(FileTypeOfName(files[1])));
     if (filter == 0) return fail(71);
 
+    SaveOptions options;
+    options.progress = batch_progress_on();
+    // Line-by-line work from TIFF to TIFF or JPEG streams a band at a time.
+    if (save_filter_writes_bands(filter)) {
+        BandRun run;
+        run.filter = filter;
+        run.descriptor = &d;
+        run.params = params.get();
+        run.save = options;
+        const int err = band_run(files[0], files[1], run);
+        if (err != band_run_declined) return err ? fail(err) : 0;
+    }
     ImageHolder input;
     std::vector<std::uint8_t> profile;
     if (int err = batch_read(files[0], input.get(), &profile)) return fail(err);
@@ -138,8 +151,6 @@ int batch_apply(const std::vector<std::string>& args) {
     // A profile describes colour or gray: it goes where the result changed
     // from one to the other.
     if (image_is_colour(output.get()) != image_is_colour(input.get())) profile.clear();
-    SaveOptions options;
-    options.progress = batch_progress_on();
     if (int err = WriteImage(files[1].c_str(), filter, output.get(), profile, options))
         return fail(err);
     return 0;

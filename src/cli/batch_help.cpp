@@ -131,6 +131,7 @@ void print_field(const TransformField& f, const void* defaults) {
                    "values); styles 0 step, 1 linear, 2 spline, 3 gamma";
             break;
         case ControlKind::range:
+        case ControlKind::zone_strip:
         case ControlKind::colour: {
             std::string names, values;
             for (std::size_t k = 0; k < f.words.size(); ++k) {
@@ -139,12 +140,17 @@ void print_field(const TransformField& f, const void* defaults) {
                 values += std::to_string(f.part(defaults, static_cast<int>(k)));
             }
             name = names;
-            what = f.kind == ControlKind::range ? "IN_LOW..IN_HIGH map to OUT_LOW..OUT_HIGH, "
-                                                : "the filter's red, green and blue, ";
+            what = f.kind == ControlKind::range        ? "IN_LOW..IN_HIGH map to OUT_LOW..OUT_HIGH, "
+                   : f.kind == ControlKind::zone_strip ? "input levels of the black point, the "
+                                                         "thresholds and the white point, "
+                                                       : "the filter's red, green and blue, ";
             what += "0 to 255; default " + values;
             if (f.kind == ControlKind::range) what += " (the editor finds it in the picture)";
             break;
         }
+        case ControlKind::number:
+            what = "a number; default " + number_text(f.default_value);
+            break;
         case ControlKind::amount:
             what = "0 to 1024 (1024 is 100 %)";
             if (f.bipolar) what += ", 512 neutral";

@@ -27,6 +27,7 @@
 #include "file/jpeg_io.h"
 #include "file/tiff_reader.h"
 #include "file/write_image.h"
+#include "workflow/band_run.h"
 
 namespace {
 
@@ -186,6 +187,14 @@ int convert(const std::vector<std::string>& args) {
         if (options.tiff_thumbnail) return refuse_option("--thumbnail", "TIFF");
     }
 
+    // TIFF to TIFF or JPEG streams a band at a time; anything else goes whole.
+    if (save_filter_writes_bands(filter)) {
+        BandRun run;
+        run.filter = filter;
+        run.save = options;
+        const int err = band_run(in, out, run);
+        if (err != band_run_declined) return err ? fail(err) : 0;
+    }
     ImageHolder image;
     std::vector<std::uint8_t> profile;
     if (int err = batch_read(in, image.get(), &profile)) return fail(err);

@@ -76,21 +76,6 @@ int hsv_saturation16(int r, int g, int b) {
     return hi == 0 ? 0 : static_cast<int>(i64{hi - min3(r, g, b)} * 65535 / hi);
 }
 
-void scale_to_value(int& r, int& g, int& b, int old_value, int new_value) {
-    if (old_value == new_value) return;
-    if (old_value != 0 && new_value != 0) {
-        // Samples and values are at most 65535, so the products fit 32 bits
-        // unsigned, whose division is the quicker one.
-        using u32 = std::uint32_t;
-        const u32 n = static_cast<u32>(new_value), o = static_cast<u32>(old_value);
-        r = static_cast<int>(static_cast<u32>(r) * n / o);
-        g = static_cast<int>(static_cast<u32>(g) * n / o);
-        b = static_cast<int>(static_cast<u32>(b) * n / o);
-    } else {
-        r = g = b = new_value;
-    }
-}
-
 void rgb_to_hsv8(int r, int g, int b, int& h, int& s, int& v) {
     const int r12 = to12[r], g12 = to12[g], b12 = to12[b];
     const int hi = max3(r12, g12, b12), lo = min3(r12, g12, b12), d = hi - lo;

@@ -37,10 +37,24 @@ int hsv_saturation8(int r, int g, int b);
 int hsv_saturation16(int r, int g, int b);
 
 // Changes a colour's value from `old_value` to `new_value` (both on the
-// samples' scale, normally max3 of the colour) keeping hue and saturation:
-// equal values change nothing; both non-zero scale each sample by
-// new_value / old_value (truncating); otherwise all three become new_value.
-void scale_to_value(int& r, int& g, int& b, int old_value, int new_value);
+// samples' scale 0..65535, normally max3 of the colour) keeping hue and
+// saturation: equal values change nothing; both non-zero scale each sample
+// by new_value / old_value (truncating); otherwise all three become new_value.
+// Inline: every table transformation calls it per pixel.
+inline void scale_to_value(int& r, int& g, int& b, int old_value, int new_value) {
+    if (old_value == new_value) return;
+    if (old_value != 0 && new_value != 0) {
+        // Samples and values are at most 65535, so the products fit 32 bits
+        // unsigned, whose division is the quicker one.
+        using u32 = std::uint32_t;
+        const u32 n = static_cast<u32>(new_value), o = static_cast<u32>(old_value);
+        r = static_cast<int>(static_cast<u32>(r) * n / o);
+        g = static_cast<int>(static_cast<u32>(g) * n / o);
+        b = static_cast<int>(static_cast<u32>(b) * n / o);
+    } else {
+        r = g = b = new_value;
+    }
+}
 
 // 8-bit samples <-> hue, saturation, value on 0..4096.
 void rgb_to_hsv8(int r, int g, int b, int& h, int& s, int& v);

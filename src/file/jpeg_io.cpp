@@ -103,7 +103,6 @@ int open_error() {
 struct ReadContext : Context {
     jpeg_decompress_struct cinfo{};
     std::FILE* file = nullptr;
-    Image* image = nullptr;
     std::vector<std::uint8_t>* profile = nullptr;
     bool show_progress = false;
     double default_resolution = 100.0;
@@ -164,7 +163,9 @@ void cmyk_to_bgr(const std::uint8_t* cmyk, std::uint8_t* bgr, int width, bool in
     }
 }
 
-int decode(ReadContext* c) {
+// Reads the header and starts the decompressor; the Image type the lines
+// become is put in `*type`, and cinfo holds the size and density.
+int decode_start(ReadContext* c, int* type) {
     jpeg_decompress_struct* cinfo = &c->cinfo;
     if (setjmp(c->jump)) return c->cancelled ? err_aborted : err_read_jpeg;
 
@@ -173,10 +174,10 @@ int decode(ReadContext* c) {
     if (c->profile) jpeg_save_markers(cinfo, JPEG_APP0 + 2, 0xFFFF);
     jpeg_read_header(cinfo, TRUE);
 
-    int type = image_type_colour8;
+    *type = image_type_colour8;
     switch (cinfo->jpeg_color_space) {
         case JCS_GRAYSCALE:
-            type = image_type_gray8;
+            *type = image_type_gray8;
             cinfo->out_color_space = JCS_GRAYSCALE;
             break;
         case JCS_CMYK:
@@ -206,29 +207,49 @@ int decode(ReadContext* c) {
     }
 
     jpeg_start_decompress(cinfo);
-    const int width = static_cast<int>(cinfo->output_width);
-    const int height = static_cast<int>(cinfo->output_height);
-    if (int err = image_alloc(c->image, type, width, height,
-                              resolution_of(*cinfo, c->default_resolution)))
-        return err;
-
-    const bool cmyk = cinfo->out_color_space == JCS_CMYK;
-    if (cmyk) {
+    if (cinfo->out_color_space == JCS_CMYK) {
         try {
-            c->cmyk_line.resize(static_cast<std::size_t>(width) * 4);
+            c->cmyk_line.resize(static_cast<std::size_t>(cinfo->output_width) * 4);
         } catch (const std::bad_alloc&) {
             return err_memory;
         }
     }
-    while (cinfo->output_scanline < cinfo->output_height) {
-        // The file's first line is the picture's top: the Image's last line.
-        std::uint8_t* line = c->image->rows[height - 1 - static_cast<int>(cinfo->output_scanline)];
+    return 0;
+}
+
+// Decodes the next image->height lines of the file into `image`, the first
+// of them into its top line.
+int decode_lines(ReadContext* c, Image* image) {
+    jpeg_decompress_struct* cinfo = &c->cinfo;
+    if (setjmp(c->jump)) return c->cancelled ? err_aborted : err_read_jpeg;
+    const bool cmyk = cinfo->out_color_space == JCS_CMYK;
+    const int width = static_cast<int>(cinfo->output_width);
+    for (int y = 0; y < image->height; ++y) {
+        std::uint8_t* line = image->rows[image->height - 1 - y];
         JSAMPROW row = cmyk ? c->cmyk_line.data() : line;
         if (jpeg_read_scanlines(cinfo, &row, 1) != 1) return err_read_jpeg;
         if (cmyk) cmyk_to_bgr(c->cmyk_line.data(), line, width, cinfo->saw_Adobe_marker);
     }
-    jpeg_finish_decompress(cinfo);
+    return 0;
+}
+
+int decode_finish(ReadContext* c) {
+    if (setjmp(c->jump)) return c->cancelled ? err_aborted : err_read_jpeg;
+    jpeg_finish_decompress(&c->cinfo);
     return c->truncated ? err_read_jpeg : 0;
+}
+
+// A read context over an open file, ready for decode_start.
+std::unique_ptr<ReadContext> read_context(std::FILE* file, std::vector<std::uint8_t>* profile,
+                                          bool progress, double default_resolution) {
+    auto context = std::unique_ptr<ReadContext>(new (std::nothrow) ReadContext);
+    if (!context) return context;
+    init_context(context.get(), reinterpret_cast<jpeg_common_struct*>(&context->cinfo));
+    context->file = file;
+    context->profile = profile;
+    context->show_progress = progress;
+    context->default_resolution = default_resolution;
+    return context;
 }
 
 // ---- Writing ----------------------------------------------------------------
@@ -265,6 +286,9 @@ void write_profile(jpeg_compress_struct* cinfo, std::span<const std::uint8_t> pr
                           static_cast<unsigned int>(size + icc_header));
     }
 }
+
+// Lines a fill makes at a time.
+constexpr int fill_lines = 64;
 
 int encode(WriteContext* c, std::uint8_t* marker_buffer) {
     jpeg_compress_struct* cinfo = &c->cinfo;
@@ -303,7 +327,14 @@ int encode(WriteContext* c, std::uint8_t* marker_buffer) {
     if (!options.profile.empty()) write_profile(cinfo, options.profile, marker_buffer);
 
     while (cinfo->next_scanline < cinfo->image_height) {
-        const int y = image->height - 1 - static_cast<int>(cinfo->next_scanline);
+        const int next = static_cast<int>(cinfo->next_scanline);
+        if (options.fill && next % fill_lines == 0) {
+            if (int err = options.fill(next, std::min(fill_lines, image->height - next))) {
+                jpeg_abort_compress(cinfo);
+                return err;
+            }
+        }
+        const int y = image->height - 1 - next;
         JSAMPROW row = image->rows[y];
         jpeg_write_scanlines(cinfo, &row, 1);
     }
@@ -320,22 +351,82 @@ int ReadJPEGAndProfile(const char* path, Image* image, std::vector<std::uint8_t>
     File file(std::fopen(path, "rb"));
     if (!file) return open_error();
 
-    auto context = std::unique_ptr<ReadContext>(new (std::nothrow) ReadContext);
+    auto context = read_context(file.get(), profile, progress, default_resolution);
     if (!context) return err_memory;
-    init_context(context.get(), reinterpret_cast<jpeg_common_struct*>(&context->cinfo));
-    context->file = file.get();
-    context->image = image;
-    context->profile = profile;
-    context->show_progress = progress;
-    context->default_resolution = default_resolution;
-
-    int err = decode(context.get());
+    int type = 0;
+    int err = decode_start(context.get(), &type);
+    const jpeg_decompress_struct& cinfo = context->cinfo;
+    if (err == 0)
+        err = image_alloc(image, type, static_cast<int>(cinfo.output_width),
+                          static_cast<int>(cinfo.output_height),
+                          resolution_of(cinfo, default_resolution));
+    if (err == 0) err = decode_lines(context.get(), image);
+    if (err == 0) err = decode_finish(context.get());
     jpeg_destroy_decompress(&context->cinfo);
     if (err != 0) {
         image_free(image);
         if (profile) profile->clear();
     }
     return err;
+}
+
+struct JpegBandReader::State {
+    File file;
+    std::unique_ptr<ReadContext> context;
+    std::vector<std::uint8_t> profile;
+    int type = 0;
+    double resolution = 0.0;
+
+    ~State() {
+        if (context) jpeg_destroy_decompress(&context->cinfo);
+    }
+};
+
+JpegBandReader::JpegBandReader() = default;
+JpegBandReader::~JpegBandReader() = default;
+
+int JpegBandReader::open(const char* path, double default_resolution) {
+    state_.reset();
+    auto state = std::make_unique<State>();
+    state->file.reset(std::fopen(path, "rb"));
+    if (!state->file) return open_error();
+    state->context = read_context(state->file.get(), &state->profile, false, default_resolution);
+    if (!state->context) return err_memory;
+    if (int err = decode_start(state->context.get(), &state->type)) return err;
+    state->resolution = resolution_of(state->context->cinfo, default_resolution);
+    state_ = std::move(state);
+    return 0;
+}
+
+int JpegBandReader::type() const {
+    return state_ ? state_->type : 0;
+}
+int JpegBandReader::width() const {
+    return state_ ? static_cast<int>(state_->context->cinfo.output_width) : 0;
+}
+int JpegBandReader::height() const {
+    return state_ ? static_cast<int>(state_->context->cinfo.output_height) : 0;
+}
+double JpegBandReader::resolution() const {
+    return state_ ? state_->resolution : 0.0;
+}
+const std::vector<std::uint8_t>& JpegBandReader::profile() const {
+    static const std::vector<std::uint8_t> none;
+    return state_ ? state_->profile : none;
+}
+int JpegBandReader::lines_left() const {
+    if (!state_) return 0;
+    const jpeg_decompress_struct& cinfo = state_->context->cinfo;
+    return static_cast<int>(cinfo.output_height - cinfo.output_scanline);
+}
+
+int JpegBandReader::read(Image* band) {
+    if (!state_ || band->type != type() || band->width != width() || band->height <= 0 ||
+        band->height > lines_left())
+        return err_illegal_type;
+    if (int err = decode_lines(state_->context.get(), band)) return err;
+    // The end of the file tells whether it was cut short.
+    return lines_left() == 0 ? decode_finish(state_->context.get()) : 0;
 }
 
 int WriteJPEG(const char* path, const Image* image, const JpegWriteOptions& options) {

@@ -5,6 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -44,6 +46,34 @@ inline constexpr std::size_t jpeg_profile_chunk = 32000;
                                      std::vector<std::uint8_t>* profile, bool progress,
                                      double default_resolution);
 
+// A JPEG file read a band of lines at a time, top line first, for work that
+// passes through a picture without holding all of it: the lines, resolution
+// and profile ReadJPEGAndProfile gives, byte for byte.
+class JpegBandReader {
+public:
+    JpegBandReader();
+    ~JpegBandReader();
+    JpegBandReader(const JpegBandReader&) = delete;
+    JpegBandReader& operator=(const JpegBandReader&) = delete;
+
+    // 0 or ReadJPEGAndProfile's error code, with nothing open.
+    [[nodiscard]] int open(const char* path, double default_resolution);
+    int type() const;
+    int width() const;
+    int height() const;
+    double resolution() const;
+    const std::vector<std::uint8_t>& profile() const;
+    int lines_left() const;
+    // Reads the next band->height lines into `band`, allocated by the caller
+    // with type() and width(). 0 or an error code; 22 at the last band of a
+    // file cut short.
+    [[nodiscard]] int read(Image* band);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
 struct JpegWriteOptions {
     int quality = jpeg_default_quality;  // 0 to 100, the library's own scale
     int sampling = jpeg_sampling_444;    // JpegSampling; gray images ignore it
@@ -55,6 +85,11 @@ struct JpegWriteOptions {
     // for none.
     std::span<const std::uint8_t> exif;
     bool progress = true;
+    // For a picture made while it is written: called from the top before each
+    // group of lines is compressed, it makes file lines first .. first +
+    // count - 1 valid and points the Image's `rows` at them. 0 or an error
+    // code, which ends the writing.
+    std::function<int(int first, int count)> fill;
 };
 
 // Writes an Image of type 2 or 3 (else 24) as a JFIF file at `path`, whose

@@ -353,10 +353,12 @@ LineRoutine pick_routine(bool swap, bool sum) {
 }
 
 // Turns file lines, top line first, into Image lines: inversion first, then
-// the samples into the Image's order, then the differencing undone.
+// the samples into the Image's order, then the differencing undone. The Image
+// holds the file's lines from `first` on, its top line being line `first`.
 class LineConverter {
 public:
-    LineConverter(const Layout& l, bool big_endian, Image* image) : l_(l), image_(image) {
+    LineConverter(const Layout& l, bool big_endian, Image* image, int first)
+        : l_(l), image_(image), first_(first) {
         const bool sum = l.predictor == 2;
         switch (l.type) {
             case image_type_gray8:
@@ -383,7 +385,7 @@ public:
         return routine_ && !l_.invert && l_.samples == samples &&
                l_.line_size == image_line_bytes(image_);
     }
-    std::uint8_t* row(int y) const { return image_->rows[image_->height - 1 - y]; }
+    std::uint8_t* row(int y) const { return image_->rows[image_->height - 1 - (y - first_)]; }
     void convert_in_place(int y) const {
         std::uint8_t* line = row(y);
         routine_(line, line, l_.width, l_.samples);
@@ -392,7 +394,7 @@ public:
     // `line` is the file's line `y` counted from the top; it is changed in place
     // when inverted.
     void convert(std::uint8_t* line, int y) const {
-        std::uint8_t* out = image_->rows[image_->height - 1 - y];
+        std::uint8_t* out = row(y);
         const int w = l_.width;
         if (l_.invert) {
             for (std::int64_t i = 0; i < l_.line_size; ++i)
@@ -419,6 +421,7 @@ public:
 private:
     const Layout& l_;
     Image* image_;
+    int first_;
     LineRoutine routine_ = nullptr;
 };
 
@@ -456,74 +459,86 @@ struct StripSlot {
     }
 };
 
-int read_strips(const TiffSource& source, const Layout& l, Image* image, bool progress) {
-    if (l.predictor == 2 && l.type == image_type_binary) return err_predictor_binary;
+// Reads uncompressed file lines first .. end - 1 (top first) into the image.
+int read_plain_lines(const TiffSource& source, const Layout& l, const LineConverter& converter,
+                     int first, int end, ProgressScope* scope) {
     const std::uint64_t line = static_cast<std::uint64_t>(l.line_size);
-    const std::uint64_t strips = strip_count(l);
-    const LineConverter converter(l, source.big_endian, image);
-    std::unique_ptr<ProgressScope> scope;
-    if (progress) {
-        const auto pixels = static_cast<std::int32_t>(static_cast<std::uint32_t>(l.width) *
-                                                      static_cast<std::uint32_t>(l.height));
-        scope = std::make_unique<ProgressScope>("File Open", pixels, 0, l.height, true);
-    }
-    if (l.compression == 1) {
-        std::vector<std::uint8_t> data;
-        int row = 0;
-        for (std::uint64_t s = 0; s < strips; ++s) {
-            const std::uint64_t rows =
-                std::min<std::uint64_t>(l.rows_per_strip, l.height - s * l.rows_per_strip);
-            const std::uint64_t offset = l.offsets[s];
-            const std::uint64_t count = s < l.counts.size() ? l.counts[s] : 0;
-            if (converter.in_place() && count >= rows * line) {
-                // Straight into the image: no copy of the pixels on the way.
-                const std::uint64_t group = std::max<std::uint64_t>(1, read_chunk_bytes / line);
-                for (std::uint64_t done = 0; done < rows; done += group) {
-                    const int n_rows = static_cast<int>(std::min(group, rows - done));
-                    for (int r = 0; r < n_rows; ++r)
-                        if (int err = tiff_read(source, offset + (done + r) * line,
-                                                converter.row(row + r), line))
-                            return err;
-                    parallel_for(n_rows, [&](int r) { converter.convert_in_place(row + r); });
-                    row += n_rows;
-                    if (scope)
-                        if (int err = scope->step(row)) return err;
-                }
-                continue;
-            }
-            std::uint64_t chunk = rows;
-            if (rows * line > read_chunk_bytes) {
-                chunk = read_chunk_bytes / line;
-                if (chunk == 0) return err_too_wide_to_read;
-            }
-            std::uint64_t taken = 0;
-            for (std::uint64_t done = 0; done < rows; done += chunk) {
-                const std::uint64_t n_rows = std::min(chunk, rows - done);
-                const std::uint64_t want = n_rows * line;
-                if (data.size() < want) data.resize(want);
-                const std::uint64_t n = std::min(want, count > taken ? count - taken : 0);
-                if (int err = tiff_read(source, offset + taken, data.data(), n)) return err;
-                taken += n;
-                parallel_for(static_cast<int>(n_rows), [&](int r) {
-                    converter.convert(data.data() + static_cast<std::uint64_t>(r) * line, row + r);
-                });
-                row += static_cast<int>(n_rows);
+    std::vector<std::uint8_t> data;
+    int row = first;
+    while (row < end) {
+        const std::uint64_t s = static_cast<std::uint64_t>(row) / l.rows_per_strip;
+        const std::uint64_t strip_top = s * l.rows_per_strip;
+        const std::uint64_t rows = std::min<std::uint64_t>(l.rows_per_strip, l.height - strip_top);
+        const std::uint64_t skip = static_cast<std::uint64_t>(row) - strip_top;
+        const std::uint64_t take = std::min<std::uint64_t>(rows - skip, end - row);
+        const std::uint64_t offset = l.offsets[s];
+        const std::uint64_t count = s < l.counts.size() ? l.counts[s] : 0;
+        if (converter.in_place() && count >= rows * line) {
+            // Straight into the image: no copy of the pixels on the way.
+            const std::uint64_t group = std::max<std::uint64_t>(1, read_chunk_bytes / line);
+            for (std::uint64_t done = 0; done < take; done += group) {
+                const int n_rows = static_cast<int>(std::min(group, take - done));
+                for (int r = 0; r < n_rows; ++r)
+                    if (int err = tiff_read(source, offset + (skip + done + r) * line,
+                                            converter.row(row + r), line))
+                        return err;
+                parallel_for(n_rows, [&](int r) { converter.convert_in_place(row + r); });
+                row += n_rows;
                 if (scope)
                     if (int err = scope->step(row)) return err;
             }
+            continue;
         }
-        return 0;
+        std::uint64_t chunk = take;
+        if (take * line > read_chunk_bytes) {
+            chunk = read_chunk_bytes / line;
+            if (chunk == 0) return err_too_wide_to_read;
+        }
+        // A strip shorter than its lines gives what it holds; the rest of
+        // those lines is left as it was.
+        std::uint64_t taken = skip * line;
+        for (std::uint64_t done = 0; done < take; done += chunk) {
+            const std::uint64_t n_rows = std::min(chunk, take - done);
+            const std::uint64_t want = n_rows * line;
+            if (data.size() < want) data.resize(want);
+            const std::uint64_t n = std::min(want, count > taken ? count - taken : 0);
+            if (int err = tiff_read(source, offset + taken, data.data(), n)) return err;
+            taken += n;
+            parallel_for(static_cast<int>(n_rows), [&](int r) {
+                converter.convert(data.data() + static_cast<std::uint64_t>(r) * line, row + r);
+            });
+            row += static_cast<int>(n_rows);
+            if (scope)
+                if (int err = scope->step(row)) return err;
+        }
     }
+    return 0;
+}
 
-    // Compressed strips: read in order, decoded and converted a batch at a time
-    // on all cores, each strip into its own rows.
+// Reads compressed file lines first .. end - 1: the strips that hold them are
+// read in order, decoded and converted a batch at a time on all cores, each
+// strip into its own rows.
+int read_packed_lines(const TiffSource& source, const Layout& l, const LineConverter& converter,
+                      int first, int end, ProgressScope* scope) {
+    const std::uint64_t line = static_cast<std::uint64_t>(l.line_size);
+    const std::uint64_t first_strip = static_cast<std::uint64_t>(first) / l.rows_per_strip;
+    const std::uint64_t end_strip = (static_cast<std::uint64_t>(end) - 1) / l.rows_per_strip + 1;
     const std::uint64_t strip_bytes = l.rows_per_strip * line;
     const int batch = strip_bytes > batch_strip_bytes
                           ? 1
-                          : static_cast<int>(std::min<std::uint64_t>(parallel_threads(), strips));
+                          : static_cast<int>(std::min<std::uint64_t>(parallel_threads(),
+                                                                     end_strip - first_strip));
+    // The lines of strip s that fall in the band.
+    auto lines_of = [&](std::uint64_t s, int& top, int& bottom) {
+        const std::uint64_t strip_top = s * l.rows_per_strip;
+        top = std::max(first, static_cast<int>(strip_top));
+        bottom = std::min(
+            end, static_cast<int>(std::min<std::uint64_t>(strip_top + l.rows_per_strip, l.height)));
+    };
     std::vector<StripSlot> slots(static_cast<std::size_t>(batch));
-    for (std::uint64_t start = 0; start < strips; start += static_cast<std::uint64_t>(batch)) {
-        const int count = static_cast<int>(std::min<std::uint64_t>(batch, strips - start));
+    for (std::uint64_t start = first_strip; start < end_strip;
+         start += static_cast<std::uint64_t>(batch)) {
+        const int count = static_cast<int>(std::min<std::uint64_t>(batch, end_strip - start));
         for (int k = 0; k < count; ++k) {
             const std::uint64_t s = start + static_cast<std::uint64_t>(k);
             const std::uint64_t offset = l.offsets[s];
@@ -537,8 +552,9 @@ int read_strips(const TiffSource& source, const Layout& l, Image* image, bool pr
         const bool alone = count == 1;
         parallel_for(count, [&](int k) {
             const std::uint64_t s = start + static_cast<std::uint64_t>(k);
-            const std::uint64_t first = s * l.rows_per_strip;
-            const std::uint64_t rows = std::min<std::uint64_t>(l.rows_per_strip, l.height - first);
+            const std::uint64_t strip_top = s * l.rows_per_strip;
+            const std::uint64_t rows =
+                std::min<std::uint64_t>(l.rows_per_strip, l.height - strip_top);
             const std::uint64_t want = rows * line;
             StripSlot& slot = slots[static_cast<std::size_t>(k)];
             if (slot.data.size() < want) slot.data.resize(want);
@@ -547,28 +563,47 @@ int read_strips(const TiffSource& source, const Layout& l, Image* image, bool pr
                              ? tiff_lzw_decode(slot.packed.data(), in_size, slot.data.data(), want)
                              : slot.inflate(in_size, want);
             if (slot.error || alone) return;
-            for (std::uint64_t r = 0; r < rows; ++r)
-                converter.convert(slot.data.data() + r * line, static_cast<int>(first + r));
+            int top = 0, bottom = 0;
+            lines_of(s, top, bottom);
+            for (int y = top; y < bottom; ++y)
+                converter.convert(slot.data.data() + (y - strip_top) * line, y);
         });
         for (int k = 0; k < count; ++k) {
             const std::uint64_t s = start + static_cast<std::uint64_t>(k);
-            const int first = static_cast<int>(s * l.rows_per_strip);
-            const int rows = static_cast<int>(
-                std::min<std::uint64_t>(l.rows_per_strip, l.height - s * l.rows_per_strip));
+            const std::uint64_t strip_top = s * l.rows_per_strip;
+            int top = 0, bottom = 0;
+            lines_of(s, top, bottom);
             const StripSlot& slot = slots[static_cast<std::size_t>(k)];
             if (slot.error) return slot.error;
             if (alone) {
-                for (int row = first; row < first + rows; ++row) {
-                    converter.convert(slots[0].data.data() + (row - first) * line, row);
-                    if (scope && (row & 255) == 255)
-                        if (int cancel = scope->step(row)) return cancel;
+                for (int y = top; y < bottom; ++y) {
+                    converter.convert(slots[0].data.data() + (y - strip_top) * line, y);
+                    if (scope && (y & 255) == 255)
+                        if (int cancel = scope->step(y)) return cancel;
                 }
             }
             if (scope)
-                if (int cancel = scope->step(first + rows)) return cancel;
+                if (int cancel = scope->step(bottom)) return cancel;
         }
     }
     return 0;
+}
+
+// Reads file lines first .. first + image->height - 1 into `image`, whose top
+// line gets line `first`.
+int read_lines(const TiffSource& source, const Layout& l, Image* image, int first,
+               bool progress) {
+    if (l.predictor == 2 && l.type == image_type_binary) return err_predictor_binary;
+    const LineConverter converter(l, source.big_endian, image, first);
+    std::unique_ptr<ProgressScope> scope;
+    if (progress) {
+        const auto pixels = static_cast<std::int32_t>(static_cast<std::uint32_t>(l.width) *
+                                                      static_cast<std::uint32_t>(l.height));
+        scope = std::make_unique<ProgressScope>("File Open", pixels, 0, l.height, true);
+    }
+    const int end = first + image->height;
+    return l.compression == 1 ? read_plain_lines(source, l, converter, first, end, scope.get())
+                              : read_packed_lines(source, l, converter, first, end, scope.get());
 }
 
 int read_ifd_image(const TiffSource& source, std::uint32_t ifd, Image* image, bool progress) {
@@ -580,7 +615,7 @@ int read_ifd_image(const TiffSource& source, std::uint32_t ifd, Image* image, bo
     settle_byte_counts(&l);
     const double dpi = l.resolution > 0.0 ? l.resolution : preferences().defaultres;
     if (int err = image_alloc(image, l.type, l.width, l.height, dpi * l.unit_factor)) return err;
-    if (int err = read_strips(source, l, image, progress)) return err;
+    if (int err = read_lines(source, l, image, 0, progress)) return err;
     if (l.orientation >= 2) return image_rotate(image, rotation_from_tiff(l.orientation));
     return 0;
 }
@@ -619,6 +654,65 @@ int first_subifd(const TiffSource& source, const std::vector<TiffEntry>& entries
 }
 
 }  // namespace
+
+struct TiffBandReader::State {
+    FilePtr file;
+    TiffSource source;
+    Layout layout;
+    double resolution = 0.0;
+    int next = 0;
+};
+
+TiffBandReader::TiffBandReader() = default;
+TiffBandReader::~TiffBandReader() = default;
+
+int TiffBandReader::open(const char* file_name) {
+    state_.reset();
+    auto state = std::make_unique<State>();
+    std::vector<TiffEntry> entries;
+    if (int err = read_first_ifd(file_name, &state->file, &state->source, &entries)) return err;
+    Layout& l = state->layout;
+    if (int err = parse_tags(state->source, entries, &l)) return err;
+    if (int err = check_layout(&l)) return err;
+    if (l.orientation >= 2) return err_orientation;
+    if (l.predictor == 2 && l.type == image_type_binary) return err_predictor_binary;
+    settle_byte_counts(&l);
+    const double dpi = l.resolution > 0.0 ? l.resolution : preferences().defaultres;
+    state->resolution = dpi * l.unit_factor;
+    state_ = std::move(state);
+    return 0;
+}
+
+int TiffBandReader::type() const {
+    return state_ ? state_->layout.type : 0;
+}
+int TiffBandReader::width() const {
+    return state_ ? state_->layout.width : 0;
+}
+int TiffBandReader::height() const {
+    return state_ ? state_->layout.height : 0;
+}
+double TiffBandReader::resolution() const {
+    return state_ ? state_->resolution : 0.0;
+}
+int TiffBandReader::lines_left() const {
+    return state_ ? state_->layout.height - state_->next : 0;
+}
+
+int TiffBandReader::strip_lines() const {
+    if (!state_ || state_->layout.compression == 1) return 1;
+    return static_cast<int>(state_->layout.rows_per_strip);
+}
+
+int TiffBandReader::read(Image* band) {
+    if (!state_ || band->type != state_->layout.type || band->width != state_->layout.width ||
+        band->height <= 0 || band->height > lines_left())
+        return err_illegal_type;
+    if (int err = read_lines(state_->source, state_->layout, band, state_->next, false))
+        return err;
+    state_->next += band->height;
+    return 0;
+}
 
 int TiffReadAt(std::FILE* file, std::int64_t base, Image* image, bool progress) {
     TiffSource source;

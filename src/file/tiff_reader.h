@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <vector>
 
 struct Image;
@@ -21,6 +22,39 @@ struct Image;
 // position), with the own reader only. The file is left positioned behind the
 // last strip read, where a container may keep more data.
 [[nodiscard]] int TiffReadAt(std::FILE* file, std::int64_t base, Image* image, bool progress);
+
+// A TIFF file read a band of lines at a time, top line first, for work that
+// passes through a picture without holding all of it. Only what the own
+// reader takes as it stands is opened (orientation 1); for anything else
+// `open` returns an error code and the file is read whole instead. The lines
+// are those TiffRead gives, byte for byte.
+class TiffBandReader {
+public:
+    TiffBandReader();
+    ~TiffBandReader();
+    TiffBandReader(const TiffBandReader&) = delete;
+    TiffBandReader& operator=(const TiffBandReader&) = delete;
+
+    // 0, or an error code with nothing open.
+    [[nodiscard]] int open(const char* file_name);
+    int type() const;
+    int width() const;
+    int height() const;
+    double resolution() const;  // pixels per inch
+    // Lines not yet read.
+    int lines_left() const;
+    // Lines of a compressed strip, which is decoded whole: bands of a multiple
+    // of it decode each strip once. 1 when every line is read on its own.
+    int strip_lines() const;
+    // Reads the next band->height lines into `band`, which the caller has
+    // allocated with type() and width(): its top line gets the first line not
+    // yet read. 0 or an error code.
+    [[nodiscard]] int read(Image* band);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
 
 // Reads the first image of IFD0's SubIFD list when it is marked as a reduced
 // image, with no progress. False, with `image` empty, when there is none or it

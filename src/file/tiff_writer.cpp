@@ -332,11 +332,9 @@ std::vector<std::uint8_t> longs(const std::vector<std::uint32_t>& values) {
     return b;
 }
 
-}  // namespace
-
-int TiffWrite(std::FILE* file, const Image* image, std::span<const TiffField> fields,
-              std::size_t profile_size, const std::uint8_t* profile, int mask_bits, int compression,
-              bool thumbnail, bool progress) {
+int write_stream(std::FILE* file, const Image* image, std::span<const TiffField> fields,
+                 std::size_t profile_size, const std::uint8_t* profile, int mask_bits,
+                 int compression, bool thumbnail, const TiffLineFill* fill, bool progress) {
     if (!writable_type(image->type) || image->width <= 0 || image->height <= 0 || !image->rows)
         return err_type;
     if (compression < tiff_compression_none || compression > tiff_compression_lzw)
@@ -431,6 +429,12 @@ int TiffWrite(std::FILE* file, const Image* image, std::span<const TiffField> fi
     std::vector<std::uint32_t> counts(strips);
     for (std::uint32_t start = 0; start < strips; start += static_cast<std::uint32_t>(batch)) {
         const int count = static_cast<int>(std::min<std::uint32_t>(batch, strips - start));
+        if (fill) {
+            const std::uint32_t first = start * rows_per_strip;
+            const std::uint32_t end = std::min(height, (start + count) * rows_per_strip);
+            if (int err = (*fill)(static_cast<int>(first), static_cast<int>(end - first)))
+                return err;
+        }
         parallel_for(count, [&](int k) {
             StripWorker& worker = workers[static_cast<std::size_t>(k)];
             const std::uint32_t first = (start + k) * rows_per_strip;
@@ -456,6 +460,22 @@ int TiffWrite(std::FILE* file, const Image* image, std::span<const TiffField> fi
         !out.patch(ifd0.position_of(279), longs(counts)) || !out.finish())
         return err_write;
     return 0;
+}
+
+}  // namespace
+
+int TiffWrite(std::FILE* file, const Image* image, std::span<const TiffField> fields,
+              std::size_t profile_size, const std::uint8_t* profile, int mask_bits, int compression,
+              bool thumbnail, bool progress) {
+    return write_stream(file, image, fields, profile_size, profile, mask_bits, compression,
+                        thumbnail, nullptr, progress);
+}
+
+int TiffWriteBands(std::FILE* file, const Image* image, std::span<const TiffField> fields,
+                   std::size_t profile_size, const std::uint8_t* profile, int mask_bits,
+                   int compression, const TiffLineFill& fill, bool progress) {
+    return write_stream(file, image, fields, profile_size, profile, mask_bits, compression, false,
+                        &fill, progress);
 }
 
 int tiff_reduce_for_thumbnail(const Image* image, Image* thumbnail) {

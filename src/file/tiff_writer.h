@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -37,6 +38,20 @@ struct TiffField {
 [[nodiscard]] int TiffWrite(std::FILE* file, const Image* image, std::span<const TiffField> fields,
                             std::size_t profile_size, const std::uint8_t* profile, int mask_bits,
                             int compression, bool thumbnail, bool progress);
+
+// Makes file lines first .. first + count - 1 (0 at the top) of the image
+// being written valid: their pixels are there and its `rows` point at them.
+// 0 or an error code, which ends the writing.
+using TiffLineFill = std::function<int(int first, int count)>;
+
+// TiffWrite for a picture that is made while it is written: `image` has the
+// picture's type, size and resolution and a `rows` table of its height, and
+// `fill` is called, in order from the top, before each group of lines is
+// packed. Writes no thumbnail; otherwise the file is the one TiffWrite gives.
+[[nodiscard]] int TiffWriteBands(std::FILE* file, const Image* image,
+                                 std::span<const TiffField> fields, std::size_t profile_size,
+                                 const std::uint8_t* profile, int mask_bits, int compression,
+                                 const TiffLineFill& fill, bool progress);
 
 // The thumbnail's reduction: `image` shrunk to fit within 300 by 300 pixels, by
 // averaging boxes of pixels. Images that fit already are copied.

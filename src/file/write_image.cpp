@@ -17,11 +17,14 @@ namespace {
 constexpr int err_tiff_write = 57;
 
 int write_tiff(const std::string& path, const Image* image, std::span<const std::uint8_t> profile,
-               const SaveOptions& options) {
+               const SaveOptions& options, const TiffLineFill* fill = nullptr) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (!file) return err_cannot_create;
-    int err = TiffWrite(file, image, options.tiff_fields, profile.size(), profile.data(), 0,
-                        options.tiff_compression, options.tiff_thumbnail, options.progress);
+    int err = fill ? TiffWriteBands(file, image, options.tiff_fields, profile.size(),
+                                    profile.data(), 0, options.tiff_compression, *fill,
+                                    options.progress)
+                   : TiffWrite(file, image, options.tiff_fields, profile.size(), profile.data(), 0,
+                               options.tiff_compression, options.tiff_thumbnail, options.progress);
     if (std::fclose(file) != 0 && err == 0) err = err_tiff_write;
     return err;
 }
@@ -44,8 +47,12 @@ bool save_filter_has_writer(int filter) {
     return filter == save_filter_tiff || filter == save_filter_jpeg || filter == save_filter_png;
 }
 
-int WriteImage(const char* path, int filter, const Image* image,
-               std::span<const std::uint8_t> profile, const SaveOptions& options) {
+namespace {
+
+// WriteImage's body; `fill`, when given, makes the lines as they are written.
+int write_image(const char* path, int filter, const Image* image,
+                std::span<const std::uint8_t> profile, const SaveOptions& options,
+                const TiffLineFill* fill) {
     if (!save_filter(filter)) return err_unknown_type;
     if (!save_filter_has_writer(filter)) return err_unsupported;
     if (int refusal = save_refusal(filter, image->type)) return refusal;
@@ -53,7 +60,7 @@ int WriteImage(const char* path, int filter, const Image* image,
     return safe_replace(path, [&](const std::string& temporary) {
         switch (filter) {
             case save_filter_tiff:
-                return write_tiff(temporary, image, profile, options);
+                return write_tiff(temporary, image, profile, options, fill);
             case save_filter_jpeg: {
                 JpegWriteOptions jpeg;
                 jpeg.quality = options.jpeg_quality;
@@ -61,10 +68,30 @@ int WriteImage(const char* path, int filter, const Image* image,
                 if (options.jpeg_profile) jpeg.profile = profile;
                 jpeg.exif = options.jpeg_exif;
                 jpeg.progress = options.progress;
+                if (fill) jpeg.fill = *fill;
                 return WriteJPEG(temporary.c_str(), image, jpeg);
             }
             default:
-                return write_png_file(temporary.c_str(), image, profile, options.progress);
+                return fill ? err_unsupported
+                            : write_png_file(temporary.c_str(), image, profile, options.progress);
         }
     });
+}
+
+}  // namespace
+
+int WriteImage(const char* path, int filter, const Image* image,
+               std::span<const std::uint8_t> profile, const SaveOptions& options) {
+    return write_image(path, filter, image, profile, options, nullptr);
+}
+
+bool save_filter_writes_bands(int filter) {
+    return filter == save_filter_tiff || filter == save_filter_jpeg;
+}
+
+int WriteImageBands(const char* path, int filter, const Image* image,
+                    std::span<const std::uint8_t> profile, const SaveOptions& options,
+                    const TiffLineFill& fill) {
+    if (!save_filter_writes_bands(filter)) return err_unsupported;
+    return write_image(path, filter, image, profile, options, &fill);
 }

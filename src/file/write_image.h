@@ -45,3 +45,15 @@ bool save_filter_has_writer(int filter);
 // with `jpeg_profile`).
 [[nodiscard]] int WriteImage(const char* path, int filter, const Image* image,
                              std::span<const std::uint8_t> profile, const SaveOptions& options);
+
+// Whether WriteImageBands writes files of this filter: TIFF and JPEG.
+bool save_filter_writes_bands(int filter);
+
+// WriteImage of a picture whose lines are made while it is written: `image`
+// has the picture's type, size and resolution and a `rows` table of its
+// height, which `fill` (TiffLineFill) points at the lines, from the top. The
+// file WriteImage gives, through the same safe replacement; a TIFF gets no
+// thumbnail. 136 for a filter it does not write.
+[[nodiscard]] int WriteImageBands(const char* path, int filter, const Image* image,
+                                  std::span<const std::uint8_t> profile,
+                                  const SaveOptions& options, const TiffLineFill& fill);

@@ -175,8 +175,10 @@ int ShellTransformHost::window_create(WindowRecord* record, const PreviewPlan& p
     made->WindowBase::window_kind = window_kind_preview;
     if (!for_apply) {
         const WindowRecord* in = window_record_of(input);
-        const int width = in ? in->image.width : record->image_x2 + 1;
-        const int height = in ? in->image.height : record->image_y2 + 1;
+        // The driver gives the whole output (of another size than the
+        // input's for Resize) as the picture rectangle.
+        const int width = record->image_x2 + 1;
+        const int height = record->image_y2 + 1;
         const int type = in ? preview_type_of(in->image.type) : 0;
         QPointer<ImageWindow> guard(made);
         ImageWindow::PreviewHooks hooks;
@@ -280,6 +282,20 @@ void ShellTransformHost::window_request_one_to_one(WindowBase* window) {
             if (image) image->set_zoom(1, false);
         },
         Qt::QueuedConnection);
+}
+
+bool ShellTransformHost::window_request_rerun(WindowBase* window) {
+    QPointer<ImageWindow> image(image_window(window));
+    if (image.isNull()) return false;
+    QMetaObject::invokeMethod(
+        image.data(),
+        [image] {
+            if (!image || image.data() != transform_state().preview_window) return;
+            const WindowRecord* record = image->record();
+            transform_view_changed({0, 0, record->view_width - 1, record->view_height - 1});
+        },
+        Qt::QueuedConnection);
+    return true;
 }
 
 void ShellTransformHost::run_open_queue() {

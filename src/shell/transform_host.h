@@ -46,6 +46,7 @@ public:
     void window_move(WindowBase* window, PreviewPoint position) override;
     PreviewPoint cascade_step() override;
     void window_request_one_to_one(WindowBase* window) override;
+    bool window_request_rerun(WindowBase* window) override;
     void run_open_queue() override;
     void panel_placement_save(WindowBase* panel, const TransformDescriptor& descriptor) override;
     void panel_placement_restore(WindowBase* panel, const TransformDescriptor& descriptor) override;

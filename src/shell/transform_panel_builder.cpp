@@ -12,6 +12,7 @@
 #include "shell/settings_file_commands.h"
 #include "shell/transform_panel.h"
 #include "shell/word_list.h"
+#include "shell/zone_strip_control.h"
 #include "transform/driver.h"
 #include "transform/tone.h"
 
@@ -19,6 +20,7 @@
 #include <QComboBox>
 #include <QGridLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMdiArea>
 #include <QMenu>
 #include <QPainter>
@@ -115,6 +117,7 @@ private:
     void* params_;
     QWidget* rows_widget_ = nullptr;
     std::vector<Row> rows_;
+    const TransformField* editing_ = nullptr;  // the number box being typed in
     int image_type_ = 0;  // what the last layout was for
     int width_ = 0;
     int height_ = 0;
@@ -186,6 +189,16 @@ void PanelControls::build(QMdiArea* area, int x, int y, int width) {
                 transform_parameter_changed();
             });
         commands->add_to_menu(menu);
+        if (!d->resets.empty()) menu->addSeparator();
+        for (const PanelReset& reset : d->resets) {
+            QAction* action = menu->addAction(text_of(reset.label));
+            action->setObjectName(text_of(reset.label).remove(u'&'));
+            connect(action, &QAction::triggered, this, [this, r = reset.reset] {
+                r(params_);
+                layout(image_type_, width_, height_);
+                transform_parameter_changed();
+            });
+        }
         grid->addWidget(options, grid->rowCount(), 0, 1, 1, Qt::AlignLeft);
     }
     rows_widget_->move(x, y);
@@ -239,6 +252,23 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             grid->addWidget(combo, line, 1);
             break;
         }
+        case ControlKind::number: {
+            // An empty box, or one that holds no number, gives 0: not set.
+            row.label = new QLabel(text_of(field.label), rows_widget_);
+            auto* edit = new QLineEdit(rows_widget_);
+            row.label->setBuddy(edit);
+            connect(edit, &QLineEdit::textEdited, this, [this, f](const QString& text) {
+                bool ok = false;
+                const double value = text.trimmed().toDouble(&ok);
+                editing_ = f;
+                changed(*f, ok ? value : 0.0);
+                editing_ = nullptr;
+            });
+            row.control = edit;
+            grid->addWidget(row.label, line, 0);
+            grid->addWidget(edit, line, 1);
+            break;
+        }
         case ControlKind::integer_slider:
         case ControlKind::real_slider: {
             // The caption carries the value: "Radius: 5".
@@ -288,6 +318,18 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             });
             row.control = range;
             grid->addWidget(range, line, 0, 1, 2);
+            break;
+        }
+        case ControlKind::zone_strip: {
+            const int handles = static_cast<int>(field.words.size());
+            auto* strip = new ZoneStripControl(handles, rows_widget_);
+            connect(strip, &ZoneStripControl::changed, this, [this, f, strip, handles] {
+                for (int k = 0; k < handles; ++k)
+                    f->set_part(params_, k, strip->values()[static_cast<std::size_t>(k)]);
+                transform_parameter_changed();
+            });
+            row.control = strip;
+            grid->addWidget(strip, line, 0, 1, 2);
             break;
         }
         case ControlKind::colour: {
@@ -377,6 +419,7 @@ void PanelControls::caption(const Row& row, double value) {
                            static_cast<int>(std::lround(value)));
     else
         text = format_text(row.field->format.empty() ? "%1f" : row.field->format, value);
+    if (row.field->plus_sign && value > 0) text.insert(text.begin(), '+');
     row.label->setText(text_of(row.field->label) + QString::fromStdString(text));
 }
 
@@ -399,10 +442,14 @@ void PanelControls::changed(const TransformField& field, double value) {
             if (row.field->kind == ControlKind::curve)
                 static_cast<CurveControl*>(row.control)->set_curve(row.field->curve(params_));
         refresh_histograms();
-        // A method that uses other controls: the panel shows just those.
-        if (std::any_of(rows_.begin(), rows_.end(), [](const Row& r) { return r.field->relevant; }))
-            layout(image_type_, width_, height_);
     }
+    // A method that uses other controls, or a value a read-out depends on:
+    // the panel shows just the rows that serve.
+    if (std::any_of(rows_.begin(), rows_.end(), [this](const Row& r) {
+            return r.field->relevant && r.control->isHidden() == (field_shown(*r.field, image_type_) &&
+                                                                  r.field->relevant(params_));
+        }))
+        layout(image_type_, width_, height_);
     transform_parameter_changed();
 }
 
@@ -410,7 +457,7 @@ void PanelControls::refresh_histograms() {
     const WindowRecord* record = window_record_of(transform_state().input_window);
     for (const Row& row : rows_) {
         if (row.field->kind != ControlKind::curve && row.field->kind != ControlKind::range &&
-            row.field->kind != ControlKind::histogram)
+            row.field->kind != ControlKind::histogram && row.field->kind != ControlKind::zone_strip)
             continue;
         CurveHistogram histograms[3];
         const int reading = row.field->curve_reading ? row.field->curve_reading(params_) : reading_max;
@@ -421,6 +468,13 @@ void PanelControls::refresh_histograms() {
             view->set_histogram(n ? histograms : nullptr);
         } else if (row.field->kind == ControlKind::range)
             static_cast<RangeControl*>(row.control)->set_histogram(n == 1 ? histograms : nullptr);
+        else if (row.field->kind == ControlKind::zone_strip) {
+            auto* strip = static_cast<ZoneStripControl*>(row.control);
+            // The strip draws its bars by the block's histogram expansion.
+            if (const TransformField* e = field_find(descriptor_.fields, "expansion"))
+                strip->set_expansion(static_cast<int>(std::lround(e->get(params_))));
+            strip->set_histogram(n == 1 ? histograms : nullptr);
+        }
         else
             static_cast<CurveControl*>(row.control)->set_histograms(histograms, n);
     }
@@ -474,6 +528,15 @@ void PanelControls::show_block() {
             case ControlKind::check_box:
                 static_cast<QCheckBox*>(row.control)->setChecked(field.get(params_) != 0.0);
                 break;
+            case ControlKind::number: {
+                // The box being typed in keeps the user's text.
+                auto* edit = static_cast<QLineEdit*>(row.control);
+                if (row.field == editing_) break;
+                const double value = field.get(params_);
+                edit->setText(value == 0 ? QString()
+                                         : QString::fromStdString(format_text(field.format, value)));
+                break;
+            }
             case ControlKind::caption:
                 static_cast<QLabel*>(row.control)
                     ->setText(text_of(field.label) +
@@ -498,6 +561,13 @@ void PanelControls::show_block() {
                 static_cast<HistogramView*>(row.control)
                     ->set_expand(static_cast<int>(std::lround(field.get(params_))));
                 break;
+            case ControlKind::zone_strip: {
+                std::vector<int> values(field.words.size());
+                for (std::size_t k = 0; k < values.size(); ++k)
+                    values[k] = field.part(params_, static_cast<int>(k));
+                static_cast<ZoneStripControl*>(row.control)->set_values(values);
+                break;
+            }
         }
     }
 }

@@ -12,6 +12,9 @@
 void TransformHost::panel_placement_save(WindowBase*, const TransformDescriptor&) {}
 void TransformHost::panel_placement_restore(WindowBase*, const TransformDescriptor&) {}
 void TransformHost::parent_panel_ended(WindowBase*) {}
+bool TransformHost::window_request_rerun(WindowBase*) {
+    return false;
+}
 void TransformHost::show_error(int code) {
     error_report(code);
 }
@@ -86,6 +89,16 @@ void read_input_size() {
     }
 }
 
+// The size of what the open transformation makes: its own rule, or the
+// input's size.
+void output_size(int& width, int& height) {
+    width = state.input_width;
+    height = state.input_height;
+    const WindowRecord* record = window_record_of(state.input_window);
+    if (record && state.descriptor && state.descriptor->output_size)
+        state.descriptor->output_size(state.params.get(), &record->image, width, height);
+}
+
 int input_type() {
     const WindowRecord* record = window_record_of(state.input_window);
     return record ? record->image.type : 0;
@@ -95,8 +108,10 @@ int input_type() {
 int preview_create(WindowBase* input, bool for_apply, WindowBase** window) {
     const PreviewArea area = host().preview_area(input);
     const Preferences& prefs = preferences();
-    const PreviewPlan plan = preview_plan(state.input_width, state.input_height, area,
-                                          prefs.maxpreviewsize, prefs.previewlocation);
+    int width = 0, height = 0;
+    output_size(width, height);
+    const PreviewPlan plan =
+        preview_plan(width, height, area, prefs.maxpreviewsize, prefs.previewlocation);
     int slot = -1;
     WindowRecord* record = nullptr;
     if (int err = window_record_take(&slot, &record)) return err;
@@ -109,8 +124,8 @@ int preview_create(WindowBase* input, bool for_apply, WindowBase** window) {
     record->view_y2 = plan.view_height - 1;
     record->image_x1 = 0;
     record->image_y1 = 0;
-    record->image_x2 = state.input_width - 1;
-    record->image_y2 = state.input_height - 1;
+    record->image_x2 = width - 1;
+    record->image_y2 = height - 1;
     WindowBase* made = nullptr;
     if (int err = host().window_create(record, plan, input, for_apply, &made)) {
         window_record_release(slot);
@@ -118,6 +133,8 @@ int preview_create(WindowBase* input, bool for_apply, WindowBase** window) {
     }
     window_record_bind(record, made);
     made->window_kind = window_kind_preview;
+    state.preview_width = width;
+    state.preview_height = height;
     *window = made;
     return 0;
 }
@@ -128,9 +145,23 @@ int run(bool apply, const TransformRegion* region, bool& stop) {
     stop = false;
     state.changed_since_apply = true;
     if (!apply && !state.preview_stale) return 0;
-    if (apply && state.preview_window) {
-        host().window_destroy(state.preview_window);
-        state.preview_window = nullptr;
+    if (const int check = state.descriptor->input_check
+                              ? state.descriptor->input_check(state.params.get())
+                              : input_complete) {
+        // Values the panel can't compute from: said at Apply, or at once
+        // when a box holds a wrong one; an empty box just waits.
+        if (apply || check == input_wrong)
+            error_report_message(std::string(state.descriptor->input_error).c_str());
+        return apply ? check : 0;  // no result: the panel stays as it was
+    }
+    int width = 0, height = 0;
+    output_size(width, height);
+    if (state.preview_window) {
+        // A preview of another size than the output now has is made again.
+        if (apply || state.preview_width != width || state.preview_height != height) {
+            host().window_destroy(state.preview_window);
+            state.preview_window = nullptr;
+        }
     }
     if (!state.preview_window) {
         if (int err = preview_create(state.input_window, apply, &state.preview_window)) {
@@ -151,8 +182,8 @@ int run(bool apply, const TransformRegion* region, bool& stop) {
     TransformRegion shown;
     if (apply) {
         args.output = &record->image;
-        args.width = state.input_width;
-        args.height = state.input_height;
+        args.width = width;
+        args.height = height;
         args.zoom = 1;
         args.region_x2 = args.width - 1;
         args.region_y2 = args.height - 1;
@@ -171,8 +202,8 @@ int run(bool apply, const TransformRegion* region, bool& stop) {
         args.region_y1 = shown.y1;
         args.region_x2 = shown.x2;
         args.region_y2 = shown.y2;
-        const PreviewSource source = preview_source(record->zoom, shown, record->image_x1,
-                                                    record->image_y2, state.input_height);
+        const PreviewSource source =
+            preview_source(record->zoom, shown, record->image_x1, record->image_y2, height);
         args.source_x = source.source_x;
         args.source_y = source.source_y;
         args.line_width = source.line_width;
@@ -290,6 +321,7 @@ void close_panel() {
                 (void)d->settings_save(path, state.params.get());
         }
         host().panel_placement_save(state.panel_window, *d);
+        if (d->panel_closed) d->panel_closed();
     }
     WindowBase* input = state.input_window;
     WindowBase* panel = state.panel_window;
@@ -619,5 +651,15 @@ bool transform_preview_one_to_one(const ComputeArgs& args, PreviewSeen& seen, in
     for (int y = 0; y < args.output->height; ++y)
         std::memset(args.output->rows[y], 0, static_cast<std::size_t>(bytes));
     if (host_ptr && args.window->window) host_ptr->window_request_one_to_one(args.window->window);
+    return true;
+}
+
+bool transform_preview_deferred(const ComputeArgs& args, PreviewSeen& seen, int& code) {
+    code = 0;
+    if (args.apply || !args.window || !args.window->window) return false;
+    if (args.window == seen.record && args.window->taken == seen.taken) return false;
+    seen = {args.window, args.window->taken};
+    if (!host_ptr || !host_ptr->window_request_rerun(args.window->window)) return false;
+    code = transform_copy_input(args);
     return true;
 }

@@ -99,6 +99,9 @@ public:
     // Posts the window the request to go to zoom 1:1. Once it has refitted
     // it calls transform_view_changed for its whole view.
     virtual void window_request_one_to_one(WindowBase* window) = 0;
+    // Posts a computation of the window's whole view, if it is still the
+    // preview then. False when the host cannot post one.
+    virtual bool window_request_rerun(WindowBase* window);
     // The input's parent is not the main area, and the panel has ended.
     virtual void parent_panel_ended(WindowBase* input);
 
@@ -138,6 +141,9 @@ struct TransformState {
     WindowBase* panel_window = nullptr;
     std::int32_t panel_code = 0;  // 0 while no panel is open
     WindowBase* preview_window = nullptr;
+    // The output size the preview window was made for.
+    std::int32_t preview_width = 0;
+    std::int32_t preview_height = 0;
     bool auto_preview = false;  // the "Auto" check box
     bool preview_stale = true;  // the preview doesn't match the parameters
     bool changed_since_apply = true;

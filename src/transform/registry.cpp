@@ -11,6 +11,9 @@ extern const TransformDescriptor color_curves_transform;
 extern const TransformDescriptor levels_and_color_transform;
 extern const TransformDescriptor blur_transform;
 extern const TransformDescriptor sharpen_transform;
+extern const TransformDescriptor two_zone_transform;
+extern const TransformDescriptor three_zone_transform;
+extern const TransformDescriptor resize_transform;
 extern const TransformDescriptor noise_reduction_transform;
 extern const TransformDescriptor advanced_sharpen_transform;
 
@@ -33,7 +36,7 @@ constinit const TransformEntry registry[] = {
     {"Level", "&Level...", G::geometry, 4, 4070, 103,
      195, "Level and Plumb", "Level and Plumb", 8 | P, 4, 1, 1, false, "", false, nullptr},
     {"Resize", "&Resize...", G::geometry, 5, 4003, 24,
-     198, "Resize", "Resize", 8 | P, 2, 1, 1, false, "", false, nullptr},
+     198, "Resize", "Resize", 8 | P, 2, 1, 1, false, "", false, &resize_transform},
     {"Warp", "&Warp...", G::geometry, 6, 4004, 23,
      188, "Warp", "Warp", 8 | P, 4, 1, 1, false, "", false, nullptr},
     {"Fan", "&Fan...", G::geometry, 7, 4022, 46,
@@ -61,9 +64,9 @@ constinit const TransformEntry registry[] = {
     {"Combine Channels", "C&ombine Channels...", G::gray, 8, 4023, 49,
      0, "", "", 0, 0, 3, 3, false, "", false, nullptr},
     {"2-Zone Adjustment", "&2-Zone Adjustment...", G::gray, 9, 4071, 104,
-     143, "Two Zone", "Two Zone", 10 | P, 4, 1, 1, false, "", false, nullptr},
+     143, "Two Zone", "Two Zone", 10 | P, 4, 1, 1, true, ".zone2", false, &two_zone_transform},
     {"3-Zone Adjustment", "&3-Zone Adjustment...", G::gray, 10, 4066, 99,
-     141, "Three Zone", "Three Zone", 10 | P, 4, 1, 1, false, "", false, nullptr},
+     141, "Three Zone", "Three Zone", 10 | P, 4, 1, 1, true, ".zone3", false, &three_zone_transform},
 
     {"Color Balance", "&Balance...", G::color, 1, 4011, 22,
      217, "Color Balance", "Color Balance", 9 | P, 0, 1, 1, true, ".cb", false, nullptr},

@@ -128,6 +128,14 @@ struct PreviewSeen {
 bool transform_preview_one_to_one(const ComputeArgs& args, PreviewSeen& seen, int output_type,
                                   int& code);
 
+// The first preview of a slow routine. Call it first thing in a preview with
+// a per-transformation `seen` static: on the first preview of a window the
+// input is shown as it is (transform_copy_input), a computation of the whole
+// view is posted through the host, and true comes back with the code in
+// `code`: the panel shows at once and then fills in. False (compute now) from
+// then on, at apply, without a window, or when the host cannot post.
+bool transform_preview_deferred(const ComputeArgs& args, PreviewSeen& seen, int& code);
+
 // The amount rule's "no effect" case (a and b both 0): an apply copies the
 // input with image_copy_with_progress; a preview refreshes the screen copy
 // from the input (16-bit samples through `to8`) without computing.
@@ -147,6 +155,8 @@ enum class ControlKind : std::uint8_t {
     range,           // the range bar: input levels in_low, in_high, output out_low, out_high
     colour,          // a colour swatch that opens the colour dialog: red, green, blue
     caption,         // a line of text: `label` and the number `get` gives, by `format`
+    zone_strip,      // a histogram with a handle for each part: black point, thresholds, white point
+    number,          // an edit box for a real value, shown by `format`; an empty box gives 0
     page,            // starts a page named `label`: the rows after it, up to the next, show there
     histogram,       // the input's histogram, bars expanded by the level `get` gives (0 .. 2)
 };
@@ -194,12 +204,19 @@ struct TransformField {
     // Sliders: the number the caption shows for a value, when it isn't the
     // value itself (formatted by `format` as a real).
     double (*shown)(double value) = nullptr;
+    // Sliders: a value above 0 is shown with a plus sign, "+12.5%".
+    bool plus_sign = false;
     // Whether the control shows for the block's other values (a radius only
     // for the methods that use one); null: always, as the input type allows.
     bool (*relevant)(const void* params) = nullptr;
     // Sets the built-in values of a control that has no single value.
     void (*init)(void* params) = nullptr;
 };
+
+// What a descriptor's input_check answers.
+inline constexpr int input_complete = 0;
+inline constexpr int input_unset = 1;
+inline constexpr int input_wrong = 2;
 
 // Whether a field's control shows for an input of `image_type` (0: no input).
 constexpr bool field_shown(const TransformField& field, int image_type) {
@@ -412,6 +429,17 @@ constexpr TransformField field_colour(std::string_view keyword, std::string_view
     return f;
 }
 
+// An edit box for a number typed by the user, as Resize's "Width:".
+//   field_number<&P::dpi>("dpi", "Resolution:", "%2f", 0.0)
+template <auto Member>
+constexpr TransformField field_number(std::string_view keyword, std::string_view label,
+                                      std::string_view format, double default_value) {
+    auto f = transform_detail::value_field<Member>(keyword, label, ControlKind::number,
+                                                   default_value);
+    f.format = format;
+    return f;
+}
+
 // A caption computed from the block, as "Output gamma: %2f" shows input gamma
 // times factor; it holds no value of its own.
 constexpr TransformField field_caption(std::string_view keyword, std::string_view label,
@@ -459,6 +487,11 @@ const TransformField* field_find(std::span<const TransformField> fields, std::st
 // ---------------------------------------------------------------------------
 // The descriptor
 
+struct PanelReset {
+    std::string_view label;
+    void (*reset)(void* params) = nullptr;
+};
+
 struct TransformDescriptor {
     std::string_view title;  // the panel's title, "Add Noise"
     int panel_number = 0;    // window kind of the panel: 51 for Add Noise
@@ -497,11 +530,37 @@ struct TransformDescriptor {
     // The panel met an input, at opening or when another is chosen: values
     // found from the picture (a range, a histogram) go into the block.
     void (*input_opened)(void* params, const Image* input) = nullptr;
+    // Whether, with this block, every output line is made from its own input
+    // line alone, whatever its place (no mask, nothing found in the whole
+    // picture): such work can run a band of lines at a time. Null: never.
+    bool (*line_local)(const void* params) = nullptr;
+    // The size of the output when it isn't the input's (Resize): from the
+    // block and the input. Null: the input's size.
+    void (*output_size)(const void* params, const Image* input, int& width, int& height) = nullptr;
+    // Whether the panel's values can be computed: input_complete, or
+    // input_unset (an empty box: no preview, and `input_error` at Apply), or
+    // input_wrong (`input_error` at once). Null: always complete.
+    int (*input_check)(const void* params) = nullptr;
+    std::string_view input_error;
 
     // The panel module's static copy of the last block and its `fresh` flag.
     void* static_copy = nullptr;
     bool* fresh = nullptr;
+
+    // Entries of the panel's Options menu that put part of the block back
+    // to its built-in values ("Reset &Mask Settings"), in menu order.
+    std::span<const PanelReset> resets;
+    // The panel closed: a transformation that keeps images between previews
+    // frees them.
+    void (*panel_closed)() = nullptr;
 };
+
+// The `line_local` of a pixel-by-pixel transformation whose block has an
+// AmountSettings member `amount`: line-local unless a mask is chosen.
+template <typename P>
+bool line_local_unmasked(const void* params) {
+    return static_cast<const P*>(params)->amount.amount_mask == nullptr;
+}
 
 // What a transformation file states; the descriptor's functions are made from
 // its types and tables.
@@ -515,8 +574,14 @@ struct TransformDefinition {
     bool short_buttons = false;
     bool settings_previous = false;
     void (*input_opened)(void* params, const Image* input) = nullptr;
+    bool (*line_local)(const void* params) = nullptr;
     P* static_copy = nullptr;
     bool* fresh = nullptr;
+    std::span<const PanelReset> resets = {};
+    void (*panel_closed)() = nullptr;
+    void (*output_size)(const void* params, const Image* input, int& width, int& height) = nullptr;
+    int (*input_check)(const void* params) = nullptr;
+    std::string_view input_error = {};
 };
 
 template <typename P, const auto& Fields, const auto& Lines,
@@ -563,8 +628,14 @@ constexpr TransformDescriptor transform_descriptor(const TransformDefinition<P>&
     d.preview_one_to_one = def.preview_one_to_one;
     d.short_buttons = def.short_buttons;
     d.input_opened = def.input_opened;
+    d.line_local = def.line_local;
+    d.output_size = def.output_size;
+    d.input_check = def.input_check;
+    d.input_error = def.input_error;
     d.static_copy = def.static_copy;
     d.fresh = def.fresh;
+    d.resets = def.resets;
+    d.panel_closed = def.panel_closed;
     return d;
 }
 

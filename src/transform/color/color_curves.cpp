@@ -198,6 +198,7 @@ constinit const TransformDescriptor color_curves_transform =
         .panel_number = 28,
         .panel_code = 28,
         .compute = color_curves_compute,
+        .line_local = line_local_unmasked<P>,
         .static_copy = &static_copy,
         .fresh = &fresh,
     });

@@ -233,6 +233,10 @@ int bilateral_run(const ComputeArgs& args, const P& p, const Image* input, const
     });
 }
 
+// The window whose first preview showed the input while the sharpened
+// view was posted.
+PreviewSeen first_preview;
+
 int sharpen_compute(const ComputeArgs& args) {
     const P& p = args.block<P>();
     const Image* input = args.input_image();
@@ -241,6 +245,7 @@ int sharpen_compute(const ComputeArgs& args) {
     if (type != image_type_gray8 && type != image_type_colour8 && type != image_type_gray16 &&
         type != image_type_colour16)
         return err_illegal_type;
+    if (int code = 0; transform_preview_deferred(args, first_preview, code)) return code;
     const Image* mask = p.amount.amount_mask;
     const AmountStrength amount = amount_strength(p.amount.amount_low, mask ? p.amount.amount_high : -1);
     if (amount.none() || (p.kernel == unsharp && p.radius <= 0)) return transform_copy_input(args);

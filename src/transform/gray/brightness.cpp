@@ -202,6 +202,7 @@ constinit const TransformDescriptor brightness_transform = transform_descriptor<
     .panel_number = 29,
     .panel_code = 29,
     .compute = brightness_compute,
+    .line_local = line_local_unmasked<P>,
     .static_copy = &static_copy,
     .fresh = &fresh,
 });

@@ -108,6 +108,7 @@ constinit const TransformDescriptor brightness_curve_transform =
         .panel_number = 4,
         .panel_code = 4,
         .compute = brightness_curve_compute,
+        .line_local = line_local_unmasked<P>,
         .static_copy = &static_copy,
         .fresh = &fresh,
     });

@@ -112,6 +112,7 @@ constinit const TransformDescriptor gamma_adjust_transform =
         .panel_number = 65,
         .panel_code = 65,
         .compute = gamma_adjust_compute,
+        .line_local = [](const void*) { return true; },
         .static_copy = &static_copy,
         .fresh = &fresh,
     });

@@ -112,32 +112,39 @@ template <typename T>
 struct Tables {
     static constexpr int top = sizeof(T) == 1 ? 255 : 65535;
     std::vector<T> tone = std::vector<T>(top + 1);
-    std::vector<T> saturation = std::vector<T>(top + 1);  // HSV, on the depth's scale
-    std::vector<std::uint16_t> saturation16 = std::vector<std::uint16_t>(65536);  // HSL
+    std::vector<T> saturation;                // HSV, on the depth's scale
+    std::vector<std::uint16_t> saturation16;  // HSL
+    // Built only when not neutral; a grey picture turns colour only then.
     std::vector<T> filter[3];  // red, green, blue
     bool saturate = false;
     bool filtered = false;
     int space = tone_hsv;
 
+    // Only the tables the block uses are built: a streamed run builds them
+    // for every band.
     Tables(const P& p, bool invert_clipped) {
         const LevelsTone levels{p.in_low, p.in_high, p.out_low, p.out_high, p.midtones};
-        if constexpr (sizeof(T) == 1) {
-            levels_tone_table8(levels, invert_clipped, tone.data());
-            levels_saturation_table8(p.saturation, saturation.data());
-        } else {
-            levels_tone_table16(levels, invert_clipped, tone.data());
-            levels_saturation_table16(p.saturation, saturation.data());
-        }
-        levels_saturation_table16(p.saturation, saturation16.data());
         saturate = p.saturation != 0;
         space = p.cspace;
-        for (int c = 0; c < 3; ++c) {
+        if (saturate) {
+            saturation.resize(top + 1);
+            saturation16.resize(65536);
+            levels_saturation_table16(p.saturation, saturation16.data());
+        }
+        if constexpr (sizeof(T) == 1) {
+            levels_tone_table8(levels, invert_clipped, tone.data());
+            if (saturate) levels_saturation_table8(p.saturation, saturation.data());
+        } else {
+            levels_tone_table16(levels, invert_clipped, tone.data());
+            if (saturate) levels_saturation_table16(p.saturation, saturation.data());
+        }
+        filtered = p.filter_red != 255 || p.filter_green != 255 || p.filter_blue != 255;
+        for (int c = 0; c < 3 && filtered; ++c) {
             const std::uint8_t byte = c == 0 ? p.filter_red : (c == 1 ? p.filter_green : p.filter_blue);
             const std::uint32_t f = sizeof(T) == 1 ? byte : to16[byte];
             filter[c].resize(top + 1);
             for (std::uint32_t i = 0; i <= top; ++i)
                 filter[c][i] = static_cast<T>(i * f / top);
-            filtered = filtered || byte != 255;
         }
     }
 
@@ -301,6 +308,11 @@ constinit const TransformDescriptor levels_and_color_transform =
         .panel_code = 43,
         .compute = levels_compute,
         .input_opened = find_range,
+        .line_local = [](const void* params) {
+            const P& p = *static_cast<const P*>(params);
+            return line_local_unmasked<P>(params) && p.in_low >= 0 && p.in_high >= 0 &&
+                   p.out_low >= 0 && p.out_high >= 0;
+        },
         .static_copy = &static_copy,
         .fresh = &fresh,
     });
