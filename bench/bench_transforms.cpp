@@ -6,7 +6,7 @@
 // (it takes long at large radii). Then what a photographer feels in the
 // editor: a parameter change to a finished preview of the 16-bit picture
 // fitted to a screen, through the compute routine with no window, median of
-// eleven. `bench_transforms zones` runs only the 3-Zone Adjustment rows.
+// eleven. Words on the command line pick rows: `bench_transforms Zones`.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -239,9 +239,6 @@ int main(int argc, char** argv) {
                          "Blur rad_thresh_kernal " + std::to_string(r) + " 255 2",
                          std::string("gaussblur {in} {out} ") + sigma, std::string("-blur 0x") + sigma});
     }
-    // ORVANE_BENCH_ONLY=Resize runs only the rows whose name holds that word.
-    if (const char* only = std::getenv("ORVANE_BENCH_ONLY"))
-        std::erase_if(cases, [&](const Case& c) { return c.name.find(only) == std::string::npos; });
     auto fill = [](std::string text, const std::string& in, const std::string& out) {
         for (auto [key, value] : {std::pair{std::string("{in}"), in}, std::pair{std::string("{out}"), out}})
             text.replace(text.find(key), key.size(), value);

@@ -6,6 +6,7 @@
 #include "shell/command_table.h"
 #include "shell/file_open_queue.h"
 #include "shell/image_window.h"
+#include "shell/mask_tool.h"
 #include "shell/message_box.h"
 #include "shell/open_file.h"
 #include "shell/preferences_panel.h"
@@ -48,6 +49,9 @@ bool command_available(int number) {
     // A recent file entry works while the list has a file at its place.
     if (number >= recent_file_first && number <= recent_file_last)
         return number - recent_file_first < recent_files_shown();
+    // So does a recent mask of the Mask menu.
+    if (number > mask_new_command && number <= mask_recent_last)
+        return number - mask_new_command <= mask_recent_count();
     return true;
 }
 
@@ -111,7 +115,8 @@ CommandResult command_dispatch(QWidget* window, int command) {
             return CommandResult::done;
         default:
             if (image_window_command(area, number) || save_image_command(area, number) ||
-                view_command(area, number) || transform_menu_command(area, number))
+                view_command(area, number) || transform_menu_command(area, number) ||
+                mask_tool_command(area, number))
                 return CommandResult::done;
             break;
     }

@@ -142,8 +142,8 @@ inline constexpr CommandEntry command_table[] = {
     {6007, "Misce&llaneous", "", MenuId::tools, 0, false},
     {6008, "&Magnifier", "", MenuId::tools, 0, false},
     {6009, "&Histogram", "", MenuId::tools, 0, false},
-    {4500, "&New", "", MenuId::mask, 0, false},
-    {4501, nullptr, "", MenuId::none, 0, false, false, 4550},
+    {4500, "&New", "", MenuId::mask, 0, true},
+    {4501, nullptr, "", MenuId::none, 0, true, false, 4550},
     // Window
     {3001, "&Info...", "Ctrl+W", MenuId::window, 0, true},
     {3022, "File Co&mments...", "", MenuId::window, 0, false},

@@ -7,6 +7,7 @@
 #include "shell/command_table.h"
 #include "shell/file_open_queue.h"
 #include "shell/image_window.h"
+#include "shell/mask_tool.h"
 #include "shell/recent_files.h"
 #include "shell/single_instance.h"
 #include "shell/splash_panel.h"
@@ -139,6 +140,19 @@ void MainFrame::build_menus() {
     }
     menu_of[MenuId::tools]->addSeparator();
     menu_of[MenuId::tools]->addMenu(mask);
+    // The masks kept by the tool follow "New", listed anew each time the menu opens.
+    connect(mask, &QMenu::aboutToShow, this, [this, mask] {
+        for (QAction* action : mask->actions())
+            if (action->property("recent_mask").toBool()) delete action;
+        for (int i = 0; i < mask_recent_count(); ++i) {
+            auto* action = mask->addAction(mask_recent_label(i));
+            action->setProperty("recent_mask", true);
+            const int number = mask_new_command + 1 + i;
+            action->setData(number);
+            connect(action, &QAction::triggered, this,
+                    [this, number] { command_dispatch(this, number); });
+        }
+    });
 
     recent_files_anchor_ = menu_of[MenuId::file]->addSeparator();
     recent_files_anchor_->setObjectName(QStringLiteral("recent_files_insertion_point"));
