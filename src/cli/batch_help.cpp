@@ -237,7 +237,8 @@ int batch_help(std::string_view name) {
     if (int err = defaults_block.allocate(d)) return err;
     std::printf("\nValues:\n");
     for (const TransformField& f : d.fields)
-        if (f.kind != ControlKind::input_chooser && f.kind != ControlKind::caption)
+        if (f.kind != ControlKind::input_chooser && f.kind != ControlKind::caption &&
+            f.kind != ControlKind::page && f.kind != ControlKind::histogram)
             print_field(f, defaults_block.get());
 
     const auto syntax = line_syntax(d);

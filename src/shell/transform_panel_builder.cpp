@@ -27,6 +27,7 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSlider>
+#include <QTabWidget>
 
 #include <algorithm>
 #include <cmath>
@@ -40,6 +41,43 @@ QString text_of(std::string_view text) {
 
 // A real slider moves in this many steps over its range.
 constexpr int real_steps = 1000;
+
+// The input's histogram, each bar under the expansion level of the block.
+class HistogramView : public QWidget {
+public:
+    explicit HistogramView(QWidget* parent) : QWidget(parent) { setMinimumHeight(64); }
+    void set_histogram(const CurveHistogram* histogram) {
+        shown_ = histogram != nullptr;
+        if (histogram) histogram_ = *histogram;
+        update();
+    }
+    void set_expand(int expand) {
+        expand_ = expand;
+        update();
+    }
+    QSize sizeHint() const override { return {256, 64}; }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter p(this);
+        p.fillRect(rect(), palette().base());
+        const double largest = curve_bar_height(histogram_.largest, expand_);
+        if (!shown_ || largest <= 0) return;
+        p.setPen(palette().text().color());
+        const int w = width(), h = height();
+        for (int level = 0; level < 256; ++level) {
+            const double bar =
+                curve_bar_height(histogram_.count[static_cast<std::size_t>(level)], expand_);
+            const int x = level * (w - 1) / 255;
+            p.drawLine(x, h - 1, x, h - 1 - static_cast<int>((h - 1) * bar / largest));
+        }
+    }
+
+private:
+    CurveHistogram histogram_;
+    int expand_ = 0;
+    bool shown_ = false;
+};
 
 // The panel's controls, one row per field, kept with the panel.
 class PanelControls : public QObject {
@@ -94,8 +132,28 @@ void PanelControls::build(QMdiArea* area, int x, int y, int width) {
     grid->setHorizontalSpacing(gap);
     grid->setVerticalSpacing(gap);
     grid->setColumnStretch(1, 1);
-    for (const TransformField& field : descriptor_.fields)
-        add_row(grid, field, area);
+    // Rows after a page row go onto that page, in one set of tabs.
+    QGridLayout* target = grid;
+    QTabWidget* pages = nullptr;
+    for (const TransformField& field : descriptor_.fields) {
+        if (field.kind != ControlKind::page) {
+            add_row(target, field, area);
+            continue;
+        }
+        if (!pages) {
+            pages = new QTabWidget(rows_widget_);
+            pages->setObjectName(QStringLiteral("pages"));
+            grid->addWidget(pages, grid->rowCount(), 0, 1, 2);
+        }
+        auto* page = new QWidget(pages);
+        page->setObjectName(text_of(field.keyword));
+        target = new QGridLayout(page);
+        target->setHorizontalSpacing(gap);
+        target->setVerticalSpacing(gap);
+        target->setColumnStretch(1, 1);
+        pages->addTab(page, text_of(field.label));
+        rows_.push_back(Row{&field, nullptr, page});
+    }
     // The input chooser's own label lines up with the labels of the other
     // rows, so that all their controls start at one edge.
     int label_width = 0;
@@ -318,6 +376,12 @@ void PanelControls::add_row(QGridLayout* grid, const TransformField& field, QMdi
             row.control = new QLabel(rows_widget_);
             grid->addWidget(row.control, line, 0, 1, 2);
             break;
+        case ControlKind::page:
+            return;  // made by build()
+        case ControlKind::histogram:
+            row.control = new HistogramView(rows_widget_);
+            grid->addWidget(row.control, line, 0, 1, 2);
+            break;
         case ControlKind::check_box: {
             auto* box = new QCheckBox(text_of(field.label), rows_widget_);
             connect(box, &QCheckBox::toggled, this,
@@ -393,12 +457,16 @@ void PanelControls::refresh_histograms() {
     const WindowRecord* record = window_record_of(transform_state().input_window);
     for (const Row& row : rows_) {
         if (row.field->kind != ControlKind::curve && row.field->kind != ControlKind::range &&
-            row.field->kind != ControlKind::zone_strip)
+            row.field->kind != ControlKind::histogram && row.field->kind != ControlKind::zone_strip)
             continue;
         CurveHistogram histograms[3];
         const int reading = row.field->curve_reading ? row.field->curve_reading(params_) : reading_max;
         const int n = record ? tone_histogram(&record->image, reading, histograms) : 0;
-        if (row.field->kind == ControlKind::range)
+        if (row.field->kind == ControlKind::histogram) {
+            auto* view = static_cast<HistogramView*>(row.control);
+            view->set_expand(static_cast<int>(std::lround(row.field->get(params_))));
+            view->set_histogram(n ? histograms : nullptr);
+        } else if (row.field->kind == ControlKind::range)
             static_cast<RangeControl*>(row.control)->set_histogram(n == 1 ? histograms : nullptr);
         else if (row.field->kind == ControlKind::zone_strip) {
             auto* strip = static_cast<ZoneStripControl*>(row.control);
@@ -487,6 +555,12 @@ void PanelControls::show_block() {
             case ControlKind::colour:
                 show_colour(row);
                 break;
+            case ControlKind::page:
+                break;
+            case ControlKind::histogram:
+                static_cast<HistogramView*>(row.control)
+                    ->set_expand(static_cast<int>(std::lround(field.get(params_))));
+                break;
             case ControlKind::zone_strip: {
                 std::vector<int> values(field.words.size());
                 for (std::size_t k = 0; k < values.size(); ++k)
@@ -503,6 +577,7 @@ void PanelControls::layout(int image_type, int width, int height) {
     width_ = width;
     height_ = height;
     for (const Row& row : rows_) {
+        if (row.field->kind == ControlKind::page) continue;  // the tabs show their pages
         const bool shown = field_shown(*row.field, image_type) &&
                            (!row.field->relevant || row.field->relevant(params_));
         row.control->setVisible(shown);

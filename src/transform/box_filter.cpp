@@ -1,6 +1,7 @@
 #include "transform/box_filter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "core/errors.h"
@@ -114,6 +115,75 @@ int whole_picture(const Image* input, Image* output, int radius, bool progress, 
     });
     for (int err : errors)
         if (err) return err;
+    return 0;
+}
+
+// The thresholded mean of the square of 2r + 1 pixels around each pixel of
+// the whole picture (edges counted again), channel by channel; a pixel with
+// no qualifying sample keeps its own. Bands on all cores.
+template <typename T>
+int mean_image(const Image* in, int r, int threshold, Image* out) {
+    if (int err = image_alloc(out, in->type, in->width, in->height, in->resolution)) return err;
+    const int ch = in->type == image_type_colour8 || in->type == image_type_colour16 ? 3 : 1;
+    const int w = in->width, h = in->height, n = w * ch;
+    const int bands =
+        (h < parallel_threads() || std::int64_t{w} * h <= 50000) ? 1 : parallel_threads();
+    const int band = (h + bands) / bands;
+    parallel_for(bands, [&](int b) {
+        // Sums and counts of the samples that qualify, gathered a whole line
+        // at a time for each offset of the square, so that the loops run
+        // over consecutive samples.
+        std::vector<std::int32_t> sum(static_cast<std::size_t>(n)),
+            count(static_cast<std::size_t>(n));
+        for (int y = b * band; y < std::min(h, (b + 1) * band); ++y) {
+            const T* centre = reinterpret_cast<const T*>(in->rows[y]);
+            std::fill(sum.begin(), sum.end(), 0);
+            std::fill(count.begin(), count.end(), 0);
+            auto take = [&](int i, int v) {
+                const int d = v - centre[i];
+                const bool in_range = d <= threshold && -d <= threshold;
+                sum[i] += in_range ? v : 0;
+                count[i] += in_range ? 1 : 0;
+            };
+            // A stretch of the line at a time, small enough for its sums and
+            // counts to stay in the fastest cache through the whole square.
+            constexpr int stretch = 1536;
+            for (int first = 0; first < n; first += stretch) {
+                const int last = std::min(n, first + stretch);
+                for (int dy = -r; dy <= r; ++dy) {
+                    const T* line =
+                        reinterpret_cast<const T*>(in->rows[std::clamp(y + dy, 0, h - 1)]);
+                    for (int dx = -r; dx <= r; ++dx) {
+                        // Pixels whose neighbour at dx lies inside the line read
+                        // it straight; the others read the edge pixel again.
+                        const int lo = std::clamp(-dx, 0, w) * ch,
+                                  hi = std::clamp(w - dx, 0, w) * ch;
+                        for (int i = first; i < std::min(last, lo); ++i)
+                            take(i, line[i % ch]);
+                        for (int i = std::max(first, std::max(hi, lo)); i < last; ++i)
+                            take(i, line[(w - 1) * ch + i % ch]);
+                        // The hot loop: plain pointers that don't alias, so that
+                        // it runs on vectors.
+                        const T* __restrict shifted = line + dx * ch;
+                        const T* __restrict own = centre;
+                        std::int32_t* __restrict sums = sum.data();
+                        std::int32_t* __restrict counts = count.data();
+                        const int end_i = std::min(last, hi);
+                        for (int i = std::max(first, lo); i < end_i; ++i) {
+                            const std::int32_t v = shifted[i];
+                            const std::int32_t d = v - own[i];
+                            const std::int32_t in_range = (d <= threshold) & (-d <= threshold);
+                            sums[i] += in_range * v;
+                            counts[i] += in_range;
+                        }
+                    }
+                }
+            }
+            T* o = reinterpret_cast<T*>(out->rows[y]);
+            for (int i = 0; i < n; ++i)
+                o[i] = static_cast<T>(count[i] ? sum[i] / count[i] : centre[i]);
+        }
+    });
     return 0;
 }
 
@@ -253,4 +323,45 @@ int high_pass_image(const Image* input, Image* output, int radius, bool progress
                          [](int sample, int blurred, int top) {
                              return std::clamp(sample - blurred + (top + 1) / 2, 0, top);
                          });
+}
+
+int thresholded_mean_image(const Image* input, int r, int threshold, Image* output) {
+    switch (input->type) {
+        case image_type_gray8:
+        case image_type_colour8:
+            return mean_image<std::uint8_t>(input, r, threshold, output);
+        case image_type_gray16:
+        case image_type_colour16:
+            return mean_image<std::uint16_t>(input, r, threshold, output);
+        default:
+            return err_illegal_type;
+    }
+}
+
+namespace {
+template <typename T>
+void push_line(const T* c, const T* m, int n, int channels, int threshold, double factor,
+               std::int32_t* out) {
+    const int top = sizeof(T) == 1 ? 255 : 65535;
+    for (int i = 0; i < n; ++i) {
+        bool moves = false;
+        for (int k = i * channels; k < i * channels + channels; ++k)
+            moves = moves || std::abs(c[k] - m[k]) >= threshold;
+        for (int k = i * channels; k < i * channels + channels; ++k)
+            out[k] = moves
+                         ? std::clamp(m[k] + static_cast<int>(std::lround(factor * (c[k] - m[k]))),
+                                      0, top)
+                         : c[k];
+    }
+}
+}  // namespace
+
+void thresholded_push_line(const std::uint8_t* c, const std::uint8_t* m, int n, int channels,
+                           int threshold, double factor, std::int32_t* out) {
+    push_line(c, m, n, channels, threshold, factor, out);
+}
+
+void thresholded_push_line(const std::uint16_t* c, const std::uint16_t* m, int n, int channels,
+                           int threshold, double factor, std::int32_t* out) {
+    push_line(c, m, n, channels, threshold, factor, out);
 }

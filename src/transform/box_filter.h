@@ -53,3 +53,20 @@ struct ComputeArgs;
 // The high pass of the same radius: clamp(sample - blur + 128), or + 32768
 // at 16 bits, titled "Computing High Pass Image".
 [[nodiscard]] int high_pass_image(const Image* input, Image* output, int radius, bool progress);
+
+// The edge-keeping mean of Bilateral Sharpen and Advanced Sharpen: for each
+// sample of a grey or colour picture of 8 or 16 bits, the mean of the
+// samples of its channel in the square of 2r + 1 pixels around it (edges
+// repeated outward) that lie within `threshold` of it, truncated; a sample
+// with none keeps its own. Into `output`, allocated here; bands on all
+// cores. 0, 1 for memory, 14 for another type.
+[[nodiscard]] int thresholded_mean_image(const Image* input, int r, int threshold, Image* output);
+
+// A line of n pixels of `channels` samples moved against its thresholded
+// mean m: where any sample of a pixel differs from its mean by `threshold`
+// or more, each of its samples becomes m + round(factor * (c - m)), clamped
+// (a factor above 1 sharpens, below 1 blurs); the other pixels keep c.
+void thresholded_push_line(const std::uint8_t* c, const std::uint8_t* m, int n, int channels,
+                           int threshold, double factor, std::int32_t* out);
+void thresholded_push_line(const std::uint16_t* c, const std::uint16_t* m, int n, int channels,
+                           int threshold, double factor, std::int32_t* out);

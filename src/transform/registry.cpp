@@ -14,6 +14,8 @@ extern const TransformDescriptor sharpen_transform;
 extern const TransformDescriptor two_zone_transform;
 extern const TransformDescriptor three_zone_transform;
 extern const TransformDescriptor resize_transform;
+extern const TransformDescriptor noise_reduction_transform;
+extern const TransformDescriptor advanced_sharpen_transform;
 
 namespace {
 
@@ -100,11 +102,11 @@ constinit const TransformEntry registry[] = {
     {"Sharpen", "&Sharpen...", G::sharpen_blur_noise, 1, 4019, 7,
      192, "Sharpen", "Sharpen", 10 | P, 0, 1, 1, true, "", false, &sharpen_transform},
     {"Advanced Sharpen", "&Advanced Sharpen...", G::sharpen_blur_noise, 2, 4032, 82,
-     0, "", "", 0, 0, 1, 1, false, ".as", false, nullptr},
+     0, "", "", 0, 0, 1, 1, false, ".as", false, &advanced_sharpen_transform},
     {"Blur", "&Blur...", G::sharpen_blur_noise, 3, 4020, 8,
      153, "Blur", "Blur", 8 | P, 0, 1, 1, true, "", false, &blur_transform},
     {"Noise Reduction", "Noise Reduction...", G::sharpen_blur_noise, 4, 4073, 107,
-     200, "Noise Reduction", "Noise Reduction", 8 | P, 0, 1, 1, true, "", false, nullptr},
+     200, "Noise Reduction", "Noise Reduction", 8 | P, 0, 1, 1, true, "", false, &noise_reduction_transform},
 
     {"Add Noise", "Add &Noise...", G::special_effects, 1, 4043, 51,
      171, "Add Noise", "Add Noise", 8 | P, 0, 1, 1, true, "", false, &add_noise_transform},

@@ -157,6 +157,8 @@ enum class ControlKind : std::uint8_t {
     caption,         // a line of text: `label` and the number `get` gives, by `format`
     zone_strip,      // a histogram with a handle for each part: black point, thresholds, white point
     number,          // an edit box for a real value, shown by `format`; an empty box gives 0
+    page,            // starts a page named `label`: the rows after it, up to the next, show there
+    histogram,       // the input's histogram, bars expanded by the level `get` gives (0 .. 2)
 };
 
 // Image types as bits, for visibility and acceptance: bit n is type n.
@@ -448,6 +450,29 @@ constexpr TransformField field_caption(std::string_view keyword, std::string_vie
     f.kind = ControlKind::caption;
     f.format = format;
     f.get = value;
+    return f;
+}
+
+// A panel in pages: the rows that follow, up to the next page row, show on a
+// page of their own named `label`.
+constexpr TransformField field_page(std::string_view label) {
+    TransformField f;
+    f.keyword = label;
+    f.label = label;
+    f.kind = ControlKind::page;
+    return f;
+}
+
+// The input's histogram of `curve_reading` (the largest sample without one),
+// drawn under the histogram expansion level held in `Expand`.
+template <auto Expand>
+constexpr TransformField field_histogram(std::string_view keyword, std::string_view label) {
+    using P = transform_detail::BlockOf<Expand>;
+    TransformField f;
+    f.keyword = keyword;
+    f.label = label;
+    f.kind = ControlKind::histogram;
+    f.get = [](const void* p) { return static_cast<double>(static_cast<const P*>(p)->*Expand); };
     return f;
 }
 

@@ -16,6 +16,7 @@
 #include "core/tables.h"
 #include "transform/box_filter.h"
 #include "transform/line_bands.h"
+#include "transform/result_view.h"
 #include "transform/tone.h"
 #include "transform/transform.h"
 
@@ -165,89 +166,6 @@ int unsharp_run(const ComputeArgs& args, const P& p, const Image* input, const S
     });
 }
 
-// The thresholded mean of the square of 2r + 1 pixels around each pixel of
-// the whole picture (edges counted again), channel by channel; a pixel with
-// no qualifying sample keeps its own. Bands on all cores.
-template <typename T>
-int mean_image(const Image* in, int r, int threshold, Image* out) {
-    if (int err = image_alloc(out, in->type, in->width, in->height, in->resolution)) return err;
-    const int ch = in->type == image_type_colour8 || in->type == image_type_colour16 ? 3 : 1;
-    const int w = in->width, h = in->height, n = w * ch;
-    const int bands = (h < parallel_threads() || std::int64_t{w} * h <= 50000) ? 1 : parallel_threads();
-    const int band = (h + bands) / bands;
-    parallel_for(bands, [&](int b) {
-        // Sums and counts of the samples that qualify, gathered a whole line
-        // at a time for each offset of the square, so that the loops run
-        // over consecutive samples.
-        std::vector<std::int32_t> sum(static_cast<std::size_t>(n)), count(static_cast<std::size_t>(n));
-        for (int y = b * band; y < std::min(h, (b + 1) * band); ++y) {
-            const T* centre = reinterpret_cast<const T*>(in->rows[y]);
-            std::fill(sum.begin(), sum.end(), 0);
-            std::fill(count.begin(), count.end(), 0);
-            auto take = [&](int i, int v) {
-                const int d = v - centre[i];
-                const bool in_range = d <= threshold && -d <= threshold;
-                sum[i] += in_range ? v : 0;
-                count[i] += in_range ? 1 : 0;
-            };
-            // A stretch of the line at a time, small enough for its sums and
-            // counts to stay in the fastest cache through the whole square.
-            constexpr int stretch = 1536;
-            for (int first = 0; first < n; first += stretch) {
-                const int last = std::min(n, first + stretch);
-                for (int dy = -r; dy <= r; ++dy) {
-                    const T* line = reinterpret_cast<const T*>(in->rows[std::clamp(y + dy, 0, h - 1)]);
-                    for (int dx = -r; dx <= r; ++dx) {
-                        // Pixels whose neighbour at dx lies inside the line read
-                        // it straight; the others read the edge pixel again.
-                        const int lo = std::clamp(-dx, 0, w) * ch, hi = std::clamp(w - dx, 0, w) * ch;
-                        for (int i = first; i < std::min(last, lo); ++i)
-                            take(i, line[i % ch]);
-                        for (int i = std::max(first, std::max(hi, lo)); i < last; ++i)
-                            take(i, line[(w - 1) * ch + i % ch]);
-                        // The hot loop: plain pointers that don't alias, so that
-                        // it runs on vectors.
-                        const T* __restrict shifted = line + dx * ch;
-                        const T* __restrict own = centre;
-                        std::int32_t* __restrict sums = sum.data();
-                        std::int32_t* __restrict counts = count.data();
-                        const int end_i = std::min(last, hi);
-                        for (int i = std::max(first, lo); i < end_i; ++i) {
-                            const std::int32_t v = shifted[i];
-                            const std::int32_t d = v - own[i];
-                            const std::int32_t in_range = (d <= threshold) & (-d <= threshold);
-                            sums[i] += in_range * v;
-                            counts[i] += in_range;
-                        }
-                    }
-                }
-            }
-            T* o = reinterpret_cast<T*>(out->rows[y]);
-            for (int i = 0; i < n; ++i)
-                o[i] = static_cast<T>(count[i] ? sum[i] / count[i] : centre[i]);
-        }
-    });
-    return 0;
-}
-
-// A fingerprint of a picture's pixels, so that a cached mean image is never
-// used for pixels that changed in place.
-std::uint64_t fingerprint(const Image* image) {
-    std::uint64_t h = 1469598103934665603ull;
-    const int bytes = image_line_bytes(image);
-    for (int y = 0; y < image->height; ++y) {
-        const std::uint8_t* row = image->rows[y];
-        for (int i = 0; i + 8 <= bytes; i += 8) {
-            std::uint64_t word;
-            std::memcpy(&word, row + i, 8);
-            h = (h ^ word) * 1099511628211ull;
-        }
-        for (int i = bytes & ~7; i < bytes; ++i)
-            h = (h ^ row[i]) * 1099511628211ull;
-    }
-    return h;
-}
-
 // The mean image of the last run, kept while its input and settings stand.
 struct MeanCache {
     std::uint64_t input = 0;
@@ -262,11 +180,12 @@ int bilateral_run(const ComputeArgs& args, const P& p, const Image* input, const
     const int top = sizeof(T) == 1 ? 255 : 65535;
     const int blur_t = sizeof(T) == 1 ? p.blur_threshold : to16[std::clamp(p.blur_threshold, 0, 255)];
     const int sharp_t = sizeof(T) == 1 ? p.sharpen_threshold : to16[std::clamp(p.sharpen_threshold, 0, 255)];
-    const std::uint64_t print = fingerprint(input);
+    const std::uint64_t print = image_fingerprint(input);
     if (cache.input != print || cache.width != input->width || cache.height != input->height ||
         cache.type != input->type || cache.radius != p.blur_radius || cache.threshold != blur_t) {
         cache.radius = -1;
-        if (int err = mean_image<T>(input, std::max(p.blur_radius, 0), blur_t, cache.image.get()))
+        if (int err = thresholded_mean_image(input, std::max(p.blur_radius, 0), blur_t,
+                                             cache.image.get()))
             return err;
         cache.input = print;
         cache.width = input->width;
@@ -296,17 +215,12 @@ int bilateral_run(const ComputeArgs& args, const P& p, const Image* input, const
             const T* c = reinterpret_cast<const T*>(line_source_next(&centre));
             const T* m = reinterpret_cast<const T*>(line_source_next(&means));
             const std::uint8_t* mk = mask ? line_source_next(&mask_lines) : nullptr;
-            for (int i = 0; i < n; ++i) {
-                bool sharpen_it = false;
-                for (int k = 0; k < ch; ++k)
-                    sharpen_it = sharpen_it || std::abs(c[i * ch + k] - m[i * ch + k]) >= sharp_t;
-                for (int k = 0; k < ch; ++k) {
-                    const int cv = c[i * ch + k], mv = m[i * ch + k];
-                    const int sharp = sharpen_it ? std::clamp(mv + static_cast<int>(round_half_away(p.factor * (cv - mv))), 0, top) : cv;
-                    const int strength = s.at(mk, i);
-                    result[static_cast<std::size_t>(i) * ch + k] =
-                        s.full(mk) ? sharp : (top == 255 ? lerp8(cv, sharp, strength) : lerp16(cv, sharp, strength));
-                }
+            thresholded_push_line(c, m, n, ch, sharp_t, p.factor, result.data());
+            for (int i = 0; !s.full(mk) && i < n; ++i) {
+                const int strength = s.at(mk, i);
+                for (int k = i * ch; k < i * ch + ch; ++k)
+                    result[k] = top == 255 ? lerp8(c[k], result[k], strength)
+                                           : lerp16(c[k], result[k], strength);
             }
             put_line<T>(args, result, line_sink_line(&sink), scratch);
             line_sink_commit(&sink);
