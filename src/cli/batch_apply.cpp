@@ -103,11 +103,19 @@ int batch_apply(const std::vector<std::string>& args) {
     std::vector<std::string> words;
     std::vector<std::string> files;
     std::string settings_path;
+    std::string mask_path;
     for (std::size_t i = 1; i < args.size(); ++i) {
         if (args[i] == "--settings") {
             if (i + 1 >= args.size() || !settings_path.empty())
                 return refuse("--settings needs one file");
             settings_path = args[++i];
+        } else if (args[i] == "--mask") {
+            if (i + 1 >= args.size() || !mask_path.empty()) return refuse("--mask needs one file");
+            mask_path = args[++i];
+        } else if (args[i].starts_with("--")) {
+            // Never part of a label: an option this command doesn't know.
+            std::fprintf(stderr, "orvane-batch: unknown option %s\n", args[i].c_str());
+            return exit_usage;
         } else {
             words.push_back(args[i]);
         }
@@ -145,6 +153,35 @@ int batch_apply(const std::vector<std::string>& args) {
     ImageHolder input;
     std::vector<std::uint8_t> profile;
     if (int err = batch_read(files[0], input.get(), &profile)) return fail(err);
+    // The amount mask: a gray picture of the input's size, black taking the
+    // low amount and white the high one, as the editor's standing mask does.
+    ImageHolder mask;
+    if (!mask_path.empty()) {
+        std::vector<std::uint8_t> mask_profile;
+        if (int err = batch_read(mask_path, mask.get(), &mask_profile)) return fail(err);
+        const int err = mask->type != image_type_gray8 ? 14
+                        : mask->width != input->width || mask->height != input->height ? 124
+                                                                                       : 0;
+        if (err != 0) {
+            std::fprintf(stderr,
+                         "orvane-batch: the mask must be an 8-bit gray picture of %d x %d pixels, "
+                         "as the input: %s\n",
+                         input->width, input->height, error_text(err));
+            return err;
+        }
+        bool taken = false;
+        for (const TransformField& field : d.fields) {
+            if (!field.amount) continue;
+            AmountSettings& amount = *field.amount(params.get());
+            amount.amount_mask = mask.get();
+            if (amount.amount_high < 0) {
+                amount.amount_high = amount.amount_low;
+                amount.amount_low = 0;
+            }
+            taken = true;
+        }
+        if (!taken) return refuse("this transformation takes no amount mask");
+    }
     ImageHolder output;
     if (int err = transform_compute_image(d, params.get(), input.get(), output.get()))
         return fail(err);

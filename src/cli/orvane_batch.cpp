@@ -3,7 +3,8 @@
 //   orvane-batch convert IN OUT [--quality N] [--compression none|zip|lzw] [--thumbnail]
 // TIFF, JPEG and PNG in, and out in the format of OUT's extension. --quality
 // is for JPEG output, --compression and --thumbnail for TIFF output.
-//   orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT
+//   orvane-batch apply NAME [keyword values...] [--settings FILE] [--mask MASK] IN OUT
+//   orvane-batch mask OUTLINE.poly|OUTLINE.spline [--feather W] REFERENCE OUT
 //   orvane-batch list
 //   orvane-batch help NAME
 //   orvane-batch --help | -h | --version
@@ -20,6 +21,7 @@
 #include "cli/batch_apply.h"
 #include "cli/batch_help.h"
 #include "cli/batch_io.h"
+#include "cli/batch_mask.h"
 #include "cli/batch_progress.h"
 #include "core/errors.h"
 #include "core/image.h"
@@ -39,7 +41,8 @@ int usage(std::FILE* to = stderr) {
     std::fprintf(to,
                  "usage: orvane-batch info FILE\n"
                  "       orvane-batch convert IN OUT [options]\n"
-                 "       orvane-batch apply NAME [keyword values...] [--settings FILE] IN OUT\n"
+                 "       orvane-batch apply NAME [keyword values...] [--settings FILE] [--mask MASK] IN OUT\n"
+                 "       orvane-batch mask OUTLINE.poly|OUTLINE.spline [--feather W] REFERENCE OUT\n"
                  "       orvane-batch list\n"
                  "       orvane-batch help NAME\n"
                  "       orvane-batch --help | --version\n"
@@ -49,6 +52,8 @@ int usage(std::FILE* to = stderr) {
                  "  --compression none|zip|lzw   TIFF compression (default none)\n"
                  "  --thumbnail                  TIFF: add a reduced image\n"
                  "list shows the transformations; help NAME the values and lines of one.\n"
+                 "--mask takes a gray picture of IN's size: black keeps IN, white takes the result.\n"
+                 "mask draws a saved outline at REFERENCE's size, feathered by W pixels.\n"
                  "On a terminal, work that takes over a second (ORVANE_PROGRESS_DELAY)\n"
                  "or an image over 50 megapixels shows its progress.\n"
                  "Exit status: 0, the error code of a failure, or 255 for a bad command line.\n",
@@ -218,6 +223,7 @@ int main(int argc, char** argv) {
     if (command == "info" && args.size() == 1) return info(args[0]);
     if (command == "convert") return convert(args);
     if (command == "apply") return batch_apply(args);
+    if (command == "mask") return batch_mask(args);
     if (command == "list" && args.empty()) return batch_list();
     return usage();
 }

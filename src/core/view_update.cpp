@@ -159,6 +159,87 @@ bool shows_pixels(int type) {
            type == image_type_gray16 || type == image_type_colour16;
 }
 
+// The standing mask shown over the picture, or null when no overlay is on.
+const Image* overlay_mask(const WindowRecord& record) {
+    if (record.overlay_strength == 0 || record.mask_window == nullptr) return nullptr;
+    const WindowRecord* mask = window_record_of(record.mask_window);
+    if (mask == nullptr || mask->image.type != image_type_gray8 ||
+        mask->image.width != record.image.width || mask->image.height != record.image.height)
+        return nullptr;
+    return &mask->image;
+}
+
+// The view's type: the 8-bit form of the picture's, colour under an overlay.
+int view_type_for(const WindowRecord& record) {
+    return overlay_mask(record) != nullptr ? image_type_colour8 : view_type_of(record.image.type);
+}
+
+void copy_picture(const Image& picture, Image* view, const Region& region, const ColumnMap& columns,
+                  const ColumnMap& rows, bool average) {
+    switch (picture.type) {
+        case image_type_binary:
+            copy_bits(picture, view, region, columns, rows);
+            break;
+        case image_type_gray8:
+            copy_samples<false, 1>(picture, view, region, columns, rows, average);
+            break;
+        case image_type_colour8:
+            copy_samples<false, 3>(picture, view, region, columns, rows, average);
+            break;
+        case image_type_gray16:
+            copy_samples<true, 1>(picture, view, region, columns, rows, average);
+            break;
+        default:
+            copy_samples<true, 3>(picture, view, region, columns, rows, average);
+            break;
+    }
+}
+
+// The region with the mask over it: each pixel blended towards the overlay
+// colour by mul8(mask, strength), or the mask itself for a strength of -1.
+// The picture and the mask go through the same column and line maps, so the
+// mask is reduced in step with the picture. 0 or an allocation code.
+int fill_overlay(WindowRecord* record, const Image& mask, const Region& region,
+                 const ColumnMap& columns, const ColumnMap& rows, bool average) {
+    ImageHolder picture_part, mask_part;
+    const int part_type = view_type_of(record->image.type);
+    int code = image_alloc(picture_part.get(), part_type, region.width, region.height, 100.0);
+    if (code == 0)
+        code = image_alloc(mask_part.get(), image_type_gray8, region.width, region.height, 100.0);
+    if (code != 0) return code;
+    const Region whole{0, 0, region.width, region.height};
+    copy_picture(record->image, picture_part.get(), whole, columns, rows, average);
+    copy_samples<false, 1>(mask, mask_part.get(), whole, columns, rows, average);
+    const int strength = record->overlay_strength;
+    const int colour[3] = {clamp8(record->overlay_blue), clamp8(record->overlay_green),
+                           clamp8(record->overlay_red)};
+    Image* view = &record->view_copy;
+    for (int t = 0; t < region.height; ++t) {
+        const std::uint8_t* in = picture_part->rows[region.height - 1 - t];
+        const std::uint8_t* m = mask_part->rows[region.height - 1 - t];
+        std::uint8_t* out =
+            view->rows[view->height - 1 - (region.top + t)] + static_cast<std::size_t>(region.left) * 3;
+        for (int i = 0; i < region.width; ++i) {
+            if (strength < 0) {
+                out[3 * i] = out[3 * i + 1] = out[3 * i + 2] = m[i];
+                continue;
+            }
+            const int blend = mul8[m[i]][std::min(strength, 255)];
+            for (int c = 0; c < 3; ++c) {
+                int sample = 0;
+                if (part_type == image_type_colour8)
+                    sample = in[3 * i + c];
+                else if (part_type == image_type_binary)
+                    sample = image_bit_get(in, i) ? 255 : 0;
+                else
+                    sample = in[i];
+                out[3 * i + c] = static_cast<std::uint8_t>(lerp8(sample, colour[c], blend));
+            }
+        }
+    }
+    return 0;
+}
+
 // Fills one region of both copies from the picture.
 void fill_region(WindowRecord* record, const Region& region, bool smooth) {
     const Image& picture = record->image;
@@ -168,6 +249,17 @@ void fill_region(WindowRecord* record, const Region& region, bool smooth) {
         map_axis(record->view_y1 + region.top, region.height, record->zoom, picture.height);
     const bool average = smooth && record->zoom < 0;
     Image* view = &record->view_copy;
+    if (const Image* mask = overlay_mask(*record); mask != nullptr && view->type == image_type_colour8) {
+        // Short of memory for the two parts, the region stays black.
+        if (fill_overlay(record, *mask, region, columns, rows, average) != 0) {
+            for (int t = 0; t < region.height; ++t) {
+                std::uint8_t* out = view->rows[view->height - 1 - (region.top + t)] + region.left * 3;
+                std::fill(out, out + region.width * 3, std::uint8_t{0});
+            }
+        }
+        view_to_display(*view, &record->display_copy, region);
+        return;
+    }
     switch (picture.type) {
         case image_type_binary:
             copy_bits(picture, view, region, columns, rows);
@@ -192,7 +284,7 @@ void fill_region(WindowRecord* record, const Region& region, bool smooth) {
 bool copies_match_view(const WindowRecord& record) {
     const Image& view = record.view_copy;
     const Image& display = record.display_copy;
-    return view.type == view_type_of(record.image.type) && view.width == record.view_width &&
+    return view.type == view_type_for(record) && view.width == record.view_width &&
            view.height == record.view_height && display.type == image_type_colour8 &&
            display.width == record.view_width && display.height == record.view_height;
 }
@@ -214,7 +306,7 @@ int view_update(WindowRecord* record, bool smooth) {
     }
     const int w = record->view_width;
     const int h = record->view_height;
-    int code = image_alloc(&record->view_copy, view_type_of(type), w, h, 100.0);
+    int code = image_alloc(&record->view_copy, view_type_for(*record), w, h, 100.0);
     if (code == 0) code = image_alloc(&record->display_copy, image_type_colour8, w, h, 100.0);
     if (code != 0) {
         image_free(&record->view_copy);

@@ -6,6 +6,7 @@
 #include "shell/command_table.h"
 #include "shell/file_open_queue.h"
 #include "shell/image_window.h"
+#include "shell/mask_tool.h"
 #include "shell/message_box.h"
 #include "shell/open_file.h"
 #include "shell/preferences_panel.h"
@@ -111,7 +112,8 @@ CommandResult command_dispatch(QWidget* window, int command) {
             return CommandResult::done;
         default:
             if (image_window_command(area, number) || save_image_command(area, number) ||
-                view_command(area, number) || transform_menu_command(area, number))
+                view_command(area, number) || transform_menu_command(area, number) ||
+                mask_tool_command(area, number))
                 return CommandResult::done;
             break;
     }

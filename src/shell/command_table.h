@@ -142,7 +142,7 @@ inline constexpr CommandEntry command_table[] = {
     {6007, "Misce&llaneous", "", MenuId::tools, 0, false},
     {6008, "&Magnifier", "", MenuId::tools, 0, false},
     {6009, "&Histogram", "", MenuId::tools, 0, false},
-    {4500, "&New", "", MenuId::mask, 0, false},
+    {4500, "&New", "", MenuId::mask, 0, true},
     {4501, nullptr, "", MenuId::none, 0, false, false, 4550},
     // Window
     {3001, "&Info...", "Ctrl+W", MenuId::window, 0, true},

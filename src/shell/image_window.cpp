@@ -7,6 +7,7 @@
 #include "shell/message_box.h"
 #include "shell/save_image.h"
 #include "core/view_update.h"
+#include "shell/image_drawing.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -276,6 +277,8 @@ void ImageWindow::paintEvent(QPaintEvent* event) {
     if (display.type != 0 && !part.isEmpty())
         painter.drawImage(part.topLeft(),
                           display_image(display, part.translated(-picture.topLeft())));
+    if (ImageDrawing* drawing = image_drawing(); drawing != nullptr && !is_preview())
+        drawing->paint(this, painter);
 }
 
 QImage display_image(const Image& display_copy) {

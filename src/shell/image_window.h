@@ -56,6 +56,15 @@ public:
     // is its command number. The caller owns the menu.
     QMenu* context_menu();
 
+    // Viewport points and picture pixels (fractions, y from the top) each way.
+    QPointF to_picture(QPointF viewport_point) const;
+    QPointF to_viewport(QPointF picture_point) const;
+    // The picture changed, or what shows over it, inside the inclusive
+    // rectangle of picture pixels (y from the top): the copies are rebuilt
+    // there and repainted. A change of what the copies are (an overlay put
+    // on or taken off) needs layout_view.
+    void picture_changed(int x1, int y1, int x2, int y2);
+
     // A transformation's preview shows a picture it doesn't hold: the
     // transformation computes its screen copy, and its geometry follows the
     // size of the input it stands for. `view_changed` hears of every part of
@@ -84,6 +93,7 @@ protected:
     void probe(QPoint at, ProbePhase phase);
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
 
 private:
     void resize_to_picture();
@@ -119,6 +129,7 @@ private:
     // The dragging hand: where the drag began, on the screen and in the view.
     bool dragging_ = false;
     bool probing_ = false;  // a press went to the image probe
+    bool drawing_ = false;  // a press went to the drawing tool
     QPoint drag_start_;
     int drag_view_x_ = 0;
     int drag_view_y_ = 0;

@@ -1,6 +1,7 @@
 // How an image window is moved about: scrolling by the bars, the keys and the
 // dragging hand, and the zoom menu of the right mouse button.
 #include "shell/image_window.h"
+#include "shell/image_drawing.h"
 #include "shell/image_probe.h"
 
 #include "core/errors.h"
@@ -212,10 +213,63 @@ void ImageWindow::probe(QPoint at, ProbePhase phase) {
                         std::clamp(y, 0, r->image.height - 1), phase);
 }
 
+namespace {
+
+ImageDrawing* drawing_tool = nullptr;
+
+}  // namespace
+
+void image_drawing_set(ImageDrawing* drawing) {
+    drawing_tool = drawing;
+}
+
+ImageDrawing* image_drawing() {
+    return drawing_tool;
+}
+
+QPointF ImageWindow::to_picture(QPointF at) const {
+    const WindowRecord* r = record_;
+    const double vx = at.x() - r->offset_x + r->view_x1, vy = at.y() - r->offset_y + r->view_y1;
+    if (r->zoom < 0) return {vx * -r->zoom, vy * -r->zoom};
+    return {vx / r->zoom, vy / r->zoom};
+}
+
+QPointF ImageWindow::to_viewport(QPointF at) const {
+    const WindowRecord* r = record_;
+    const double scale = r->zoom < 0 ? 1.0 / -r->zoom : r->zoom;
+    return {at.x() * scale - r->view_x1 + r->offset_x, at.y() * scale - r->view_y1 + r->offset_y};
+}
+
+void ImageWindow::picture_changed(int x1, int y1, int x2, int y2) {
+    WindowRecord* r = record_;
+    if (preview_ || r->view_width <= 0) return;
+    // The view pixels that show any of the rectangle.
+    const int n = r->zoom < 0 ? -r->zoom : 1, m = r->zoom > 0 ? r->zoom : 1;
+    const int vx1 = x1 * m / n - r->view_x1, vx2 = (x2 + 1) * m / n - r->view_x1;
+    const int vy1 = y1 * m / n - r->view_y1, vy2 = (y2 + 1) * m / n - r->view_y1;
+    view_update_region(r, vx1, vy1, vx2, vy2, preferences().smoothzoomflag);
+    viewport()->update();
+}
+
+void ImageWindow::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton && !is_preview() && drawing_tool != nullptr &&
+        drawing_tool->double_click(this, to_picture(event->position()))) {
+        event->accept();
+        return;
+    }
+    QAbstractScrollArea::mouseDoubleClickEvent(event);
+}
+
 void ImageWindow::mousePressEvent(QMouseEvent* event) {
     const bool hand =
         event->button() == Qt::LeftButton &&
         ((event->modifiers() & Qt::AltModifier) != 0 || app_state.current_tool == scroll_tool);
+    if (!hand && event->button() == Qt::LeftButton && !is_preview() && drawing_tool != nullptr &&
+        drawing_tool->pointer(this, to_picture(event->position()), ProbePhase::press)) {
+        drawing_ = true;
+        event->accept();
+        return;
+    }
     if (!hand) {
         if (event->button() == Qt::LeftButton && !is_preview() && image_probe_active()) {
             probing_ = true;
@@ -235,6 +289,13 @@ void ImageWindow::mousePressEvent(QMouseEvent* event) {
 }
 
 void ImageWindow::mouseMoveEvent(QMouseEvent* event) {
+    if (drawing_ && drawing_tool != nullptr) {
+        drawing_tool->pointer(this, to_picture(event->position()), ProbePhase::move);
+        event->accept();
+        return;
+    }
+    if (!dragging_ && !probing_ && drawing_tool != nullptr && !is_preview())
+        drawing_tool->hover(this, to_picture(event->position()));
     if (probing_) {
         probe(event->position().toPoint(), ProbePhase::move);
         event->accept();
@@ -251,6 +312,13 @@ void ImageWindow::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void ImageWindow::mouseReleaseEvent(QMouseEvent* event) {
+    if (drawing_ && event->button() == Qt::LeftButton) {
+        drawing_ = false;
+        if (drawing_tool != nullptr)
+            drawing_tool->pointer(this, to_picture(event->position()), ProbePhase::release);
+        event->accept();
+        return;
+    }
     if (probing_ && event->button() == Qt::LeftButton) {
         probing_ = false;
         probe(event->position().toPoint(), ProbePhase::release);
