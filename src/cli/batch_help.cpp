@@ -145,6 +145,9 @@ void print_field(const TransformField& f, const void* defaults) {
             if (f.kind == ControlKind::range) what += " (the editor finds it in the picture)";
             break;
         }
+        case ControlKind::number:
+            what = "a number; default " + number_text(f.default_value);
+            break;
         case ControlKind::amount:
             what = "0 to 1024 (1024 is 100 %)";
             if (f.bipolar) what += ", 512 neutral";

@@ -206,3 +206,7 @@ void error_report(int code) {
     if (code == err_ok) return;
     current_reporter->report(code, code == err_aborted ? "Attention" : "Error", error_text(code));
 }
+
+void error_report_message(const char* text) {
+    current_reporter->report(-1, "Error", text);
+}

@@ -37,3 +37,6 @@ ErrorReporter* error_set_reporter(ErrorReporter* reporter);
 
 // Shows a code to the user: nothing for 0, "Attention" for 11, "Error" otherwise.
 void error_report(int code);
+// Shows a text of its own under "Error", as a panel does for values it
+// cannot use; the reporter sees the code -1.
+void error_report_message(const char* text);

@@ -86,6 +86,16 @@ void read_input_size() {
     }
 }
 
+// The size of what the open transformation makes: its own rule, or the
+// input's size.
+void output_size(int& width, int& height) {
+    width = state.input_width;
+    height = state.input_height;
+    const WindowRecord* record = window_record_of(state.input_window);
+    if (record && state.descriptor && state.descriptor->output_size)
+        state.descriptor->output_size(state.params.get(), &record->image, width, height);
+}
+
 int input_type() {
     const WindowRecord* record = window_record_of(state.input_window);
     return record ? record->image.type : 0;
@@ -95,8 +105,10 @@ int input_type() {
 int preview_create(WindowBase* input, bool for_apply, WindowBase** window) {
     const PreviewArea area = host().preview_area(input);
     const Preferences& prefs = preferences();
-    const PreviewPlan plan = preview_plan(state.input_width, state.input_height, area,
-                                          prefs.maxpreviewsize, prefs.previewlocation);
+    int width = 0, height = 0;
+    output_size(width, height);
+    const PreviewPlan plan =
+        preview_plan(width, height, area, prefs.maxpreviewsize, prefs.previewlocation);
     int slot = -1;
     WindowRecord* record = nullptr;
     if (int err = window_record_take(&slot, &record)) return err;
@@ -109,8 +121,8 @@ int preview_create(WindowBase* input, bool for_apply, WindowBase** window) {
     record->view_y2 = plan.view_height - 1;
     record->image_x1 = 0;
     record->image_y1 = 0;
-    record->image_x2 = state.input_width - 1;
-    record->image_y2 = state.input_height - 1;
+    record->image_x2 = width - 1;
+    record->image_y2 = height - 1;
     WindowBase* made = nullptr;
     if (int err = host().window_create(record, plan, input, for_apply, &made)) {
         window_record_release(slot);
@@ -118,6 +130,8 @@ int preview_create(WindowBase* input, bool for_apply, WindowBase** window) {
     }
     window_record_bind(record, made);
     made->window_kind = window_kind_preview;
+    state.preview_width = width;
+    state.preview_height = height;
     *window = made;
     return 0;
 }
@@ -128,9 +142,23 @@ int run(bool apply, const TransformRegion* region, bool& stop) {
     stop = false;
     state.changed_since_apply = true;
     if (!apply && !state.preview_stale) return 0;
-    if (apply && state.preview_window) {
-        host().window_destroy(state.preview_window);
-        state.preview_window = nullptr;
+    if (const int check = state.descriptor->input_check
+                              ? state.descriptor->input_check(state.params.get())
+                              : input_complete) {
+        // Values the panel can't compute from: said at Apply, or at once
+        // when a box holds a wrong one; an empty box just waits.
+        if (apply || check == input_wrong)
+            error_report_message(std::string(state.descriptor->input_error).c_str());
+        return 0;
+    }
+    int width = 0, height = 0;
+    output_size(width, height);
+    if (state.preview_window) {
+        // A preview of another size than the output now has is made again.
+        if (apply || state.preview_width != width || state.preview_height != height) {
+            host().window_destroy(state.preview_window);
+            state.preview_window = nullptr;
+        }
     }
     if (!state.preview_window) {
         if (int err = preview_create(state.input_window, apply, &state.preview_window)) {
@@ -151,8 +179,8 @@ int run(bool apply, const TransformRegion* region, bool& stop) {
     TransformRegion shown;
     if (apply) {
         args.output = &record->image;
-        args.width = state.input_width;
-        args.height = state.input_height;
+        args.width = width;
+        args.height = height;
         args.zoom = 1;
         args.region_x2 = args.width - 1;
         args.region_y2 = args.height - 1;
@@ -171,8 +199,8 @@ int run(bool apply, const TransformRegion* region, bool& stop) {
         args.region_y1 = shown.y1;
         args.region_x2 = shown.x2;
         args.region_y2 = shown.y2;
-        const PreviewSource source = preview_source(record->zoom, shown, record->image_x1,
-                                                    record->image_y2, state.input_height);
+        const PreviewSource source =
+            preview_source(record->zoom, shown, record->image_x1, record->image_y2, height);
         args.source_x = source.source_x;
         args.source_y = source.source_y;
         args.line_width = source.line_width;

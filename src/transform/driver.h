@@ -138,6 +138,9 @@ struct TransformState {
     WindowBase* panel_window = nullptr;
     std::int32_t panel_code = 0;  // 0 while no panel is open
     WindowBase* preview_window = nullptr;
+    // The output size the preview window was made for.
+    std::int32_t preview_width = 0;
+    std::int32_t preview_height = 0;
     bool auto_preview = false;  // the "Auto" check box
     bool preview_stale = true;  // the preview doesn't match the parameters
     bool changed_since_apply = true;

@@ -11,6 +11,7 @@ extern const TransformDescriptor color_curves_transform;
 extern const TransformDescriptor levels_and_color_transform;
 extern const TransformDescriptor blur_transform;
 extern const TransformDescriptor sharpen_transform;
+extern const TransformDescriptor resize_transform;
 
 namespace {
 
@@ -31,7 +32,7 @@ constinit const TransformEntry registry[] = {
     {"Level", "&Level...", G::geometry, 4, 4070, 103,
      195, "Level and Plumb", "Level and Plumb", 8 | P, 4, 1, 1, false, "", false, nullptr},
     {"Resize", "&Resize...", G::geometry, 5, 4003, 24,
-     198, "Resize", "Resize", 8 | P, 2, 1, 1, false, "", false, nullptr},
+     198, "Resize", "Resize", 8 | P, 2, 1, 1, false, "", false, &resize_transform},
     {"Warp", "&Warp...", G::geometry, 6, 4004, 23,
      188, "Warp", "Warp", 8 | P, 4, 1, 1, false, "", false, nullptr},
     {"Fan", "&Fan...", G::geometry, 7, 4022, 46,

@@ -117,6 +117,7 @@ int transform_compute_image(const TransformDescriptor& descriptor, const void* p
         image_move(input, &record.image);
         width = record.image.width;
         height = record.image.height;
+        if (descriptor.output_size) descriptor.output_size(params, &record.image, width, height);
     }
     ComputeArgs args;
     args.input = input ? &record : nullptr;

@@ -147,6 +147,7 @@ enum class ControlKind : std::uint8_t {
     range,           // the range bar: input levels in_low, in_high, output out_low, out_high
     colour,          // a colour swatch that opens the colour dialog: red, green, blue
     caption,         // a line of text: `label` and the number `get` gives, by `format`
+    number,          // an edit box for a real value, shown by `format`; an empty box gives 0
 };
 
 // Image types as bits, for visibility and acceptance: bit n is type n.
@@ -198,6 +199,11 @@ struct TransformField {
     // Sets the built-in values of a control that has no single value.
     void (*init)(void* params) = nullptr;
 };
+
+// What a descriptor's input_check answers.
+inline constexpr int input_complete = 0;
+inline constexpr int input_unset = 1;
+inline constexpr int input_wrong = 2;
 
 // Whether a field's control shows for an input of `image_type` (0: no input).
 constexpr bool field_shown(const TransformField& field, int image_type) {
@@ -410,6 +416,17 @@ constexpr TransformField field_colour(std::string_view keyword, std::string_view
     return f;
 }
 
+// An edit box for a number typed by the user, as Resize's "Width:".
+//   field_number<&P::dpi>("dpi", "Resolution:", "%2f", 0.0)
+template <auto Member>
+constexpr TransformField field_number(std::string_view keyword, std::string_view label,
+                                      std::string_view format, double default_value) {
+    auto f = transform_detail::value_field<Member>(keyword, label, ControlKind::number,
+                                                   default_value);
+    f.format = format;
+    return f;
+}
+
 // A caption computed from the block, as "Output gamma: %2f" shows input gamma
 // times factor; it holds no value of its own.
 constexpr TransformField field_caption(std::string_view keyword, std::string_view label,
@@ -476,6 +493,14 @@ struct TransformDescriptor {
     // line alone, whatever its place (no mask, nothing found in the whole
     // picture): such work can run a band of lines at a time. Null: never.
     bool (*line_local)(const void* params) = nullptr;
+    // The size of the output when it isn't the input's (Resize): from the
+    // block and the input. Null: the input's size.
+    void (*output_size)(const void* params, const Image* input, int& width, int& height) = nullptr;
+    // Whether the panel's values can be computed: input_complete, or
+    // input_unset (an empty box: no preview, and `input_error` at Apply), or
+    // input_wrong (`input_error` at once). Null: always complete.
+    int (*input_check)(const void* params) = nullptr;
+    std::string_view input_error;
 
     // The panel module's static copy of the last block and its `fresh` flag.
     void* static_copy = nullptr;
@@ -504,6 +529,9 @@ struct TransformDefinition {
     bool (*line_local)(const void* params) = nullptr;
     P* static_copy = nullptr;
     bool* fresh = nullptr;
+    void (*output_size)(const void* params, const Image* input, int& width, int& height) = nullptr;
+    int (*input_check)(const void* params) = nullptr;
+    std::string_view input_error = {};
 };
 
 template <typename P, const auto& Fields, const auto& Lines,
@@ -551,6 +579,9 @@ constexpr TransformDescriptor transform_descriptor(const TransformDefinition<P>&
     d.short_buttons = def.short_buttons;
     d.input_opened = def.input_opened;
     d.line_local = def.line_local;
+    d.output_size = def.output_size;
+    d.input_check = def.input_check;
+    d.input_error = def.input_error;
     d.static_copy = def.static_copy;
     d.fresh = def.fresh;
     return d;
