@@ -18,6 +18,8 @@
 #include "batch_runner.h"
 #include "core/errors.h"
 #include "core/parallel.h"
+#include "core/tables.h"
+#include "core/window_record.h"
 #include "file/read_image.h"
 #include "transform/geometry/crop_add_border.h"
 #include "transform/registry.h"
@@ -351,6 +353,72 @@ TEST(CropAddBorder, OneThreadAndSeveralGiveTheSameBytes) {
         for (int y = 0; y < one->height; ++y)
             ASSERT_EQ(std::memcmp(one->rows[y], many->rows[y], image_line_bytes(one.get())), 0) << y;
     }
+}
+
+TEST(CropAddBorder, BorderPictureScaledToTheOutputOrLaidFromTheTopLeft) {
+    ImageHolder in, border, out, scaled;
+    fill(in.get(), image_type_colour8, 30, 20);
+    fill(border.get(), image_type_gray8, 7, 5);
+    const struct {
+        int scaling;
+    } cases[] = {{crop_scale}, {crop_dont_scale}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.scaling);
+        Block b;
+        b.rect(4, 3, 23, 14);  // 20 by 12, in a 26 by 20 output
+        b.p.left = b.p.right = 3, b.p.top = b.p.bottom = 4;
+        b.p.border_image = border.get();
+        b.p.border_scaling = c.scaling;
+        ASSERT_EQ(b.apply(in.get(), out.get()), 0);
+        ASSERT_EQ(resample_image(border.get(), scaled.get(), 26, 20, 300.0, resample_bilinear, 0), 0);
+        for (int y = 0; y < 20; ++y)
+            for (int x = 0; x < 26; ++x) {
+                if (x >= 3 && x < 23 && y >= 4 && y < 16) {
+                    ASSERT_EQ(at(out.get(), x, y, 1), at(in.get(), x + 1, y - 1, 1));
+                    continue;
+                }
+                const int gray = c.scaling == crop_scale ? at(scaled.get(), x, y)
+                                                         : at(border.get(), x % 7, y % 5);
+                for (int k = 0; k < 3; ++k)
+                    ASSERT_EQ(at(out.get(), x, y, k), gray) << x << "," << y;
+            }
+    }
+}
+
+TEST(CropAddBorder, PreviewShowsTheResultAtTheViewsZoom) {
+    ImageHolder applied, shown;
+    WindowRecord input{};
+    image_init(&input.image);
+    fill(&input.image, image_type_colour16, 40, 30);
+    Block b;
+    b.rect(5, 5, 34, 26);
+    b.p.angle = 10, b.p.shape = crop_oval, b.p.top = 2;
+    ASSERT_EQ(b.apply(&input.image, applied.get()), 0);
+    for (const int zoom : {1, -2}) {
+        SCOPED_TRACE(zoom);
+        const int step = zoom < 0 ? -zoom : 1;
+        ComputeArgs args;
+        args.input = &input;
+        args.output = shown.get();
+        args.params = &b.p;
+        args.width = (applied->width + step - 1) / step;
+        args.height = (applied->height + step - 1) / step;
+        args.zoom = zoom;
+        args.region_x2 = args.width - 1;
+        args.region_y2 = args.height - 1;
+        args.line_width = args.width;  // reduced: one read pixel an output pixel
+        args.line_count = args.height;
+        ASSERT_EQ(crop().compute(args), 0);
+        ASSERT_EQ(shown->type, image_type_colour8);
+        for (int y = 0; y < shown->height; ++y)
+            for (int x = 0; x < shown->width; ++x)
+                for (int k = 0; k < 3; ++k)
+                    ASSERT_EQ(shown->rows[y][3 * x + k],
+                              to8[reinterpret_cast<const std::uint16_t*>(
+                                  applied->rows[y * step])[3 * x * step + k]])
+                        << x << "," << y;
+    }
+    image_free(&input.image);
 }
 
 TEST(CropAddBorder, IllegalTypesAreRefused) {
