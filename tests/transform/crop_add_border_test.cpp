@@ -528,3 +528,32 @@ TEST(CropAddBorder, BatchCropEqualsMagickCropAndRotationItsDistort) {
         EXPECT_LE(worst, c.tolerance);
     }
 }
+
+TEST(CropAddBorder, PressesTakeHandlesInsideOrOutsideAndDragsFollow) {
+    const CropRect r{10, 20, 49, 39};  // edges at x 10 and 50, y 20 and 40
+    const struct {
+        double x, y;
+        int hit;
+        double to_x, to_y;
+        int rw, rh;
+        CropRect dragged;
+    } cases[] = {
+        {10.5, 19.0, handle_top_left, 5, 15, 0, 0, {4, 16, 49, 39}},  // by -5.5 (rounds to -6), -4
+        {50.0, 40.0, handle_bottom_right, 62.4, 45.6, 0, 0, {10, 20, 61, 45}},
+        {49.0, 30.0, handle_right, 79, 0, 0, 0, {10, 20, 79, 39}},
+        {49.0, 30.0, handle_right, 0, 30, 0, 0, {10, 20, 10, 39}},  // never inside out
+        {30.0, 40.5, handle_bottom, 30, 60, 2, 1, {-10, 20, 69, 59}},
+        {30.0, 30.0, handle_move, 33, 25, 0, 0, {13, 15, 52, 34}},
+        {60.0, 30.0, -1, 55.5, 22.2, 0, 0, {55, 22, 60, 30}},  // a new one, up and left
+        {60.0, 30.0, -1, 70.0, 31.0, 2, 1, {60, 30, 70, 35}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.x * 1000 + c.y);
+        ASSERT_EQ(crop_hit(r, c.x, c.y, 2.0), c.hit);
+        EXPECT_EQ(crop_drag(r, c.hit, c.x, c.y, c.to_x, c.to_y, c.rw, c.rh), c.dragged);
+    }
+    // Shift-drag: a quarter turn of the pointer clockwise as shown is +90.
+    EXPECT_NEAR(crop_drag_angle(0, 50, 50, 60, 50, 50, 60), 90, 1e-9);
+    EXPECT_NEAR(crop_drag_angle(3, 50, 50, 60, 50, 60, 49), 3 - 45 * std::atan(0.1) * 4 / M_PI, 1e-6);
+    EXPECT_NEAR(crop_drag_angle(170, 0, 0, 1, 0, -1, 0.01), -10 - 0.01 * 180 / M_PI + 0.0000019, 1e-3);
+}

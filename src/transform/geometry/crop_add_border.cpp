@@ -203,6 +203,56 @@ CropRect crop_constrain(CropRect r, int handle, int ratio_w, int ratio_h) {
     return r;
 }
 
+int crop_hit(CropRect r, double x, double y, double reach) {
+    r = crop_normalise(r);
+    // Handles sit on the rectangle's outer edges.
+    const double left = r.x1, right = r.x2 + 1.0, top = r.y1, bottom = r.y2 + 1.0;
+    const double mx = (left + right) / 2, my = (top + bottom) / 2;
+    const double hx[8] = {left, right, right, left, mx, right, mx, left};
+    const double hy[8] = {top, top, bottom, bottom, top, my, bottom, my};
+    for (int k = 0; k < 8; ++k)
+        if (std::abs(x - hx[k]) <= reach && std::abs(y - hy[k]) <= reach) return k;
+    if (x >= left && x < right && y >= top && y < bottom) return handle_move;
+    return -1;
+}
+
+CropRect crop_drag(CropRect start, int handle, double from_x, double from_y, double to_x,
+                   double to_y, int ratio_w, int ratio_h) {
+    start = crop_normalise(start);
+    const int dx = static_cast<int>(std::lround(to_x - from_x));
+    const int dy = static_cast<int>(std::lround(to_y - from_y));
+    if (handle == handle_move)
+        return {start.x1 + dx, start.y1 + dy, start.x2 + dx, start.y2 + dy};
+    if (handle < 0) {
+        // A new rectangle from the pressed pixel to the one under the pointer.
+        const int x0 = static_cast<int>(std::floor(from_x)), y0 = static_cast<int>(std::floor(from_y));
+        const int x1 = static_cast<int>(std::floor(to_x)), y1 = static_cast<int>(std::floor(to_y));
+        const int corner = x1 >= x0 ? (y1 >= y0 ? handle_bottom_right : handle_top_right)
+                                    : (y1 >= y0 ? handle_bottom_left : handle_top_left);
+        return crop_constrain({x0, y0, x1, y1}, corner, ratio_w, ratio_h);
+    }
+    CropRect r = start;
+    const bool moves_left = handle == handle_top_left || handle == handle_bottom_left || handle == handle_left;
+    const bool moves_right = handle == handle_top_right || handle == handle_bottom_right || handle == handle_right;
+    const bool moves_top = handle == handle_top_left || handle == handle_top_right || handle == handle_top;
+    const bool moves_bottom = handle == handle_bottom_left || handle == handle_bottom_right || handle == handle_bottom;
+    if (moves_left) r.x1 = std::min(start.x1 + dx, start.x2);
+    if (moves_right) r.x2 = std::max(start.x2 + dx, start.x1);
+    if (moves_top) r.y1 = std::min(start.y1 + dy, start.y2);
+    if (moves_bottom) r.y2 = std::max(start.y2 + dy, start.y1);
+    return crop_constrain(r, handle, ratio_w, ratio_h);
+}
+
+double crop_drag_angle(double degrees, double cx, double cy, double from_x, double from_y,
+                       double to_x, double to_y) {
+    // y runs down, so atan2's counter-clockwise is clockwise as shown.
+    const double turn = std::atan2(to_y - cy, to_x - cx) - std::atan2(from_y - cy, from_x - cx);
+    double a = degrees + turn * 180.0 / 3.1415926536;
+    while (a > 180) a -= 360;
+    while (a < -180) a += 360;
+    return a;
+}
+
 int crop_proportions_count() {
     return static_cast<int>(std::size(proportion_words));
 }

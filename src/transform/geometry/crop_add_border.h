@@ -79,6 +79,24 @@ enum CropHandle : int { handle_top_left = 0, handle_top_right, handle_bottom_rig
                         handle_bottom_left, handle_top, handle_right, handle_bottom, handle_left };
 CropRect crop_constrain(CropRect r, int handle, int ratio_w, int ratio_h);
 
+// What a press at (x, y) (picture pixels, fractions allowed) on the drawn
+// rectangle takes: a handle within `reach` pixels of it, the inside to move
+// it, or the outside (-1) to draw a new one.
+inline constexpr int handle_move = 8;
+int crop_hit(CropRect r, double x, double y, double reach);
+
+// The rectangle while `handle` (or handle_move, or -1 for a new rectangle
+// from the press) is dragged from `from` to `to`, held to w:h (0:0 free).
+// A moved rectangle keeps its size.
+CropRect crop_drag(CropRect start, int handle, double from_x, double from_y, double to_x,
+                   double to_y, int ratio_w, int ratio_h);
+
+// The angle after a Shift-drag from `from` to `to` about the picture's
+// centre (cx, cy), starting at `degrees`: the turn of the pointer about the
+// centre, clockwise positive as shown, kept within -180..180.
+double crop_drag_angle(double degrees, double cx, double cy, double from_x, double from_y,
+                       double to_x, double to_y);
+
 // The w:h of the "Proportions:" entry (0 "Arbitrary": 0:0); "Custom" takes
 // the block's ratio; the result is turned to the rectangle's orientation.
 void crop_proportions(const CropParams& p, int index, int& ratio_w, int& ratio_h);
