@@ -827,7 +827,8 @@ constexpr TransformField fields[] = {
     field_check<&P::equal_borders>("equal_borders", "Equal Borders", false),
     field_real<&P::angle>("angle", "Angle: ", -45, 45, "%2f (Shift-Drag to rotate image.)", 0),
     field_check<&P::resize_on>("resize", "Resize:", false),
-    resize_field(field_number<&P::resize_value>("resize_to", "To:", "%z2f", 1000)),
+    // A slider until the panel builder has edit boxes for numbers.
+    resize_field(field_real<&P::resize_value>("resize_to", "To: ", 0, 10000, "%2f", 1000)),
     resize_field(field_choice<&P::resize_unit>("resize_unit", "", resize_unit_words, 0)),
     resize_field(field_choice<&P::resize_side>("resize_side", "", side_words, crop_side_long)),
     method_field(),
