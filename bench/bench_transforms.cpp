@@ -1,7 +1,8 @@
 // The transformations beside the peers a photographer would use: orvane-batch
 // apply against libvips (the same 65536-entry table through `vips maplut`,
 // `gaussblur` at the double box's spread, `rank`, `sharpen`) and ImageMagick
-// (-gamma, -level, -blur, -statistic Median, -unsharp), whole processes on 6000 x 4000 8-bit and
+// (-gamma, -level, -blur, -statistic Median, -unsharp; crop, rotate and -distort SRT for
+// Crop/Add Border), whole processes on 6000 x 4000 8-bit and
 // 16-bit uncompressed TIFFs; ours and vips median of three, ImageMagick once
 // (it takes long at large radii). Then what a photographer feels in the
 // editor: a parameter change to a finished preview of the 16-bit picture
@@ -9,6 +10,7 @@
 // eleven.
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -119,6 +121,15 @@ int main(int, char** argv) {
         {"Unsharp Mask r 2", "Sharpen radius_threshold_kernal 2 0 2", "sharpen {in} {out}",
          "-unsharp 0x2"},
     };
+    // Crop, plain and with a 3 degree turn and a soft oval: vips and
+    // ImageMagick turn and cut only (a timing only).
+    cases.push_back({"Crop 5000 x 3200", "'Crop/Add Border' cdims 500 400 5499 3599",
+                     "crop {in} {out} 500 400 5000 3200", "-crop 5000x3200+500+400 +repage"});
+    cases.push_back({"Crop turned 3, soft oval",
+                     "'Crop/Add Border' cdims 500 400 5499 3599 fparams 3 20 0 0 0 flags 1",
+                     "rotate {in} " + file("turned.v") + " 3 && vips crop " + file("turned.v") +
+                         " {out} 600 550 5000 3200",
+                     "-distort SRT 3 -crop 5000x3200+500+400 +repage"});
     for (int r : {2, 10, 50}) {
         // The double box of radius r spreads as a Gaussian of this sigma.
         char sigma[32];
@@ -139,6 +150,9 @@ int main(int, char** argv) {
     for (const char* depth : {"8", "16"}) {
         const std::string in = file(std::string(depth) + ".tif"), out = file("out.tif");
         for (const Case& c : cases) {
+            // ORVANE_BENCH_ONLY=Crop runs only the rows whose name holds it.
+            if (const char* only = std::getenv("ORVANE_BENCH_ONLY"); only && c.name.find(only) == std::string::npos)
+                continue;
             const auto [ours, theirs] = bench::medians_of_three(
                 batch + " apply " + c.ours + " " + in + " " + out,
                 vips ? "vips " + fill(c.vips, in, out) : "false");
@@ -158,6 +172,11 @@ int main(int, char** argv) {
 
     // A parameter change to a finished preview: the picture is in memory, as
     // in the editor; each run uses another curve, so no table is reused.
+    if (std::getenv("ORVANE_BENCH_ONLY")) {
+        image_free(&big.image);
+        std::filesystem::remove_all(dir);
+        return status;
+    }
     std::printf("\nPreview of the whole picture at 1:4 (1500 x 1000) after a change, median of 11\n");
     for (const char* title :
          {"Brightness Curve", "Gamma Adjust", "Color Curves", "Levels and Color", "Blur", "Sharpen"}) {

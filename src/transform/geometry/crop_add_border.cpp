@@ -552,35 +552,64 @@ int blend_stage(const Image* source, const Image* coverage, const CropRect& rect
     const bool wide = wide_type(out_type);
     const int sw = source->width, sh = source->height;
     const ProgressScope shown(title, std::int64_t{W} * H, 0, H - 1, false);
+    const int bytes = n * (wide ? 2 : 1);  // a pixel's
     for_lines(H, [&](int Y) {
         std::uint8_t* line = o.rows[H - 1 - Y];
         const int ry = Y - l.top;  // row within the rectangle
         const int sy = rect.y1 + ry;
-        const bool rows_inside = ry >= 0 && ry < rect.height();
-        for (int X = 0; X < W; ++X) {
-            int b[3] = {border[0], border[1], border[2]};
+        // Output columns xa .. xb - 1 have picture under them.
+        int xa = 0, xb = 0;
+        if (ry >= 0 && ry < rect.height() && sy >= 0 && sy < sh) {
+            xa = std::max(l.left, l.left - rect.x1);
+            xb = std::min(l.left + rect.width(), l.left + sw - rect.x1);
+            if (xb < xa) xa = xb = 0;
+        }
+        auto border_of = [&](int X, int* b) {
+            b[0] = border[0], b[1] = border[1], b[2] = border[2];
             if (border_image) border_pixel(border_image, X, H - 1 - Y, out_type, b);
-            const int rx = X - l.left, sx = rect.x1 + rx;
-            // e: 0 shows picture only, 255 border only.
-            int e = 255;
-            if (rows_inside && rx >= 0 && rx < rect.width() && sx >= 0 && sx < sw && sy >= 0 &&
-                sy < sh) {
-                const int m = masked ? stages.mask.rows[rect.height() - 1 - ry][rx] : 0;
-                const int cov = coverage ? coverage->rows[sh - 1 - sy][sx] : 255;
-                e = 255 - mul8[255 - m][cov];
-            }
-            const std::uint8_t* p =
-                e < 255 ? source->rows[sh - 1 - sy] + static_cast<std::size_t>(sx) * n * (wide ? 2 : 1)
-                        : nullptr;
+        };
+        auto put = [&](int X, const int* v) {
             for (int c = 0; c < n; ++c) {
-                if (wide) {
-                    const int v = p ? lerp16(reinterpret_cast<const std::uint16_t*>(p)[c], b[c], e)
-                                    : b[c];
-                    reinterpret_cast<std::uint16_t*>(line)[X * n + c] = static_cast<std::uint16_t>(v);
-                } else {
-                    line[X * n + c] = static_cast<std::uint8_t>(p ? lerp8(p[c], b[c], e) : b[c]);
-                }
+                if (wide)
+                    reinterpret_cast<std::uint16_t*>(line)[X * n + c] = static_cast<std::uint16_t>(v[c]);
+                else
+                    line[X * n + c] = static_cast<std::uint8_t>(v[c]);
             }
+        };
+        for (int X = 0; X < W; ++X) {
+            if (X == xa && xb > xa) X = xb;  // the picture's columns come below
+            if (X >= W) break;
+            int b[3];
+            border_of(X, b);
+            put(X, b);
+        }
+        if (xb <= xa) return;
+        const int sx0 = rect.x1 + xa - l.left;
+        const std::uint8_t* from = source->rows[sh - 1 - sy] + static_cast<std::size_t>(sx0) * bytes;
+        const std::uint8_t* m = masked ? stages.mask.rows[rect.height() - 1 - ry] + (xa - l.left) : nullptr;
+        const std::uint8_t* cov = coverage ? coverage->rows[sh - 1 - sy] + sx0 : nullptr;
+        if (!m && !cov) {
+            // A plain crop: the picture's bytes as they are.
+            std::memcpy(line + static_cast<std::size_t>(xa) * bytes, from,
+                        static_cast<std::size_t>(xb - xa) * bytes);
+            return;
+        }
+        for (int X = xa; X < xb; ++X) {
+            const int i = X - xa;
+            // e: 0 shows picture only, 255 border only.
+            const int e = 255 - mul8[255 - (m ? m[i] : 0)][cov ? cov[i] : 255];
+            const std::uint8_t* p = from + static_cast<std::size_t>(i) * bytes;
+            if (e == 0) {
+                std::memcpy(line + static_cast<std::size_t>(X) * bytes, p, static_cast<std::size_t>(bytes));
+                continue;
+            }
+            int b[3];
+            border_of(X, b);
+            int v[3];
+            for (int c = 0; c < n; ++c)
+                v[c] = wide ? lerp16(reinterpret_cast<const std::uint16_t*>(p)[c], b[c], e)
+                            : lerp8(p[c], b[c], e);
+            put(X, v);
         }
     });
     ++counts.blend;
