@@ -1,5 +1,6 @@
 #include "shell/crop_drawing.h"
 
+#include <QComboBox>
 #include <QGuiApplication>
 #include <QPainter>
 #include <QPolygonF>
@@ -57,6 +58,7 @@ bool CropDrawing::pointer(ImageWindow* window, QPointF at, ProbePhase phase) {
     }
     p->dims_width = picture.width;
     p->dims_height = picture.height;
+    crop_update_result_rect(*p);
     if (phase == ProbePhase::release) dragging_ = false;
     window->viewport()->update();
     if (auto* panel = dynamic_cast<TransformPanel*>(transform_state().panel_window))
@@ -125,6 +127,13 @@ void CropDrawing::paint(ImageWindow* window, QPainter& painter) {
 
 void crop_drawing_attach(TransformPanel* panel) {
     image_drawing_set(&drawing);
+    // The shape and the guides the panel chooses show on the picture at once.
+    const auto redraw = [] {
+        if (auto* window = dynamic_cast<ImageWindow*>(transform_state().input_window))
+            window->viewport()->update();
+    };
+    for (QComboBox* box : panel->findChildren<QComboBox*>())
+        QObject::connect(box, &QComboBox::activated, panel, redraw);
     QObject::connect(panel, &QObject::destroyed, [] {
         if (image_drawing() == &drawing) image_drawing_set(nullptr);
     });

@@ -91,6 +91,12 @@ void TestCropAddBorder::opens_on_the_whole_picture_and_a_handle_drag_moves_one_c
     input_->verticalScrollBar()->setValue(0);
     drag({1, 1}, {41, 31});
     QCOMPARE(CropRect({p->x1, p->y1, p->x2, p->y2}), CropRect({40, 30, 599, 399}));
+    QCOMPARE(CropRect({p->rx1, p->ry1, p->rx2, p->ry2}), CropRect({0, 0, 559, 369}));
+    // The handle shows where the corner went: white inside a black rim.
+    const QImage shown = input_->viewport()->grab().toImage();
+    const QPoint corner = input_->to_viewport({40, 30}).toPoint();
+    QCOMPARE(shown.pixelColor(corner + QPoint(1, 1)), QColor(Qt::white));
+    QCOMPARE(shown.pixelColor(corner + QPoint(-3, 0)), QColor(Qt::black));
     drag({100, 100}, {90, 95});
     QCOMPARE(CropRect({p->x1, p->y1, p->x2, p->y2}), CropRect({30, 25, 589, 394}));
 }

@@ -113,6 +113,14 @@ CropLayout crop_layout(const CropParams& p, int w, int h) {
     return l;
 }
 
+void crop_update_result_rect(CropParams& p) {
+    const CropRect r = crop_normalise({p.x1, p.y1, p.x2, p.y2});
+    p.rx1 = p.left;
+    p.ry1 = p.top;
+    p.rx2 = p.left + r.width() - 1;
+    p.ry2 = p.top + r.height() - 1;
+}
+
 void crop_rotated_size(int w, int h, double degrees, int& width, int& height) {
     if (degrees == 0) {
         width = w;
@@ -792,6 +800,7 @@ void input_opened(void* params, const Image* input) {
     p.x1 = p.y1 = 0;
     p.x2 = input->width - 1;
     p.y2 = input->height - 1;
+    crop_update_result_rect(p);
 }
 
 template <auto Member>
@@ -804,6 +813,7 @@ constexpr TransformField border_field(std::string_view keyword, std::string_view
             p.left = p.right = p.top = p.bottom = n;
         else
             p.*Member = n;
+        crop_update_result_rect(p);
     };
     return f;
 }

@@ -60,6 +60,10 @@ struct CropLayout {
 };
 CropLayout crop_layout(const CropParams& p, int w, int h);
 
+// Sets rdims, the rectangle of the result within the output, from the
+// rectangle and the borders: what the workflow line records.
+void crop_update_result_rect(CropParams& p);
+
 // The bounding box of a w by h picture turned by `degrees`, grown evenly on
 // both sides (w and h keep their parity).
 void crop_rotated_size(int w, int h, double degrees, int& width, int& height);
