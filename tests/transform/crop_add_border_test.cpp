@@ -421,6 +421,19 @@ TEST(CropAddBorder, PreviewShowsTheResultAtTheViewsZoom) {
     image_free(&input.image);
 }
 
+TEST(CropAddBorder, EqualBordersTakeTheLeftWidthAndMoveTogether) {
+    Block b;
+    b.rect(0, 0, 9, 4);
+    const auto set = [&](const char* keyword, double v) { field_find(crop().fields, keyword)->set(&b.p, v); };
+    set("left", 7);
+    set("top", 2);
+    set("equal_borders", 1);
+    EXPECT_EQ(CropRect({b.p.left, b.p.right, b.p.top, b.p.bottom}), CropRect({7, 7, 7, 7}));
+    set("bottom", 3);
+    EXPECT_EQ(CropRect({b.p.left, b.p.right, b.p.top, b.p.bottom}), CropRect({3, 3, 3, 3}));
+    EXPECT_EQ(CropRect({b.p.rx1, b.p.ry1, b.p.rx2, b.p.ry2}), CropRect({3, 3, 12, 7}));
+}
+
 TEST(CropAddBorder, IllegalTypesAreRefused) {
     ImageHolder in, out;
     ASSERT_EQ(image_alloc(in.get(), image_type_four8, 8, 8, 300.0), 0);

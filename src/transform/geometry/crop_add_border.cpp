@@ -78,10 +78,10 @@ CropRect crop_normalise(CropRect r) {
 
 CropLayout crop_layout(const CropParams& p, int w, int h) {
     CropLayout l;
-    l.left = p.left;
-    l.right = p.right;
-    l.top = p.top;
-    l.bottom = p.bottom;
+    l.left = std::max(0, p.left);
+    l.right = std::max(0, p.right);
+    l.top = std::max(0, p.top);
+    l.bottom = std::max(0, p.bottom);
     CropRect r = crop_normalise({p.x1, p.y1, p.x2, p.y2});
     if (p.dims_width <= 0 || p.dims_height <= 0) {
         const bool unset = p.x1 == 0 && p.y1 == 0 && p.x2 == 0 && p.y2 == 0;
@@ -818,6 +818,18 @@ constexpr TransformField border_field(std::string_view keyword, std::string_view
     return f;
 }
 
+// "Equal Borders" on gives every side the left one's width.
+constexpr TransformField equal_borders_field() {
+    TransformField f = field_check<&P::equal_borders>("equal_borders", "Equal Borders", false);
+    f.set = [](void* params, double v) {
+        P& p = *static_cast<P*>(params);
+        p.equal_borders = v > 0.5;
+        if (p.equal_borders) p.right = p.top = p.bottom = p.left;
+        crop_update_result_rect(p);
+    };
+    return f;
+}
+
 constexpr TransformField ratio_field(bool width) {
     TransformField f = width ? field_integer<&P::ratio_width>("ratio_width", "Width/Height: ", 1,
                                                              100, "%d", 4)
@@ -863,7 +875,7 @@ constexpr TransformField fields[] = {
     border_field<&P::right>("right", "Right: "),
     border_field<&P::top>("top", "Top: "),
     border_field<&P::bottom>("bottom", "Bottom: "),
-    field_check<&P::equal_borders>("equal_borders", "Equal Borders", false),
+    equal_borders_field(),
     field_real<&P::angle>("angle", "Angle: ", -45, 45, "%2f (Shift-Drag to rotate image.)", 0),
     field_check<&P::resize_on>("resize", "Resize:", false),
     // A slider until the panel builder has edit boxes for numbers.

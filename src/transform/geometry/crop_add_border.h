@@ -4,7 +4,8 @@
 //
 // Rectangles are in picture pixels, inclusive corners, x to the right and y
 // down from the top row, as the picture is shown. A positive angle turns the
-// picture clockwise as shown, about its centre.
+// picture clockwise as shown, about its centre. A binary picture gives a
+// gray (type 2) result; the other types keep theirs.
 #pragma once
 
 #include <cstdint>
