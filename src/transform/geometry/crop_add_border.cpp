@@ -420,6 +420,7 @@ int rotate_stage(const Image* in, double degrees) {
     if (int err = image_alloc(&stages.coverage, image_type_gray8, W, H, in->resolution)) return err;
     const ProgressScope shown("Rotating Image", std::int64_t{W} * H, 0, H - 1, false);
     const int type = in->type;
+    const int step = image_pixel_step(type);
     for_lines(H, [&](int Y) {
         // Row Y from the top is Image line H - 1 - Y; source rows likewise.
         const double dy = Y - (H - 1) / 2.0;
@@ -430,6 +431,11 @@ int rotate_stage(const Image* in, double degrees) {
             const double sx = dx * c + dy * s + (w - 1) / 2.0;
             const double sy = (h - 1) - (-dx * s + dy * c + (h - 1) / 2.0);
             cov[X] = static_cast<std::uint8_t>(coverage_at(sx, sy, w, h));
+            if (cov[X] == 0) {
+                // No picture here: the blend shows only border.
+                std::memset(out + static_cast<std::size_t>(X) * step, 0, static_cast<std::size_t>(step));
+                continue;
+            }
             const double cx = std::clamp(sx, 0.0, w - 1.0), cy = std::clamp(sy, 0.0, h - 1.0);
             int r = 0, g = 0, b = 0;
             switch (type) {
@@ -876,7 +882,7 @@ constexpr TransformField fields[] = {
     border_field<&P::top>("top", "Top: "),
     border_field<&P::bottom>("bottom", "Bottom: "),
     equal_borders_field(),
-    field_real<&P::angle>("angle", "Angle: ", -45, 45, "%2f (Shift-Drag to rotate image.)", 0),
+    field_real<&P::angle>("angle", "Angle: ", -180, 180, "%2f (Shift-Drag to rotate image.)", 0),
     field_check<&P::resize_on>("resize", "Resize:", false),
     // A slider until the panel builder has edit boxes for numbers.
     resize_field(field_real<&P::resize_value>("resize_to", "To: ", 0, 10000, "%2f", 1000)),
