@@ -3,6 +3,7 @@
 #include <QComboBox>
 #include <QGuiApplication>
 #include <QPainter>
+#include <QPointer>
 #include <QPolygonF>
 
 #include <cmath>
@@ -27,6 +28,9 @@ CropParams* block_on(ImageWindow* window) {
 }
 
 CropDrawing drawing;
+// The window the rectangle was last drawn on: it is redrawn without it when
+// the panel closes.
+QPointer<ImageWindow> drawn_on;
 
 }  // namespace
 
@@ -70,6 +74,7 @@ bool CropDrawing::pointer(ImageWindow* window, QPointF at, ProbePhase phase) {
 void CropDrawing::paint(ImageWindow* window, QPainter& painter) {
     const CropParams* p = block_on(window);
     if (!p) return;
+    drawn_on = window;
     const auto view = [window](double x, double y) { return window->to_viewport({x, y}); };
     const CropRect r = crop_normalise({p->x1, p->y1, p->x2, p->y2});
     const double left = r.x1, top = r.y1, right = r.x2 + 1.0, bottom = r.y2 + 1.0;
@@ -136,5 +141,6 @@ void crop_drawing_attach(TransformPanel* panel) {
         QObject::connect(box, &QComboBox::activated, panel, redraw);
     QObject::connect(panel, &QObject::destroyed, [] {
         if (image_drawing() == &drawing) image_drawing_set(nullptr);
+        if (drawn_on) drawn_on->viewport()->update();
     });
 }

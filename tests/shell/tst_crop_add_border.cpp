@@ -99,6 +99,12 @@ void TestCropAddBorder::opens_on_the_whole_picture_and_a_handle_drag_moves_one_c
     QCOMPARE(shown.pixelColor(corner + QPoint(-3, 0)), QColor(Qt::black));
     drag({100, 100}, {90, 95});
     QCOMPARE(CropRect({p->x1, p->y1, p->x2, p->y2}), CropRect({30, 25, 589, 394}));
+    // Closing the panel takes the rectangle off the picture.
+    const QPoint moved = input_->to_viewport({30, 25}).toPoint() + QPoint(1, 1);
+    QCOMPARE(input_->viewport()->grab().toImage().pixelColor(moved), QColor(Qt::white));
+    transform_cancel();
+    QTest::qWait(20);
+    QVERIFY(input_->viewport()->grab().toImage().pixelColor(moved) != QColor(Qt::white));
 }
 
 void TestCropAddBorder::square_proportions_hold_the_drag() {
