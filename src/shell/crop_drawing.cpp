@@ -1,6 +1,7 @@
 #include "shell/crop_drawing.h"
 
 #include <QComboBox>
+#include <QGridLayout>
 #include <QGuiApplication>
 #include <QPainter>
 #include <QPointer>
@@ -9,6 +10,7 @@
 #include <cmath>
 
 #include "shell/image_window.h"
+#include "shell/input_chooser.h"
 #include "shell/transform_panel.h"
 #include "shell/transform_panel_builder.h"
 #include "transform/driver.h"
@@ -130,7 +132,54 @@ void CropDrawing::paint(ImageWindow* window, QPainter& painter) {
     painter.restore();
 }
 
-void crop_drawing_attach(TransformPanel* panel) {
+namespace {
+
+// The border picture's chooser: the chosen window's picture goes into the
+// block, and leaves it when the window closes.
+void border_chooser_add(TransformPanel* panel, QMdiArea* area) {
+    auto* rows = panel->findChild<QWidget*>(QStringLiteral("panel_rows"));
+    auto* grid = rows ? qobject_cast<QGridLayout*>(rows->layout()) : nullptr;
+    auto* kind = panel->findChild<QComboBox*>(QStringLiteral("border"));
+    if (!grid || !kind) return;
+    auto* chooser = new InputChooser(rows, area, QStringLiteral("Border Image:"));
+    chooser->setObjectName(QStringLiteral("border_image"));
+    grid->addWidget(chooser, grid->rowCount(), 0, 1, 2);
+    const auto choose = [](ImageWindow* window) {
+        auto* p = static_cast<CropParams*>(transform_params());
+        if (!p) return;
+        p->border_image = window ? &window->record()->image : nullptr;
+        if (window)
+            QObject::connect(window, &QObject::destroyed, window, [] {
+                if (auto* q = static_cast<CropParams*>(transform_params())) q->border_image = nullptr;
+            });
+        transform_parameter_changed();
+    };
+    QObject::connect(chooser, &InputChooser::input_changed, chooser, choose);
+    const auto follow = [panel, chooser, choose] {
+        auto* p = static_cast<CropParams*>(transform_params());
+        const bool shown = p && p->border_kind == 1;
+        if (shown && !p->border_image) {
+            chooser->refresh();
+            const auto windows = chooser->candidates();
+            if (!windows.empty()) {
+                chooser->set_current(windows.front());
+                choose(windows.front());
+            }
+        }
+        if (chooser->isVisible() == shown) return;
+        chooser->setVisible(shown);
+        const TransformState& s = transform_state();
+        const WindowRecord* input = window_record_of(s.input_window);
+        transform_panel_layout(panel, input ? input->image.type : 0, s.input_width, s.input_height);
+    };
+    chooser->setVisible(false);
+    QObject::connect(kind, &QComboBox::activated, chooser, follow);
+}
+
+}  // namespace
+
+void crop_drawing_attach(TransformPanel* panel, QMdiArea* area) {
+    border_chooser_add(panel, area);
     image_drawing_set(&drawing);
     // The shape and the guides the panel chooses show on the picture at once.
     const auto redraw = [] {

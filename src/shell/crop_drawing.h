@@ -31,5 +31,7 @@ private:
 };
 
 // Installs the drawing while `panel` is the open Crop/Add Border panel, and
-// takes it away when the panel closes.
-void crop_drawing_attach(TransformPanel* panel);
+// takes it away when the panel closes. Adds the "Border Image:" chooser of
+// the windows in `area`, shown while "Border:" says "Border Image".
+class QMdiArea;
+void crop_drawing_attach(TransformPanel* panel, QMdiArea* area);

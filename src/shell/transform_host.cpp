@@ -94,7 +94,7 @@ int ShellTransformHost::panel_create(const TransformDescriptor& descriptor, void
     TransformPanel* made = transform_panel_build(descriptor, params, area_.data());
     if (made == nullptr) return err_memory;
     panel_ = made;
-    if (descriptor.title == "Crop/Add Border") crop_drawing_attach(made);
+    if (descriptor.title == "Crop/Add Border") crop_drawing_attach(made, area_.data());
     made->show();
     made->activate();
     *panel = made;

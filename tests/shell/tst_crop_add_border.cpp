@@ -5,6 +5,7 @@
 // the rectangle and the preview showing.
 #include "file/read_image.h"
 #include "shell/active_window.h"
+#include "shell/input_chooser.h"
 #include "shell/key_filter.h"
 #include "shell/link_notify.h"
 #include "shell/open_file.h"
@@ -19,6 +20,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFileInfo>
+#include <QLabel>
 #include <QProcess>
 #include <QPushButton>
 #include <QScrollBar>
@@ -42,6 +44,7 @@ private slots:
     void square_proportions_hold_the_drag();
     void shift_drag_turns_the_picture_clockwise_as_dragged();
     void apply_gives_the_pixels_of_orvane_batch();
+    void border_image_choice_shows_its_chooser_and_feeds_the_block();
 
 private:
     std::unique_ptr<MainFrame> frame_;
@@ -172,6 +175,24 @@ void TestCropAddBorder::apply_gives_the_pixels_of_orvane_batch() {
     QCOMPARE(ReadImage(QFile::encodeName(out).constData(), written.get(), nullptr, &file_type, 1 << 16), 0);
     QCOMPARE(edited.width, 460 + 24);
     QVERIFY(same_pixels(edited, *written.get()));
+}
+
+void TestCropAddBorder::border_image_choice_shows_its_chooser_and_feeds_the_block() {
+    auto* chooser = panel()->findChild<InputChooser*>(QStringLiteral("border_image"));
+    QVERIFY(chooser != nullptr);
+    QVERIFY(!chooser->isVisible());
+    choose("border", 1);
+    QVERIFY(chooser->isVisible());
+    for (QLabel* label : panel()->findChildren<QLabel*>())
+        if (label->text() == QStringLiteral("Border Color")) QVERIFY(!label->isVisible());
+    QCOMPARE(block()->border_image, &input_->record()->image);
+    // A result of another picture's pixels round the crop.
+    block()->left = 20;
+    panel()->button_row()->apply_button()->click();
+    const Image& result = dynamic_cast<ImageWindow*>(transform_state().last_result_window)->record()->image;
+    QCOMPARE(result.width, 620);
+    choose("border", 0);
+    QVERIFY(!chooser->isVisible());
 }
 
 QTEST_MAIN(TestCropAddBorder)

@@ -368,6 +368,7 @@ TEST(CropAddBorder, BorderPictureScaledToTheOutputOrLaidFromTheTopLeft) {
         b.rect(4, 3, 23, 14);  // 20 by 12, in a 26 by 20 output
         b.p.left = b.p.right = 3, b.p.top = b.p.bottom = 4;
         b.p.border_image = border.get();
+        b.p.border_kind = 1;
         b.p.border_scaling = c.scaling;
         ASSERT_EQ(b.apply(in.get(), out.get()), 0);
         ASSERT_EQ(resample_image(border.get(), scaled.get(), 26, 20, 300.0, resample_bilinear, 0), 0);

@@ -57,6 +57,7 @@ constexpr std::string_view side_words[] = {"wide", "tall", "short side", "long s
 constexpr std::string_view method_words[] = {"Nearest Neighbor", "Bilinear",    "Bicubic",
                                              "Lanczos 4x4",      "Lanczos 6x6", "Lanczos 8x8"};
 constexpr std::string_view colour_words[] = {"red", "green", "blue"};
+constexpr std::string_view border_words[] = {"Border Color", "Border Image"};
 
 bool wide_type(int type) {
     return type == image_type_gray16 || type == image_type_colour16;
@@ -697,7 +698,7 @@ int run_stages(const P& p, const Image* input, const Image** result) {
     // Stage 4: the blend, with the border picture scaled to the output.
     const int W = rect.width() + layout.left + layout.right;
     const int H = rect.height() + layout.top + layout.bottom;
-    const Image* border_image = p.border_image;
+    const Image* border_image = p.border_kind == 1 ? p.border_image : nullptr;
     BlendKey blend_key{rotate_key, mask_key, masked, layout, {border[0], border[1], border[2]},
                        border_image ? picture_key(border_image) : PictureKey{}, p.border_scaling};
     blend_key.layout.rect = rect;
@@ -836,6 +837,15 @@ constexpr TransformField equal_borders_field() {
     return f;
 }
 
+// The colour shows while the border is the colour; the panel offers the
+// border picture's chooser otherwise.
+constexpr TransformField colour_field() {
+    TransformField f = field_colour<&P::red, &P::green, &P::blue>("border_color", "Border Color",
+                                                                  colour_words);
+    f.relevant = [](const void* p) { return static_cast<const P*>(p)->border_kind == 0; };
+    return f;
+}
+
 constexpr TransformField ratio_field(bool width) {
     TransformField f = width ? field_integer<&P::ratio_width>("ratio_width", "Width/Height: ", 1,
                                                              100, "%d", 4)
@@ -874,7 +884,8 @@ constexpr TransformField fields[] = {
     field_choice<&P::grid>("guides", "Guides:", guide_words, 0),
     field_choice<&P::size_units>("size_units", "Size:", size_unit_words, 0),
     field_caption("file_size", "", "%3fMB", megabytes),
-    field_colour<&P::red, &P::green, &P::blue>("border_color", "Border Color", colour_words),
+    field_choice<&P::border_kind>("border", "Border:", border_words, 0),
+    colour_field(),
     field_real<&P::softness>("softness", "Softness: ", 0, 100, "%2f\\%", 0),
     field_choice<&P::margins_mode>("entry", "", entry_words, 1),
     border_field<&P::left>("left", "Left: "),
@@ -897,7 +908,7 @@ constexpr TransformField fields[] = {
 
 constexpr WorkflowLine<P> lines[] = {
     workflow_value<&P::size_units, &P::proportions, &P::margins_mode, &P::equal_borders,
-                   &P::physical_spare>("physical %d %d %d %d %d"),
+                   &P::border_kind>("physical %d %d %d %d %d"),
     workflow_value<&P::dims_width, &P::dims_height>("dims %d %d"),
     workflow_value<&P::x1, &P::y1, &P::x2, &P::y2>("cdims %d %d %d %d"),
     workflow_value<&P::rx1, &P::ry1, &P::rx2, &P::ry2>("rdims %d %d %d %d"),

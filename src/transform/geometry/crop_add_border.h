@@ -21,8 +21,9 @@ enum CropResizeSide : std::int32_t { crop_side_wide = 0, crop_side_tall = 1, cro
 
 struct CropParams {
     // "physical": size units of the read-outs, proportions, margins (0) or
-    // borders (1) entry, equal borders, spare.
-    std::int32_t size_units, proportions, margins_mode, equal_borders, physical_spare;
+    // borders (1) entry, equal borders, and the border: 0 the colour, 1 the
+    // border picture.
+    std::int32_t size_units, proportions, margins_mode, equal_borders, border_kind;
     std::int32_t dims_width, dims_height;  // the picture the rectangle was set on; 0: none yet
     std::int32_t x1, y1, x2, y2;           // the crop rectangle
     std::int32_t rx1, ry1, rx2, ry2;       // the rectangle of the result within the output
