@@ -610,14 +610,25 @@ int blend_stage(const Image* source, const Image* coverage, const CropRect& rect
             return;
         }
         for (int X = xa; X < xb; ++X) {
+            // A run of picture only (mask 0, full coverage) is copied whole.
+            int run = X;
+            while (run < xb && (!m || m[run - xa] == 0) && (!cov || cov[run - xa] == 255))
+                ++run;
+            if (run > X) {
+                std::memcpy(line + static_cast<std::size_t>(X) * bytes,
+                            from + static_cast<std::size_t>(X - xa) * bytes,
+                            static_cast<std::size_t>(run - X) * bytes);
+                X = run - 1;
+                continue;
+            }
             const int i = X - xa;
             // e: 0 shows picture only, 255 border only.
             const int e = 255 - mul8[255 - (m ? m[i] : 0)][cov ? cov[i] : 255];
-            const std::uint8_t* p = from + static_cast<std::size_t>(i) * bytes;
-            if (e == 0) {
-                std::memcpy(line + static_cast<std::size_t>(X) * bytes, p, static_cast<std::size_t>(bytes));
+            if (e == 255 && !border_image) {
+                put(X, border);
                 continue;
             }
+            const std::uint8_t* p = from + static_cast<std::size_t>(i) * bytes;
             int b[3];
             border_of(X, b);
             int v[3];
