@@ -11,7 +11,7 @@
 #include "core/image.h"
 #include "core/parallel.h"
 #include "mask/mask_ops.h"
-#include "mask/outline.h"
+#include "transform/outline.h"
 
 #include "bench_common.h"
 

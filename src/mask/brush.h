@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "core/image.h"
-#include "mask/mask_lines.h"
+#include "transform/mask_lines.h"
 #include "mask/mask_ops.h"
-#include "mask/outline.h"
+#include "transform/outline.h"
 
 enum BrushApplyTo : int {
     brush_all_pixels = 0,

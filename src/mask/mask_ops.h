@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "core/image.h"
-#include "mask/mask_lines.h"
-#include "mask/outline.h"
+#include "transform/mask_lines.h"
+#include "transform/outline.h"
 
 // Feather: `width` -64..64 grows a soft edge outward (positive) or inward
 // (negative); 0 copies. Falloff 0 is a cone, 1 flat; corners 0 round, 1

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mask/outline.h"
+#include "transform/outline.h"
 
 inline constexpr int outline_points_max = 2000;
 

@@ -7,8 +7,8 @@
 
 #include "core/image.h"
 #include "mask/brush.h"
-#include "mask/mask_lines.h"
-#include "mask/outline.h"
+#include "transform/mask_lines.h"
+#include "transform/outline.h"
 #include "shell/image_drawing.h"
 #include "shell/transform_panel.h"
 #include "transform/curves.h"

@@ -4,6 +4,7 @@
 #include "core/preferences.h"
 #include "shell/amount_control.h"
 #include "shell/app_state.h"
+#include "shell/crop_drawing.h"
 #include "shell/file_open_queue.h"
 #include "shell/image_window.h"
 #include "shell/panel_title_bar.h"
@@ -93,6 +94,7 @@ int ShellTransformHost::panel_create(const TransformDescriptor& descriptor, void
     TransformPanel* made = transform_panel_build(descriptor, params, area_.data());
     if (made == nullptr) return err_memory;
     panel_ = made;
+    if (descriptor.title == "Crop/Add Border") crop_drawing_attach(made, area_.data());
     made->show();
     made->activate();
     *panel = made;
@@ -175,8 +177,8 @@ int ShellTransformHost::window_create(WindowRecord* record, const PreviewPlan& p
     made->WindowBase::window_kind = window_kind_preview;
     if (!for_apply) {
         const WindowRecord* in = window_record_of(input);
-        // The driver gives the whole output (of another size than the
-        // input's for Resize) as the picture rectangle.
+        // The output's size, which the driver planned: not the input's when
+        // the transformation makes another (Resize, Crop/Add Border).
         const int width = record->image_x2 + 1;
         const int height = record->image_y2 + 1;
         const int type = in ? preview_type_of(in->image.type) : 0;

@@ -16,6 +16,7 @@ extern const TransformDescriptor three_zone_transform;
 extern const TransformDescriptor resize_transform;
 extern const TransformDescriptor noise_reduction_transform;
 extern const TransformDescriptor advanced_sharpen_transform;
+extern const TransformDescriptor crop_add_border_transform;
 
 namespace {
 
@@ -32,7 +33,7 @@ constinit const TransformEntry registry[] = {
     {"Mirror/Rotate", "&Mirror/Rotate...", G::geometry, 2, 4001, 19,
      187, "Mirror/Rotate", "Mirror/Rotate", 8 | P, 2 + 4, 1, 1, false, "", false, nullptr},
     {"Crop/Add Border", "&Crop/Add Border...", G::geometry, 3, 4002, 3,
-     210, "Crop/Add Border", "Crop/Add Border", 8 | P, 4, 1, 1, false, "", false, nullptr},
+     210, "Crop/Add Border", "Crop/Add Border", 8 | P, 4, 1, 1, false, "", false, &crop_add_border_transform},
     {"Level", "&Level...", G::geometry, 4, 4070, 103,
      195, "Level and Plumb", "Level and Plumb", 8 | P, 4, 1, 1, false, "", false, nullptr},
     {"Resize", "&Resize...", G::geometry, 5, 4003, 24,

@@ -1,6 +1,6 @@
 // The mask model and the outline rasteriser: the merge table, line classes
 // and their skipping, and coverage against exact areas computed here.
-#include "mask/outline.h"
+#include "transform/outline.h"
 
 #include <gtest/gtest.h>
 

@@ -20,7 +20,7 @@ const std::set<int> built = {1001, 1002, 1006, 1007, 1008, 1009, 1010, 1013, 200
                              2004, 3001, 3022, 3003, 3004, 3005, 3006, 3007, 3008, 3012, 3013, 3014,
                              3015, 3016, 3017, 3018, 3019, 3024, 4005, 4006, 4029, 4043, 4049, 4050,
                              4019, 4020, 4052, 4054, 4066, 4071, 4500, 6002, 7005, 4003,
-                             4032, 4073};
+                             4032, 4073, 4002};
 
 // Every command entry of a menu and its submenus, with the submenu titles on the way.
 void collect(QMenu* menu, const QString& path, std::multimap<int, std::pair<QAction*, QString>>* out) {

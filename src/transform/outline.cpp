@@ -1,4 +1,4 @@
-#include "mask/outline.h"
+#include "transform/outline.h"
 
 #include <algorithm>
 #include <cmath>

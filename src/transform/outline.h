@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "core/image.h"
-#include "mask/mask_lines.h"
+#include "transform/mask_lines.h"
 
 struct SubPoint {
     std::int32_t x;

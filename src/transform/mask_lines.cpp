@@ -1,4 +1,4 @@
-#include "mask/mask_lines.h"
+#include "transform/mask_lines.h"
 
 #include "core/parallel.h"
 
