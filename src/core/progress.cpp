@@ -12,8 +12,21 @@ public:
 
 SilentDisplay silent_display;
 ProgressDisplay* current_display = &silent_display;
+thread_local int quiet_depth = 0;
+
+ProgressDisplay* display() {
+    return quiet_depth > 0 ? &silent_display : current_display;
+}
 
 }  // namespace
+
+ProgressQuiet::ProgressQuiet() {
+    ++quiet_depth;
+}
+
+ProgressQuiet::~ProgressQuiet() {
+    --quiet_depth;
+}
 
 ProgressDisplay* progress_set_display(ProgressDisplay* display) {
     ProgressDisplay* old = current_display == &silent_display ? nullptr : current_display;
@@ -22,23 +35,23 @@ ProgressDisplay* progress_set_display(ProgressDisplay* display) {
 }
 
 void progress_begin(const char* title, std::int64_t first, std::int64_t last, bool can_cancel) {
-    current_display->begin(title, first, last, can_cancel);
+    display()->begin(title, first, last, can_cancel);
 }
 
 int progress_step(std::int64_t value) {
-    return current_display->step(value);
+    return display()->step(value);
 }
 
 void progress_end() {
-    current_display->end();
+    display()->end();
 }
 
 void wait_cursor_begin() {
-    current_display->wait_cursor(true);
+    display()->wait_cursor(true);
 }
 
 void wait_cursor_end() {
-    current_display->wait_cursor(false);
+    display()->wait_cursor(false);
 }
 
 ProgressScope::ProgressScope(const char* title, std::int64_t pixels, std::int64_t first,

@@ -53,6 +53,17 @@ private:
     bool shown_;
 };
 
+// Silences progress and the wait cursor on this thread for the lifetime of
+// the object: work that runs beside the one that reports (the next band of a
+// streamed run) shows nothing of its own.
+class ProgressQuiet {
+public:
+    ProgressQuiet();
+    ~ProgressQuiet();
+    ProgressQuiet(const ProgressQuiet&) = delete;
+    ProgressQuiet& operator=(const ProgressQuiet&) = delete;
+};
+
 // Shows the wait cursor for the lifetime of the object.
 class WaitCursor {
 public:

@@ -1,7 +1,9 @@
 #include "workflow/band_run.h"
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
+#include <future>
 #include <memory>
 #include <string>
 #include <utility>
@@ -25,19 +27,6 @@ namespace {
 constexpr std::int64_t band_target_bytes = 4 << 20;
 constexpr int least_band_lines = 16;
 
-// Compute routines show progress of their own; a band's would restart at
-// every band, so the run's progress is the writer's alone.
-class QuietProgress {
-public:
-    QuietProgress() : previous_(progress_set_display(nullptr)) {}
-    ~QuietProgress() { progress_set_display(previous_); }
-    QuietProgress(const QuietProgress&) = delete;
-    QuietProgress& operator=(const QuietProgress&) = delete;
-
-private:
-    ProgressDisplay* previous_;
-};
-
 // The input, a band of lines at a time, from the top.
 class BandSource {
 public:
@@ -46,7 +35,6 @@ public:
     virtual int width() const = 0;
     virtual int height() const = 0;
     virtual double resolution() const = 0;
-    virtual int lines_left() const = 0;
     // Bands of a multiple of this many lines read every stored block once.
     virtual int block_lines() const { return 1; }
     [[nodiscard]] virtual int read(Image* band) = 0;
@@ -62,7 +50,6 @@ public:
     int width() const override { return reader_.width(); }
     int height() const override { return reader_.height(); }
     double resolution() const override { return reader_.resolution(); }
-    int lines_left() const override { return reader_.lines_left(); }
     int block_lines() const override { return reader_.strip_lines(); }
     int read(Image* band) override { return reader_.read(band); }
     // One that cannot be read is left out, as at an open.
@@ -84,7 +71,6 @@ public:
     int width() const override { return reader_.width(); }
     int height() const override { return reader_.height(); }
     double resolution() const override { return reader_.resolution(); }
-    int lines_left() const override { return reader_.lines_left(); }
     int read(Image* band) override { return reader_.read(band); }
     std::vector<std::uint8_t> profile() const override { return reader_.profile(); }
 
@@ -110,16 +96,22 @@ std::unique_ptr<BandSource> open_source(const std::string& path) {
     return nullptr;
 }
 
-// The input read and the output made, band after band. The bands the writer
-// may still ask for are kept; those behind it go back to a pool, so that
-// their memory, already cleared by the system, serves again.
+// The input read and the output made, band after band. While the writer
+// packs and writes one band, the next is read and computed beside it. The
+// bands the writer may still ask for are kept; those behind it go back to a
+// pool, so that their memory, already cleared by the system, serves again.
 class BandPipeline {
 public:
     BandPipeline(BandSource& reader, const BandRun& run, int band_lines)
         : reader_(reader), run_(run), band_lines_(band_lines) {}
+    BandPipeline(const BandPipeline&) = delete;
+    BandPipeline& operator=(const BandPipeline&) = delete;
+    ~BandPipeline() {
+        if (pending_.valid()) pending_.wait();
+    }
 
-    // Reads and computes the first band, which settles the output's type.
-    int start() { return next_band(); }
+    // Makes the first band, which settles the output's type.
+    int start() { return take_band(); }
     const Image& first_band() const { return *bands_.front().image; }
 
     // The writer's fill: file lines first .. first + count - 1 of `shell`.
@@ -129,8 +121,9 @@ public:
             bands_.pop_front();
         }
         while (made_ < first + count) {
-            if (int err = next_band()) return err;
+            if (int err = take_band()) return err;
         }
+        prefetch();
         for (const Band& band : bands_) {
             const Image& image = *band.image;
             if (image.type != shell.type || image.width != shell.width) return err_illegal_type;
@@ -149,16 +142,36 @@ private:
         ImageHolder image;
     };
 
-    int next_band() {
-        const int lines = std::min(band_lines_, reader_.lines_left());
-        if (lines <= 0) return err_illegal_type;
-        Band band;
-        band.top = made_;
+    // Starts the next band beside this thread, unless one is on its way or
+    // the picture is done.
+    void prefetch() {
+        if (pending_.valid() || asked_ >= reader_.height()) return;
+        next_ = Band{};
+        next_.top = asked_;
         if (!spare_.empty()) {
-            band.image = std::move(spare_.back());
+            next_.image = std::move(spare_.back());
             spare_.pop_back();
         }
-        Image& out = *band.image;
+        const int lines = std::min(band_lines_, reader_.height() - asked_);
+        asked_ += lines;
+        pending_ = std::async(std::launch::async, [this, lines] { return make(lines); });
+    }
+
+    // Waits for the band on its way (starting it first when there is none)
+    // and keeps it.
+    int take_band() {
+        prefetch();
+        if (!pending_.valid()) return err_illegal_type;
+        if (int err = pending_.get()) return err;
+        made_ = next_.top + next_.image->height;
+        bands_.push_back(std::move(next_));
+        return 0;
+    }
+
+    // Reads and computes `next_`; runs beside the writer, reporting nothing.
+    int make(int lines) {
+        const ProgressQuiet quiet;
+        Image& out = *next_.image;
         Image& in = run_.descriptor ? *input_ : out;
         if (int err = image_alloc(&in, reader_.type(), reader_.width(), lines,
                                   reader_.resolution()))
@@ -167,24 +180,22 @@ private:
             read_failed_ = true;
             return err;
         }
-        if (run_.descriptor) {
-            const QuietProgress quiet;
-            if (int err = transform_compute_image(*run_.descriptor, run_.params, &in, &out))
-                return err;
-        }
-        made_ += lines;
-        bands_.push_back(std::move(band));
+        if (run_.descriptor)
+            return transform_compute_image(*run_.descriptor, run_.params, &in, &out);
         return 0;
     }
 
     BandSource& reader_;
     const BandRun& run_;
     int band_lines_;
-    int made_ = 0;  // lines read and computed so far
-    bool read_failed_ = false;
+    int asked_ = 0;  // lines handed to a band so far
+    int made_ = 0;   // lines read and computed so far
+    std::atomic<bool> read_failed_{false};
     ImageHolder input_;
     std::deque<Band> bands_;
     std::vector<ImageHolder> spare_;
+    Band next_;
+    std::future<int> pending_;  // last: it is waited for before the rest goes
 };
 
 }  // namespace
