@@ -18,18 +18,6 @@
 
 namespace {
 
-constexpr int exit_usage = 255;
-
-int refuse(const char* why) {
-    std::fprintf(stderr, "orvane-batch: %s\n", why);
-    return exit_usage;
-}
-
-int fail(int code) {
-    std::fprintf(stderr, "orvane-batch: %s\n", error_text(code));
-    return code;
-}
-
 std::string title_of(std::string name) {
     for (char& c : name)
         if (c == '_') c = ' ';
@@ -49,7 +37,7 @@ int unknown_keyword(const TransformDescriptor& d, const std::string& word) {
         known += (known.empty() ? "" : ", ") + line[0];
     std::fprintf(stderr, "orvane-batch: \"%s\" is not a keyword of %s; its keywords are %s\n",
                  word.c_str(), std::string(d.title).c_str(), known.c_str());
-    return exit_usage;
+    return batch_exit_usage;
 }
 
 // The keyword words as the lines of a workflow block, closed by end_widget.
@@ -95,10 +83,10 @@ int read_block(const TransformDescriptor& d, std::string& text, void* params) {
 }  // namespace
 
 int batch_apply(const std::vector<std::string>& args) {
-    if (args.empty()) return refuse("apply needs a transformation, an input and an output");
+    if (args.empty()) return batch_refuse("apply needs a transformation, an input and an output");
     const TransformEntry* entry = transform_find_title(title_of(args[0]));
-    if (!entry) return refuse("no transformation of that name (see orvane-batch list)");
-    if (!entry->descriptor) return refuse("that transformation is not built yet");
+    if (!entry) return batch_refuse("no transformation of that name (see orvane-batch list)");
+    if (!entry->descriptor) return batch_refuse("that transformation is not built yet");
     const TransformDescriptor& d = *entry->descriptor;
 
     std::vector<std::string> words;
@@ -108,36 +96,36 @@ int batch_apply(const std::vector<std::string>& args) {
     for (std::size_t i = 1; i < args.size(); ++i) {
         if (args[i] == "--settings") {
             if (i + 1 >= args.size() || !settings_path.empty())
-                return refuse("--settings needs one file");
+                return batch_refuse("--settings needs one file");
             settings_path = args[++i];
         } else if (args[i] == "--mask") {
-            if (i + 1 >= args.size() || !mask_path.empty()) return refuse("--mask needs one file");
+            if (i + 1 >= args.size() || !mask_path.empty()) return batch_refuse("--mask needs one file");
             mask_path = args[++i];
         } else if (args[i].starts_with("--")) {
             // Never part of a label: an option this command doesn't know.
             std::fprintf(stderr, "orvane-batch: unknown option %s\n", args[i].c_str());
-            return exit_usage;
+            return batch_exit_usage;
         } else {
             words.push_back(args[i]);
         }
     }
-    if (words.size() < 2) return refuse("apply needs an input and an output file");
+    if (words.size() < 2) return batch_refuse("apply needs an input and an output file");
     files.assign(words.end() - 2, words.end());
     words.resize(words.size() - 2);
     if (!settings_path.empty() && !d.settings_load)
-        return refuse("this transformation keeps no settings file");
+        return batch_refuse("this transformation keeps no settings file");
 
     ParamBlock params;
-    if (int err = params.allocate(d)) return fail(err);
+    if (int err = params.allocate(d)) return batch_fail(err);
     if (!settings_path.empty()) {
-        if (int err = d.settings_load(settings_path, params.get())) return fail(err);
+        if (int err = d.settings_load(settings_path, params.get())) return batch_fail(err);
     }
     std::string text;
     if (int err = block_text(d, words, text)) return err;
-    if (int err = read_block(d, text, params.get())) return fail(err);
+    if (int err = read_block(d, text, params.get())) return batch_fail(err);
 
     const int filter = save_filter_of_stored_type(stored_file_type_of(FileTypeOfName(files[1])));
-    if (filter == 0) return fail(71);
+    if (filter == 0) return batch_fail(71);
 
     SaveOptions options;
     options.progress = batch_progress_on();
@@ -150,18 +138,18 @@ int batch_apply(const std::vector<std::string>& args) {
         run.params = params.get();
         run.save = options;
         const int err = band_run(files[0], files[1], run);
-        if (err != band_run_declined) return err ? fail(err) : 0;
+        if (err != band_run_declined) return err ? batch_fail(err) : 0;
     }
     ImageHolder input;
     std::vector<std::uint8_t> profile;
     CommentList comments;
-    if (int err = batch_read(files[0], input.get(), &profile, &comments)) return fail(err);
+    if (int err = batch_read(files[0], input.get(), &profile, &comments)) return batch_fail(err);
     // The amount mask: a gray picture of the input's size, black taking the
     // low amount and white the high one, as the editor's standing mask does.
     ImageHolder mask;
     if (!mask_path.empty()) {
         std::vector<std::uint8_t> mask_profile;
-        if (int err = batch_read(mask_path, mask.get(), &mask_profile)) return fail(err);
+        if (int err = batch_read(mask_path, mask.get(), &mask_profile)) return batch_fail(err);
         const int err = mask->type != image_type_gray8                                 ? 14
                         : mask->width != input->width || mask->height != input->height ? 124
                                                                                        : 0;
@@ -183,17 +171,17 @@ int batch_apply(const std::vector<std::string>& args) {
             }
             taken = true;
         }
-        if (!taken) return refuse("this transformation takes no amount mask");
+        if (!taken) return batch_refuse("this transformation takes no amount mask");
     }
     ImageHolder output;
     if (int err = transform_compute_image(d, params.get(), input.get(), output.get()))
-        return fail(err);
+        return batch_fail(err);
     // A profile describes colour or gray: it goes where the result changed
     // from one to the other.
     if (image_is_colour(output.get()) != image_is_colour(input.get())) profile.clear();
     options.comments = &comments;
     if (int err = WriteImage(files[1].c_str(), filter, output.get(), profile, options))
-        return fail(err);
+        return batch_fail(err);
     return 0;
 }
 

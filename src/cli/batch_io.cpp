@@ -1,5 +1,7 @@
 #include "cli/batch_io.h"
 
+#include <cstdio>
+
 #include "cli/batch_progress.h"
 #include "core/image.h"
 
@@ -15,6 +17,16 @@ namespace {
 constexpr int batch_load_options = load_no_comments | load_no_profile_question | load_no_recent;
 
 }  // namespace
+
+int batch_refuse(const char* why) {
+    std::fprintf(stderr, "orvane-batch: %s\n", why);
+    return batch_exit_usage;
+}
+
+int batch_fail(int code) {
+    std::fprintf(stderr, "orvane-batch: %s\n", error_text(code));
+    return code;
+}
 
 int batch_read(const std::string& path, Image* image, std::vector<std::uint8_t>* profile,
                CommentList* comments) {

@@ -7,6 +7,13 @@
 #include <vector>
 
 struct Image;
+
+// The exit status of a command line that cannot be understood.
+inline constexpr int batch_exit_usage = 255;
+// Says why on standard error, "orvane-batch: WHY", and gives 255.
+int batch_refuse(const char* why);
+// Says the text of `code` on standard error and gives the code.
+int batch_fail(int code);
 struct CommentList;
 
 // Reads an image file of any kind the editor opens, with its embedded ICC

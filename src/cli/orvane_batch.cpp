@@ -39,8 +39,6 @@
 
 namespace {
 
-constexpr int exit_usage = 255;
-
 // The usage, on standard output when asked for and on standard error after a
 // command line that could not be understood.
 int usage(std::FILE* to = stderr) {
@@ -71,18 +69,13 @@ int usage(std::FILE* to = stderr) {
                  "or an image over 50 megapixels shows its progress.\n"
                  "Exit status: 0, the error code of a failure, or 255 for a bad command line.\n",
                  jpeg_default_quality);
-    return to == stderr ? exit_usage : 0;
+    return to == stderr ? batch_exit_usage : 0;
 }
 
 // An option that the output format has no use for.
 int refuse_option(const char* option, const char* format) {
     std::fprintf(stderr, "orvane-batch: %s applies to %s output only\n", option, format);
-    return exit_usage;
-}
-
-int fail(int code) {
-    std::fprintf(stderr, "orvane-batch: %s\n", error_text(code));
-    return code;
+    return batch_exit_usage;
 }
 
 const char* type_name(int type) {
@@ -131,7 +124,7 @@ int info(const std::string& path) {
     ImageHolder image;
     std::vector<std::uint8_t> profile;
     CommentList comments;
-    if (int err = batch_read(path, image.get(), &profile, &comments)) return fail(err);
+    if (int err = batch_read(path, image.get(), &profile, &comments)) return batch_fail(err);
     const std::string format = batch_format_name(path);
     std::printf("Format: %s\n", format.c_str());
     std::printf("Width: %d\n", image->width);
@@ -203,7 +196,7 @@ int convert(const std::vector<std::string>& args) {
 
     // Everything the names decide is settled before a possibly large read.
     const int filter = batch_filter_of_name(out);
-    if (int err = batch_filter_check(filter)) return fail(err);
+    if (int err = batch_filter_check(filter)) return batch_fail(err);
     if (quality_given && filter != save_filter_jpeg) return refuse_option("--quality", "JPEG");
     if (filter != save_filter_tiff) {
         if (compression_given) return refuse_option("--compression", "TIFF");
@@ -216,14 +209,14 @@ int convert(const std::vector<std::string>& args) {
         run.filter = filter;
         run.save = options;
         const int err = band_run(in, out, run);
-        if (err != band_run_declined) return err ? fail(err) : 0;
+        if (err != band_run_declined) return err ? batch_fail(err) : 0;
     }
     ImageHolder image;
     std::vector<std::uint8_t> profile;
     CommentList comments;
-    if (int err = batch_read(in, image.get(), &profile, &comments)) return fail(err);
+    if (int err = batch_read(in, image.get(), &profile, &comments)) return batch_fail(err);
     options.comments = &comments;
-    if (int err = WriteImage(out.c_str(), filter, image.get(), profile, options)) return fail(err);
+    if (int err = WriteImage(out.c_str(), filter, image.get(), profile, options)) return batch_fail(err);
     return 0;
 }
 
@@ -263,7 +256,7 @@ int comments(const std::vector<std::string>& args) {
         return 136;
     }
     if (int err = RewriteFileComments(args[0].c_str(), type, fields[0], fields[1], fields[2]))
-        return fail(err);
+        return batch_fail(err);
     return 0;
 }
 
@@ -272,7 +265,7 @@ int rotate(const std::vector<std::string>& args) {
     if (args.size() != 2 || !parse_number(args[1], 90, 270, &degrees) || degrees % 90 != 0)
         return usage();
     if (int err = RotateFileLossless(args[0].c_str(), file_type_of(args[0]), degrees / 90))
-        return fail(err);
+        return batch_fail(err);
     return 0;
 }
 

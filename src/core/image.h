@@ -91,6 +91,13 @@ void image_free(Image* image);
 // re-initialises `source`. No pixel moves.
 void image_move(Image* source, Image* dest);
 
+// Gray or colour at 8 or 16 bits (types 2, 3, 6, 7): what most
+// transformations take.
+constexpr bool image_type_gray_or_colour(int type) {
+    return type == image_type_gray8 || type == image_type_colour8 || type == image_type_gray16 ||
+           type == image_type_colour16;
+}
+
 // Classification: colour is type 3 or 7; 16-bit is 6, 7, 8 or 10.
 bool image_is_colour(const Image* image);
 bool image_is_16bit(const Image* image);

@@ -81,9 +81,7 @@ void read_row(const Image* in, int y, const std::vector<int>& col, int x_first, 
 int whole_picture(const Image* input, Image* output, int radius, bool progress, const char* title,
                   int (*f)(int sample, int blurred, int top)) {
     const int type = input->type;
-    if (type != image_type_gray8 && type != image_type_colour8 && type != image_type_gray16 &&
-        type != image_type_colour16)
-        return err_illegal_type;
+    if (!image_type_gray_or_colour(type)) return err_illegal_type;
     if (int err = image_alloc(output, type, input->width, input->height, input->resolution))
         return err;
     const bool wide = type == image_type_gray16 || type == image_type_colour16;

@@ -191,9 +191,7 @@ int advanced_sharpen_compute(const ComputeArgs& args) {
     const Image* input = args.input_image();
     if (!input) return err_illegal_type;
     const int type = input->type;
-    if (type != image_type_gray8 && type != image_type_colour8 && type != image_type_gray16 &&
-        type != image_type_colour16)
-        return err_illegal_type;
+    if (!image_type_gray_or_colour(type)) return err_illegal_type;
     const bool blur = p.blur_amount > 0, sharpen = p.sharpen_amount > 0;
     if ((!speck_on(p) && !blur && !sharpen) || (!args.apply && p.view == result_before))
         return transform_copy_input(args);

@@ -242,9 +242,7 @@ int sharpen_compute(const ComputeArgs& args) {
     const Image* input = args.input_image();
     if (!input) return err_illegal_type;
     const int type = input->type;
-    if (type != image_type_gray8 && type != image_type_colour8 && type != image_type_gray16 &&
-        type != image_type_colour16)
-        return err_illegal_type;
+    if (!image_type_gray_or_colour(type)) return err_illegal_type;
     if (int code = 0; transform_preview_deferred(args, first_preview, code)) return code;
     const Image* mask = p.amount.amount_mask;
     const AmountStrength amount = amount_strength(p.amount.amount_low, mask ? p.amount.amount_high : -1);

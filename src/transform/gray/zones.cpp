@@ -646,9 +646,7 @@ int zones_compute(const ComputeArgs& args, ZoneSetup s, ZoneCache& shared) {
     const Image* input = args.input_image();
     if (!input) return err_illegal_type;
     const int type = input->type;
-    if (type != image_type_gray8 && type != image_type_colour8 && type != image_type_gray16 &&
-        type != image_type_colour16)
-        return err_illegal_type;
+    if (!image_type_gray_or_colour(type)) return err_illegal_type;
     if (args.apply) {
         s.panel = s.zones;
         s.mode = mode_after;
