@@ -262,23 +262,7 @@ void fill_region(WindowRecord* record, const Region& region, bool smooth) {
         view_to_display(*view, &record->display_copy, region);
         return;
     }
-    switch (picture.type) {
-        case image_type_binary:
-            copy_bits(picture, view, region, columns, rows);
-            break;
-        case image_type_gray8:
-            copy_samples<false, 1>(picture, view, region, columns, rows, average);
-            break;
-        case image_type_colour8:
-            copy_samples<false, 3>(picture, view, region, columns, rows, average);
-            break;
-        case image_type_gray16:
-            copy_samples<true, 1>(picture, view, region, columns, rows, average);
-            break;
-        default:
-            copy_samples<true, 3>(picture, view, region, columns, rows, average);
-            break;
-    }
+    copy_picture(picture, view, region, columns, rows, average);
     view_to_display(*view, &record->display_copy, region);
 }
 
