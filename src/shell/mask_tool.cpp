@@ -296,9 +296,9 @@ void MaskTool::build_panel() {
     layout->addWidget(pages);
 
     auto* buttons = new QHBoxLayout;
-    const auto add_button = [&](const char* label, const char* name, auto slot) {
+    const auto add_button = [&](const char* label, const char* object_name, auto slot) {
         auto* b = new QPushButton(QString::fromLatin1(label), panel_->client());
-        b->setObjectName(QString::fromLatin1(name));
+        b->setObjectName(QString::fromLatin1(object_name));
         b->setAutoDefault(false);
         connect(b, &QPushButton::clicked, this, slot);
         buttons->addWidget(b);

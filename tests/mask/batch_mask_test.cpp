@@ -91,7 +91,9 @@ TEST_F(BatchMask, ApplyThroughAMaskChangesOnlyWhereItIsNotBlack) {
     int changed = 0;
     for (int y = 0; y < 300; ++y)
         for (int x = 0; x < 300; ++x) {
-            if (mask->rows[y][x] == 0) ASSERT_EQ(out->rows[y][x], in->rows[y][x]) << x << "," << y;
+            if (mask->rows[y][x] == 0) {
+                ASSERT_EQ(out->rows[y][x], in->rows[y][x]) << x << "," << y;
+            }
             changed += out->rows[y][x] != in->rows[y][x];
         }
     EXPECT_GT(changed, 150 * 180 / 2);

@@ -315,12 +315,12 @@ TEST(MaskCombine, EveryLineMergesTheOtherMaskTheGrayLevelOrTheLuminance) {
             reset();
             LineClasses classes;
             line_classes_compute(mask.image, classes);
-            if (source == 0)
-                ASSERT_EQ(mask_combine(&other.image, 0, mode, &mask.image, classes), 0);
-            if (source == 1) ASSERT_EQ(mask_combine(nullptr, 90, mode, &mask.image, classes), 0);
-            if (source == 2)
-                ASSERT_EQ(
-                    mask_brightness_curve(&colour.image, identity, mode, &mask.image, classes), 0);
+            const int made =
+                source == 0   ? mask_combine(&other.image, 0, mode, &mask.image, classes)
+                : source == 1 ? mask_combine(nullptr, 90, mode, &mask.image, classes)
+                              : mask_brightness_curve(&colour.image, identity, mode, &mask.image,
+                                                      classes);
+            ASSERT_EQ(made, 0);
             for (int r = 0; r < h; ++r)
                 for (int x = 0; x < w; ++x) {
                     const int c = source == 0   ? 50 * x
