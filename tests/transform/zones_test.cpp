@@ -3,9 +3,11 @@
 // model of masks and blend; its displays; threads, zooms and depths; and the
 // cache, which must rebuild only the stages a change touches.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -460,6 +462,30 @@ TEST(ZonePipeline, ThreadsZoomsAndDepthsAgree) {
 
 // ---------------------------------------------------------------------------
 // The cache
+
+#if !defined(__SANITIZE_ADDRESS__)  // the address sanitizer reserves more than the limit
+// Short of memory for its stages, an apply gives 1, neither crashing nor
+// throwing: the address space is capped below what the stages need.
+[[noreturn]] void apply_short_of_memory() {
+    ImageHolder in, out;
+    if (image_alloc(in.get(), image_type_colour16, 3000, 2000, 300.0) != 0) std::_Exit(90);
+    for (int y = 0; y < 2000; ++y)
+        std::memset(in->rows[y], y & 255, static_cast<std::size_t>(in->row_bytes));
+    Zones z;
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    // Room for about three 36 MB stages where the run needs nine.
+    const rlim_t room = static_cast<rlim_t>(pages) * 4096 + (120 << 20);
+    const rlimit limit{room, room};
+    if (setrlimit(RLIMIT_AS, &limit) != 0) std::_Exit(91);
+    const int err = z.apply(in.get(), out.get());
+    std::_Exit(err == 1 ? 1 : 100 + err);
+}
+
+TEST(ZoneCacheDeathTest, ShortOfMemoryGivesOne) {
+    EXPECT_EXIT(apply_short_of_memory(), testing::ExitedWithCode(1), "");
+}
+#endif
 
 TEST(ZoneCache, AChangeRebuildsOnlyTheStagesItTouches) {
     Pic in;
