@@ -40,17 +40,21 @@ int hsv_saturation16(int r, int g, int b);
 // samples' scale 0..65535, normally max3 of the colour) keeping hue and
 // saturation: equal values change nothing; both non-zero scale each sample
 // by new_value / old_value (truncating); otherwise all three become new_value.
-// Inline: every table transformation calls it per pixel.
+// Inline and with one division, since every table transformation calls it per
+// pixel: s * (n / o) in doubles is within 2^-20 of s * n / o (below 2^32), and
+// a quotient that is not whole lies at least 1/o >= 2^-16 below the next
+// integer, so adding 2^-18 before truncating gives the integer quotient.
 inline void scale_to_value(int& r, int& g, int& b, int old_value, int new_value) {
     if (old_value == new_value) return;
     if (old_value != 0 && new_value != 0) {
-        // Samples and values are at most 65535, so the products fit 32 bits
-        // unsigned, whose division is the quicker one.
-        using u32 = std::uint32_t;
-        const u32 n = static_cast<u32>(new_value), o = static_cast<u32>(old_value);
-        r = static_cast<int>(static_cast<u32>(r) * n / o);
-        g = static_cast<int>(static_cast<u32>(g) * n / o);
-        b = static_cast<int>(static_cast<u32>(b) * n / o);
+        const double f = static_cast<double>(new_value) / old_value;
+        constexpr double nudge = 0x1p-18;
+        const auto scaled = [&](int s) {
+            return static_cast<int>(static_cast<std::int64_t>(s * f + nudge));
+        };
+        r = scaled(r);
+        g = scaled(g);
+        b = scaled(b);
     } else {
         r = g = b = new_value;
     }

@@ -112,6 +112,21 @@ TEST(ColourHelpers, ScaleToValue) {
     r = 65535, g = 65534, b = 1;  // 65534 * 65534 needs more than 32 bits
     scale_to_value(r, g, b, 65535, 65534);
     EXPECT_EQ((std::vector{r, g, b}), (std::vector{65534, 65533, 0}));
+    // Against integer division for every old value, with whole quotients
+    // (the samples o and o - 1 at n = o ± 1) and the largest products.
+    int wrong = 0;
+    for (std::uint32_t o = 1; o <= 65535; ++o) {
+        for (std::uint32_t n : {1u, o > 1 ? o - 1 : 2u, o < 65535 ? o + 1 : 3u, 65535u, 32768u}) {
+            if (n == o) continue;
+            for (std::uint32_t s : {o, o - 1, o / 2, 65535u / (n > 0 ? n : 1)}) {
+                if (s * static_cast<std::uint64_t>(n) >= (std::uint64_t{1} << 32) || s > 65535) continue;
+                int r1 = static_cast<int>(s), g1 = 0, b1 = 0;
+                scale_to_value(r1, g1, b1, static_cast<int>(o), static_cast<int>(n));
+                wrong += static_cast<std::uint32_t>(r1) != s * n / o;
+            }
+        }
+    }
+    EXPECT_EQ(wrong, 0);
 }
 
 // Values worked out by hand from the integer formulas, at sector edges and
