@@ -580,3 +580,29 @@ TEST(CropAddBorder, PressesTakeHandlesInsideOrOutsideAndDragsFollow) {
     EXPECT_NEAR(crop_drag_angle(3, 50, 50, 60, 50, 60, 49), 3 - 45 * std::atan(0.1) * 4 / M_PI, 1e-6);
     EXPECT_NEAR(crop_drag_angle(170, 0, 0, 1, 0, -1, 0.01), -10 - 0.01 * 180 / M_PI + 0.0000019, 1e-3);
 }
+
+// The Options menu's resets: the rectangle alone back to the whole picture,
+// or everything back to its built-in value around that rectangle.
+TEST(CropAddBorder, ResetsOfTheOptionsMenu) {
+    const auto reset = [](const char* label, Block& b) {
+        for (const PanelReset& r : crop().resets)
+            if (r.label == label) return r.reset(&b.p), true;
+        return false;
+    };
+    for (const char* label : {"Reset cropping &rectangle only", "Reset &all"}) {
+        SCOPED_TRACE(label);
+        Block b;
+        b.p.dims_width = 300;
+        b.p.dims_height = 200;
+        b.rect(20, 30, 120, 90);
+        b.p.angle = 3;
+        b.p.red = 10;
+        ASSERT_TRUE(reset(label, b));
+        EXPECT_EQ((CropRect{b.p.x1, b.p.y1, b.p.x2, b.p.y2}), (CropRect{0, 0, 299, 199}));
+        EXPECT_EQ(b.p.dims_width, 300);
+        const bool all = std::string_view(label) == "Reset &all";
+        const Block built_in;
+        EXPECT_EQ(b.p.angle, all ? built_in.p.angle : 3.0);
+        EXPECT_EQ(b.p.red, all ? built_in.p.red : 10);
+    }
+}

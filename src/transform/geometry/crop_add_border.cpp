@@ -938,6 +938,31 @@ constexpr WorkflowLine<P> lines[] = {
     workflow_value<&P::border_image_index>("borderimageindex %d"),
 };
 
+// The Options menu's resets: the crop rectangle back to the whole picture,
+// or everything to its built-in value with that rectangle.
+void reset_rectangle(void* params) {
+    P& p = *static_cast<P*>(params);
+    p.x1 = p.y1 = 0;
+    p.x2 = std::max(0, p.dims_width - 1);
+    p.y2 = std::max(0, p.dims_height - 1);
+    crop_update_result_rect(p);
+}
+
+void reset_all(void* params) {
+    P& p = *static_cast<P*>(params);
+    const int width = p.dims_width, height = p.dims_height;
+    p = P{};
+    fields_set_defaults(fields, params);
+    p.dims_width = width;
+    p.dims_height = height;
+    reset_rectangle(params);
+}
+
+constexpr PanelReset resets[] = {
+    {"Reset &all", reset_all},
+    {"Reset cropping &rectangle only", reset_rectangle},
+};
+
 // ---------------------------------------------------------------------------
 // The descriptor
 
@@ -964,5 +989,6 @@ constinit const TransformDescriptor crop_add_border_transform =
         .input_opened = input_opened,
         .static_copy = &static_copy,
         .fresh = &fresh,
+        .resets = resets,
         .output_size = output_size,
     });
