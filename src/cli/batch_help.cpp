@@ -156,15 +156,16 @@ void print_field(const TransformField& f, const void* defaults) {
             if (f.bipolar) what += ", 512 neutral";
             what += "; default " + number_text(f.default_value);
             break;
-        default:
-            if (f.shown) {  // the line holds the number shown, not the slider's
-                what = number_text(f.shown(f.minimum)) + " to " + number_text(f.shown(f.maximum)) +
-                       "; default " + number_text(f.shown(f.default_value));
-                break;
-            }
-            what = number_text(f.minimum) + " to " + number_text(f.maximum) + "; default " +
-                   number_text(f.default_value);
+        default: {
+            // The line holds the block's number; the panel may show another.
+            const auto line = [&](double v) { return f.stored ? f.stored(v) : v; };
+            what = number_text(line(f.minimum)) + " to " + number_text(line(f.maximum));
+            if (f.shown && f.shown != f.stored)
+                what += " (shown as " + number_text(f.shown(f.minimum)) + " to " +
+                        number_text(f.shown(f.maximum)) + ")";
+            what += "; default " + number_text(line(f.default_value));
             break;
+        }
     }
     if (f.shown_for == image_types_colour) what += "; colour images only";
     std::printf("  %-12s %-18s %s\n", name.c_str(), label.c_str(), what.c_str());

@@ -204,6 +204,10 @@ struct TransformField {
     // Sliders: the number the caption shows for a value, when it isn't the
     // value itself (formatted by `format` as a real).
     double (*shown)(double value) = nullptr;
+    // Sliders: the number the block, and so the workflow line, holds for a
+    // value, when it isn't the value itself (Gamma Adjust's factor, Noise
+    // Reduction's threshold in eighths).
+    double (*stored)(double value) = nullptr;
     // Sliders: a value above 0 is shown with a plus sign, "+12.5%".
     bool plus_sign = false;
     // Whether the control shows for the block's other values (a radius only

@@ -63,6 +63,10 @@ TEST_F(BatchCommands, AnswerEachCommandLineOnTheRightStreamWithTheRightStatus) {
         {"help 'add noise'", 0, "colorspace_method CHANNELS METHOD", ""},
         {"help Add_Noise", 0, "0 Uniform, 1 Gaussian; default 0", ""},
         {"help Tint", 0, "Not built yet", ""},
+        // A line holds the slider's number, or the one shown where the block keeps that.
+        {"help Sharpen", 0, "0 to 255 (shown as 0 to 100); default", ""},
+        {"help 'Gamma Adjust'", 0, "0.367879 to 2.71828; default 1", ""},
+        {"help 'Noise Reduction'", 0, "0 to 8192 (shown as 0 to 100); default 0", ""},
         // An array's values follow its keyword on one line, as apply takes them.
         {"help 'Brightness Curve'", 0, "x_curve 2 0 255 y_curve 2 0 255 IN.tif", ""},
         {"help 'No Such Thing'", 255, "", "no transformation called \"No Such Thing\""},

@@ -51,6 +51,7 @@ constexpr TransformField threshold_field() {
         static_cast<P*>(p)->threshold = 8 * static_cast<int>(std::lround(v));
     };
     f.shown = [](double v) { return v * 100 / 1024; };
+    f.stored = [](double v) { return 8 * v; };
     return f;
 }
 

@@ -43,6 +43,7 @@ constexpr TransformField factor_field() {
     };
     f.set = [](void* p, double v) { static_cast<P*>(p)->factor = factor_of(std::round(v)); };
     f.shown = factor_of;
+    f.stored = factor_of;
     return f;
 }
 
