@@ -911,16 +911,19 @@ void MaskTool::paint(ImageWindow* window, QPainter& painter) {
     painter.restore();
 }
 
+namespace {
+
+QString latin1(std::string_view text) {
+    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+}  // namespace
+
 void MaskTool::load_outline() {
     const OutlineKind kind = kind_ == MaskKind::spline ? OutlineKind::spline : OutlineKind::polygon;
-    const QString word =
-        QString::fromLatin1(outline_word(kind).data(), static_cast<int>(outline_word(kind).size()));
+    const QString word = latin1(outline_word(kind));
     const QString filter =
-        QStringLiteral("%1 (*%2)")
-            .arg(QString::fromLatin1(outline_label(kind).data(),
-                                     static_cast<int>(outline_label(kind).size())),
-                 QString::fromLatin1(outline_extension(kind).data(),
-                                     static_cast<int>(outline_extension(kind).size())));
+        QStringLiteral("%1 (*%2)").arg(latin1(outline_label(kind)), latin1(outline_extension(kind)));
     const QString path =
         QFileDialog::getOpenFileName(panel_, QStringLiteral("Load %1").arg(word), {}, filter);
     if (path.isEmpty()) return;
@@ -939,14 +942,9 @@ void MaskTool::load_outline() {
 
 void MaskTool::save_outline() {
     const OutlineKind kind = kind_ == MaskKind::spline ? OutlineKind::spline : OutlineKind::polygon;
-    const QString word =
-        QString::fromLatin1(outline_word(kind).data(), static_cast<int>(outline_word(kind).size()));
+    const QString word = latin1(outline_word(kind));
     const QString filter =
-        QStringLiteral("%1 (*%2)")
-            .arg(QString::fromLatin1(outline_label(kind).data(),
-                                     static_cast<int>(outline_label(kind).size())),
-                 QString::fromLatin1(outline_extension(kind).data(),
-                                     static_cast<int>(outline_extension(kind).size())));
+        QStringLiteral("%1 (*%2)").arg(latin1(outline_label(kind)), latin1(outline_extension(kind)));
     const QString path =
         QFileDialog::getSaveFileName(panel_, QStringLiteral("Save %1").arg(word), {}, filter);
     if (path.isEmpty()) return;
