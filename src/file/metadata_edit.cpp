@@ -103,6 +103,25 @@ int turned_by_pixels(const char* file_name, int file_type, int rotation) {
     return WriteImage(file_name, filter, image.get(), profile, options);
 }
 
+// Opens `path` through Exiv2, lets `change` edit its EXIF data and writes it
+// back when `change` says it changed anything: 0, -1 for nothing to change,
+// or the code of what failed.
+template <typename Change>
+int edit_exif(const std::string& path, Change&& change) {
+    try {
+        auto image = Exiv2::ImageFactory::open(path);
+        if (!image.get()) return err_comments;
+        image->readMetadata();
+        if (!change(image->exifData())) return -1;
+        image->writeMetadata();
+    } catch (const Exiv2::AnyError&) {
+        return err_comments;
+    } catch (const std::exception&) {
+        return err_writing;
+    }
+    return 0;
+}
+
 }  // namespace
 
 bool comment_editing_supported(int file_type) {
@@ -116,22 +135,12 @@ int RewriteFileComments(const char* file_name, int file_type, const char* artist
     if (write_protected(file_name)) return err_writing;
     quiet();
     return edit_copy(file_name, [&](const std::string& sibling) {
-        try {
-            auto image = Exiv2::ImageFactory::open(sibling);
-            if (!image.get()) return err_comments;
-            image->readMetadata();
-            Exiv2::ExifData& exif = image->exifData();
+        return edit_exif(sibling, [&](Exiv2::ExifData& exif) {
             bool changed = set_field(exif, "Exif.Image.Artist", artist);
             changed = set_field(exif, "Exif.Image.Copyright", copyright) || changed;
             changed = set_field(exif, "Exif.Image.ImageDescription", description) || changed;
-            if (!changed) return -1;
-            image->writeMetadata();
-        } catch (const Exiv2::AnyError&) {
-            return err_comments;
-        } catch (const std::exception&) {
-            return err_writing;
-        }
-        return 0;
+            return changed;
+        });
     });
 }
 
@@ -159,22 +168,13 @@ int RotateFileLossless(const char* file_name, int file_type, int operation) {
     if (file_type == file_type_jpeg) {
         quiet();
         return edit_copy(file_name, [&](const std::string& sibling) {
-            try {
-                auto image = Exiv2::ImageFactory::open(sibling);
-                if (!image.get()) return err_comments;
-                image->readMetadata();
-                Exiv2::ExifData& exif = image->exifData();
+            return edit_exif(sibling, [&](Exiv2::ExifData& exif) {
                 const auto it = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
                 const int old = it == exif.end() ? 0 : static_cast<int>(it->toLong());
                 exif["Exif.Image.Orientation"] =
                     static_cast<std::uint16_t>(jpeg_orientation_after(old, operation));
-                image->writeMetadata();
-            } catch (const Exiv2::AnyError&) {
-                return err_comments;
-            } catch (const std::exception&) {
-                return err_writing;
-            }
-            return 0;
+                return true;
+            });
         });
     }
     if (file_type == file_type_png) return turned_by_pixels(file_name, file_type, operation);
