@@ -19,6 +19,15 @@
 
 namespace {
 
+// Numbers of a TIFF stream in its byte order.
+unsigned load16(const std::uint8_t* p, bool big) {
+    return big ? (p[0] << 8) | p[1] : p[0] | (p[1] << 8);
+}
+std::uint32_t load32(const std::uint8_t* p, bool big) {
+    return big ? (std::uint32_t{p[0]} << 24) | (p[1] << 16) | (p[2] << 8) | p[3]
+               : p[0] | (p[1] << 8) | (p[2] << 16) | (std::uint32_t{p[3]} << 24);
+}
+
 constexpr int err_read = 56;
 constexpr int err_set_comments = 126;
 // Longest value read from a file: nothing in the table comes near, and a
@@ -233,13 +242,8 @@ public:
     }
 
 private:
-    unsigned get16(const std::uint8_t* p) const {
-        return big_ ? (p[0] << 8) | p[1] : p[0] | (p[1] << 8);
-    }
-    std::uint32_t get32(const std::uint8_t* p) const {
-        return big_ ? (std::uint32_t{p[0]} << 24) | (p[1] << 16) | (p[2] << 8) | p[3]
-                    : p[0] | (p[1] << 8) | (p[2] << 16) | (std::uint32_t{p[3]} << 24);
-    }
+    unsigned get16(const std::uint8_t* p) const { return load16(p, big_); }
+    std::uint32_t get32(const std::uint8_t* p) const { return load32(p, big_); }
 
     // Reads the entries of the IFD at `at` with their values; entries whose
     // values lie outside the stream are left out. False when the IFD itself
@@ -628,13 +632,8 @@ public:
     }
 
 private:
-    unsigned get16(const std::uint8_t* p) const {
-        return big_ ? (p[0] << 8) | p[1] : p[0] | (p[1] << 8);
-    }
-    std::uint32_t get32(const std::uint8_t* p) const {
-        return big_ ? (std::uint32_t{p[0]} << 24) | (p[1] << 16) | (p[2] << 8) | p[3]
-                    : p[0] | (p[1] << 8) | (p[2] << 16) | (std::uint32_t{p[3]} << 24);
-    }
+    unsigned get16(const std::uint8_t* p) const { return load16(p, big_); }
+    std::uint32_t get32(const std::uint8_t* p) const { return load32(p, big_); }
     bool find(int tag, int* type, std::uint32_t* count, const std::uint8_t** value) const {
         if (at_ > note_.size() || note_.size() - at_ < 2) return false;
         const unsigned n = get16(note_.data() + at_);
